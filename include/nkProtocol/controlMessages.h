@@ -1,0 +1,64 @@
+#pragma once
+
+#include "nkProtocol/export.h"
+#include "nkProtocol/message.h"
+#include "nkSupport/tString.h"
+
+/// TIME: the sender's clock. Body, every version, 4 bytes: u32 seconds.
+/// Not synchronised: the owner locks.
+class NK_API nk_messageTime : public nk_message {
+ public:
+  /// Takes the time of tTime::now().
+  explicit nk_messageTime(teVersion version);
+  nk_messageTime(nk_serializer* ser, teVersion version);
+  bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
+  bool serializeToJson(tJson* json) override;
+  bool serializeFromJson(tJson* json) override;
+
+  /// Seconds since 1970-01-01 00:00:00 UTC, the low 32 bits; 0 after a body that was too short.
+  unsigned int currentTime = 0;
+};
+
+/// SHUTDOWN: orders the receiver to shut down. The body is empty in every version.
+class NK_API nk_messageShutdown : public nk_message {
+ public:
+  explicit nk_messageShutdown(teVersion version);
+  nk_messageShutdown(nk_serializer* ser, teVersion version);
+  bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
+  bool serializeToJson(tJson* json) override;
+  bool serializeFromJson(tJson* json) override;
+};
+
+/// What GENERIC_REQ and GENERIC_RSP share: two texts that the library does not interpret.
+/// Body, every version: string text1, string text2. They have no JSON form: serializeToJson and
+/// serializeFromJson give true and touch nothing.
+/// Not synchronised: the owner locks.
+class NK_API nk_messageGeneric : public nk_message {
+ public:
+  bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
+  bool serializeToJson(tJson* json) override;
+  bool serializeFromJson(tJson* json) override;
+
+  tString text1;
+  tString text2;
+
+ protected:
+  nk_messageGeneric(teType type, teVersion version, tString const& first, tString const& second);
+  nk_messageGeneric(teType type, nk_serializer* ser, teVersion version);
+};
+
+/// GENERIC_REQ: two free texts, asked.
+class NK_API nk_messageGenericReq : public nk_messageGeneric {
+ public:
+  nk_messageGenericReq(teVersion version, tString const& text1, tString const& text2);
+  nk_messageGenericReq(nk_serializer* ser, teVersion version);
+  /// Replaces both texts.
+  void set(tString const& text1, tString const& text2);
+};
+
+/// GENERIC_RSP: two free texts, answered.
+class NK_API nk_messageGenericRsp : public nk_messageGeneric {
+ public:
+  nk_messageGenericRsp(teVersion version, tString const& text1, tString const& text2);
+  nk_messageGenericRsp(nk_serializer* ser, teVersion version);
+};

@@ -1,0 +1,4 @@
+#pragma once
+
+/// Marks what libnkProtocol exports; everything else in it stays hidden.
+#define NK_API __attribute__((visibility("default")))

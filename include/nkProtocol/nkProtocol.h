@@ -1,0 +1,10 @@
+#pragma once
+
+/// Everything that libnkProtocol offers.
+#include "nkProtocol/controlMessages.h"
+#include "nkProtocol/message.h"
+#include "nkProtocol/protocol.h"
+#include "nkProtocol/serializer.h"
+#include "nkProtocol/telegram.h"
+#include "nkProtocol/telegramPart.h"
+#include "nkProtocol/vector.h"

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <array>
+#include <set>
+
+#include "nkProtocol/basicTelegram.h"
+#include "nkProtocol/telegramPart.h"
+#include "nkProtocol/vector.h"
+
+/// Opaque to this library: a handle that the engine passes from poll to the send and receive
+/// functions, for the application's use.
+class nk_server;
+
+/// Moves bytes between an engine and its link. Sending: writes up to `length` bytes of `data` and
+/// returns how many it took; on 0 it stores the reason in `*error`, EAGAIN (11) meaning try again.
+/// Receiving: fills in up to `length` bytes and returns how many, 0 if nothing waits; `error` is
+/// null then.
+using nk_transferFunction = unsigned int (*)(nk_server* server, void* ctx, unsigned char* data,
+                                             unsigned int length, int* error);
+
+/// Called at most once per request, on the thread that polls, with the engine's outgoing lock held:
+/// it may call enqueue_TS and respond_TS. With an answer: the address that answered and the
+/// content, which is the engine's and valid during the call. With a time-out: 0xFFFFFFFF, null, and
+/// `timedOut` true.
+using nk_responseCallback = void (*)(unsigned int address, tBlob* content, void* context,
+                                     bool timedOut, void* userData);
+
+/// A whole telegram: on the sending side content cut into parts, kept until its answer comes; on
+/// the receiving side the parts that have come so far.
+/// Not synchronised: the engine holds the lock of the list that the telegram is in.
+class NK_API nk_telegram : public nk_basicTelegram {
+ public:
+  /// Largest payload of one part in bytes; 1 MiB until changed.
+  static unsigned int s_u32MaxPayloadSize;
+  /// Sets s_u32MaxPayloadSize for all telegrams built afterwards in this process. To be called at
+  /// start-up: it takes no lock. 0 is refused and changes nothing.
+  static void setMaxPayloadSize(unsigned int bytes);
+
+  /// An outgoing telegram. It is a response if `isResponse`, otherwise a request, which wants a
+  /// response if there is a `callback`. The content is consumed: compressed if that makes it
+  /// smaller, cut into parts, and `content` is empty afterwards if it was not compressed. Null
+  /// counts as empty content, which makes no part.
+  nk_telegram(unsigned int id, unsigned int src, unsigned int dest, tBlob* content,
+              nk_responseCallback callback, void* context, bool isResponse, void* userData,
+              bool allowCompression);
+  /// A telegram being received, from the first of its parts to arrive, which is copied.
+  explicit nk_telegram(nk_telegramPart* first);
+  ~nk_telegram() override;
+
+  /// If `content` gets strictly smaller by RLE or Huffman coding: stores the smallest form (RLE on
+  /// a tie) in `out`, notes the compression and returns true. Otherwise false.
+  bool checkCompression(tBlob* content, tBlob* out);
+
+  /// Writes all frames through `sendFn`. After a zero return with EAGAIN it pauses 500 ms and tries
+  /// again, five times in a row at most. True if every byte went out.
+  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
+  bool hasBeenSend() const { return m_sent; }
+  bool isOutgoingRequest(unsigned int address) const { return address == m_source; }
+  bool waitForResponse() const { return m_callback != nullptr; }
+
+  void setTimeout_s(long long seconds) { m_timeout_s = seconds; }
+  /// True once more than the time-out has passed since the telegram was made, on the clock of
+  /// tTime::now().
+  bool timeout() const;
+  /// Calls the response callback, if any, with the answer or with the time-out.
+  void notifyResponse(unsigned int address, tBlob* content);
+  void notifyTimeout();
+
+  /// Files a copy of `part`. False for null and for a part that is already there (same number,
+  /// source and destination).
+  bool addTelegramPart(nk_telegramPart* part);
+  /// True if the part at the end of the list is marked as the last.
+  bool lastPartPresent() const;
+  /// Sorts the parts by number; true if the numbers are not 1, 2, 3 and so on.
+  bool isCorrupt();
+  /// Joins and decompresses the parts and returns the content, owned by the telegram. To be called
+  /// once. Null if it cannot be decompressed or memory runs out.
+  tBlob* getCompleteContent();
+  /// Comparator for tVector::sort: ascending part numbers.
+  static bool sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b);
+
+ private:
+  friend class nk_protocol;
+  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, tBlob& scratch);
+  void split(tBlob& content);
+
+  using tPartKey = std::array<unsigned int, 3>;  // part number, destination, source
+
+  tVector<nk_telegramPart*> m_parts;
+  std::set<tPartKey> m_partKeys;  // finds duplicates without walking m_parts
+  bool m_sent = false;
+  nk_responseCallback m_callback = nullptr;
+  void* m_context = nullptr;
+  long long m_timeout_s = 10;
+  void* m_userData = nullptr;
+  bool m_compressionAllowed = true;
+  unsigned char m_retries = 0;
+};

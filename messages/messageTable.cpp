@@ -1,0 +1,1 @@
+#include "nkProtocol/message.h"

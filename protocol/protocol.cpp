@@ -1,0 +1,1 @@
+#include "nkProtocol/protocol.h"

@@ -1,0 +1,1 @@
+#include "nkProtocol/telegramPart.h"

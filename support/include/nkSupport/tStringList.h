@@ -1,0 +1,23 @@
+#pragma once
+
+#include <vector>
+
+#include "nkSupport/export.h"
+#include "nkSupport/tString.h"
+
+/// A list of texts in the order they were added. Not synchronised.
+class NK_SUPPORT_API tStringList {
+ public:
+  /// Number of texts.
+  unsigned int count() const { return static_cast<unsigned int>(m_texts.size()); }
+  /// Copy of the text at `index`, counted from 0; the empty text at or past count().
+  tString get(unsigned int index) const;
+  /// Appends a text, or every text of another list (which may be this one).
+  void add(tString const& text);
+  void add(tStringList const& other);
+  void clear() { m_texts.clear(); }
+  bool operator==(tStringList const& other) const { return m_texts == other.m_texts; }
+
+ private:
+  std::vector<tString> m_texts;
+};

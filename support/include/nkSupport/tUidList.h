@@ -1,0 +1,9 @@
+#pragma once
+
+#include <vector>
+
+/// A list of unsigned 64-bit ids: a vector under a name of its own. Not synchronised.
+class tUidList : public std::vector<unsigned long long> {
+ public:
+  using std::vector<unsigned long long>::vector;
+};

@@ -1,0 +1,1 @@
+#include "nkSupport/SHA1.h"

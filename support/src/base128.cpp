@@ -1,0 +1,1 @@
+#include "nkSupport/base128.h"

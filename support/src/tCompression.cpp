@@ -1,0 +1,1 @@
+#include "nkSupport/tCompression.h"
