@@ -1,1 +1,314 @@
 #include "nkProtocol/protocol.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+#include "protocol/frame.h"
+#include "protocol/incomingTelegrams.h"
+#include "protocol/outgoingQueue.h"
+
+namespace {
+
+// How much recvData asks the link for at once.
+constexpr unsigned int readSize = 32768;
+
+// The engine's log, in the order of a poll. Peers' tools search for these texts, oddities included.
+constexpr char logQueueFailed[] = "prot: appending telegram to queue failed";
+constexpr char logRespond[] = "prot: send response (id: %d; src: %d; dest: %d)";
+constexpr char logTimedOut[] = "outgoing request timed out, notify timeout and remove (tid: %u)";
+constexpr char logNoSendMethod[] = "can't send telegram, no send method, remove telegram";
+constexpr char logSendFailed[] = "sending telegram failed, remove it (tid: %u)";
+constexpr char logSentResponse[] = "send response telegram, remove it (tid: %d; src: %d; dest: %d)";
+constexpr char logSentNoResponse[] =
+    "send request without response required, remove it (tid: %d; src: %d; dest: %d)";
+// PEER: the stray apostrophe belongs to the text.
+constexpr char logSentRequest[] =
+    "send request with response required, don't remove' (tid: %d; src: %d; dest: %d)";
+constexpr char logData[] = "stream contains data";
+constexpr char logBroadcast[] = "received broadcast telegram (tlg-id: %d)";
+constexpr char logForMe[] = "received telegram for me (tlg-id: %d)";
+constexpr char logForOthers[] =
+    "received telegram is addressed to another instance (%d -> %d; own address: %d)";
+constexpr char logSinglePart[] = "received single part telegram (tlg-id: %u)";
+constexpr char logNotDecodable[] = "received telegram can't be decompressed, drop it (tlg-id: %u)";
+constexpr char logPartIncomplete[] = "received telegram is NOT complete now";
+constexpr char logPartCorrupt[] = "received complete telegram is corrupt, remove it (tlg.-id: %u)";
+constexpr char logPartComplete[] =
+    "received telegram is now complete (tlg.-id: %u, content: %d bytes)";
+constexpr char logPartNoContent[] =
+    "received telegram is now complete, but has no content, remove it (tlg.-id: %u)";
+constexpr char logNewContext[] = "received telegram part for new context (tlg.-id: %u)";
+constexpr char logMultiComplete[] = "received telegram with multiple parts - complete (tlg-id: %u)";
+constexpr char logMultiIncomplete[] =
+    "received telegram with multiple parts - incomplete (tlg-id: %u)";
+constexpr char logHandleResponse[] = "handle response (size %u)";
+constexpr char logRemoveRequest[] = "remove request";
+constexpr char logNoRequest[] = "did not find request for response";
+constexpr char logNoResponse[] = "no response to request required";
+constexpr char logHandled[] = "telegram handled, remove it (tlg-id: %d)";
+constexpr char logCannotRemove[] = "telegram handled, but can't remove it (tlg-id: %d)";
+
+}  // namespace
+
+std::atomic<unsigned int> nk_protocol::u32TlgNumber{0};
+std::atomic<void (*)(char const*, va_list)> nk_protocol::m_pFcnLog{nullptr};
+
+namespace {
+// Ids and addresses are logged as signed numbers, as they always were.
+int shown(unsigned int number) { return static_cast<int>(number); }
+}  // namespace
+
+nk_protocol::nk_protocol(unsigned int ownAddress, tReceiveCallback recvCb, void* context,
+                         unsigned int defaultTimeout_s,
+                         void (*logFcn)(char const* format, va_list arguments), void* logContext,
+                         void (*logOutput)(void* context, char const* text))
+    : tLog(logContext, logOutput),
+      m_ownAddress(ownAddress),
+      m_incomingLock(true),
+      m_incoming(std::make_unique<nk_incomingTelegrams>()),
+      m_outgoingLock(true),
+      m_outgoing(std::make_unique<nk_outgoingQueue>()),
+      m_receiveCallback(recvCb),
+      m_frameReader(std::make_unique<nk_frameReader>()),
+      m_context(context),
+      m_defaultTimeout_s(defaultTimeout_s) {
+  m_pFcnLog = logFcn;
+}
+
+nk_protocol::~nk_protocol() {
+  {
+    tLockGuard guard(m_incomingLock);
+    m_incoming.reset();
+  }
+  tLockGuard guard(m_outgoingLock);
+  m_outgoing.reset();
+}
+
+void nk_protocol::setMaxPayloadSize(unsigned int bytes) { nk_telegram::setMaxPayloadSize(bytes); }
+
+void nk_protocol::logProt(char const* format, ...) {
+  auto const hook = m_pFcnLog.load();
+  if (format == nullptr || hook == nullptr) return;
+  va_list arguments;
+  va_start(arguments, format);
+  hook(format, arguments);
+  va_end(arguments);
+}
+
+void nk_protocol::enqueue_TS(tBlob* content, unsigned int destAddress,
+                             nk_responseCallback responseCb, unsigned int timeout_s,
+                             void* userData) {
+  tLockGuard guard(m_outgoingLock);
+  unsigned int const id = ++u32TlgNumber;
+  std::unique_ptr<nk_telegram> request(
+      new (std::nothrow) nk_telegram(id, m_ownAddress, destAddress, content, responseCb, m_context,
+                                     false, userData, m_compressionAllowed));
+  if (request == nullptr) {
+    log(logQueueFailed);
+    return;
+  }
+  request->setTimeout_s(timeout_s != 0 ? timeout_s : m_defaultTimeout_s);
+  m_outgoing->push(std::move(request));
+}
+
+void nk_protocol::respond_TS(tBlob* content, unsigned int destAddress, unsigned int telegramId) {
+  tLockGuard guard(m_outgoingLock);
+  log(logRespond, shown(telegramId), shown(m_ownAddress), shown(destAddress));
+  m_outgoing->push(std::make_unique<nk_telegram>(telegramId, m_ownAddress, destAddress, content,
+                                                 nullptr, m_context, true, nullptr,
+                                                 m_compressionAllowed));
+}
+
+void nk_protocol::poll(nk_server* server, void* ctx, nk_transferFunction sendFn,
+                       nk_transferFunction recvFn) {
+  handleOutgoing(server, ctx, sendFn);
+  eraseDeletedTelegrams_TS();
+  if (recvFn != nullptr) recvData(server, ctx, recvFn);
+  if (m_newData) {
+    m_newData = false;
+    handleStream();
+  }
+  eraseDeletedTelegrams_TS();
+}
+
+// Sent telegrams stand ahead of unsent ones, so time-outs and then sending is the queue's order.
+void nk_protocol::handleOutgoing(nk_server* server, void* ctx, nk_transferFunction sendFn) {
+  tLockGuard guard(m_outgoingLock);
+  for (auto const& request : m_outgoing->takeTimedOut()) {
+    log(logTimedOut, request->telegramId());
+    request->notifyTimeout();
+  }
+  while (nk_telegram* telegram = m_outgoing->firstUnsent()) {
+    if (sendFn == nullptr) {
+      log(logNoSendMethod);
+      m_outgoing->takeFirstUnsent();
+    } else {
+      sendTelegram(*telegram, server, ctx, sendFn);
+    }
+  }
+}
+
+// Sends the first unsent telegram of the queue; takes it out unless it waits for a response.
+void nk_protocol::sendTelegram(nk_telegram& telegram, nk_server* server, void* ctx,
+                               nk_transferFunction sendFn) {
+  bool const sent = telegram.send(server, ctx, sendFn, m_frames);
+  int const id = shown(telegram.telegramId());
+  int const source = shown(telegram.sourceAddress());
+  int const destination = shown(telegram.destinationAddress());
+  if (!sent) {
+    log(logSendFailed, telegram.telegramId());
+  } else if (telegram.isResponse()) {
+    log(logSentResponse, id, source, destination);
+  } else if (telegram.isRequestWithoutResponse()) {
+    log(logSentNoResponse, id, source, destination);
+  } else {
+    log(logSentRequest, id, source, destination);
+    telegram.dropParts();
+    m_outgoing->keepFirstUnsent();
+    return;
+  }
+  m_outgoing->takeFirstUnsent();
+}
+
+// Both lists lose their telegrams at once and keep no gaps; there is nothing left to collect.
+void nk_protocol::eraseDeletedTelegrams_TS() {}
+
+unsigned int nk_protocol::recvData(nk_server* server, void* ctx, nk_transferFunction recvFn) {
+  if (recvFn == nullptr) return 0;
+  unsigned int total = 0;
+  unsigned int received = readSize;
+  while (received == readSize) {
+    unsigned int const before = m_stream.size();
+    unsigned char* const room = m_stream.extend(readSize);
+    if (room == nullptr) break;
+    received = std::min(recvFn(server, ctx, room, readSize, nullptr), readSize);
+    m_stream.truncate(before + received);
+    total += received;
+  }
+  if (total != 0) m_newData = true;
+  return total;
+}
+
+void nk_protocol::pushData(unsigned char* data, unsigned int length) {
+  if (data == nullptr || length == 0) return;
+  m_stream.append(data, length);
+  m_newData = true;
+}
+
+// PEER: the loop ends at the first invalid frame; what stands behind it waits for new bytes.
+void nk_protocol::handleStream() {
+  nk_telegramPart part;
+  while (m_frameReader->next(m_stream, part)) {
+    log(logData);
+    if (!isForMe(part)) continue;
+    nk_telegram* complete = nullptr;
+    tBlob* const content = takeContent(part, &complete);
+    if (content == nullptr) continue;
+    if (part.isResponse()) {
+      handleResponse(part, content);
+    } else {
+      handleRequest(part, content);
+    }
+    if (complete != nullptr) removeHandled(part, complete);
+  }
+}
+
+bool nk_protocol::isForMe(nk_telegramPart const& part) {
+  unsigned int const destination = part.destinationAddress();
+  if (destination == nk_basicTelegram::addressBroadcast) {
+    log(logBroadcast, shown(part.telegramId()));
+    return true;
+  }
+  if (destination == m_ownAddress) {
+    log(logForMe, shown(part.telegramId()));
+    return true;
+  }
+  log(logForOthers, shown(part.sourceAddress()), shown(destination), shown(m_ownAddress));
+  return false;
+}
+
+// The content that `part` completes, null if there is none yet.
+tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete) {
+  tBlob* content = part.isSinglePartTelegram();
+  if (content != nullptr) {
+    log(logSinglePart, part.telegramId());
+    if (!part.decodingFailed()) return content;
+    log(logNotDecodable, part.telegramId());
+    return nullptr;
+  }
+  content = checkTlgPartMatch_TS(&part, complete);
+  if (content != nullptr) {
+    log(logMultiComplete, part.telegramId());
+  } else {
+    log(logMultiIncomplete, part.telegramId());
+  }
+  return content;
+}
+
+tBlob* nk_protocol::checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete) {
+  if (part == nullptr) return nullptr;
+  *complete = nullptr;
+  tLockGuard guard(m_incomingLock);
+  nk_telegram* const telegram = m_incoming->find(*part);
+  if (telegram == nullptr) {
+    log(logNewContext, part->telegramId());
+    m_incoming->add(std::make_unique<nk_telegram>(part));
+    return nullptr;
+  }
+  if (!telegram->addTelegramPart(part)) return nullptr;
+  if (!telegram->lastPartPresent()) {
+    log(logPartIncomplete);
+    return nullptr;
+  }
+  if (telegram->isCorrupt()) {
+    log(logPartCorrupt, part->telegramId());
+    m_incoming->remove(*part, telegram);
+    return nullptr;
+  }
+  tBlob* const content = telegram->getCompleteContent();
+  if (content == nullptr) {
+    log(logPartNoContent, part->telegramId());
+    m_incoming->remove(*part, telegram);
+    return nullptr;
+  }
+  log(logPartComplete, part->telegramId(), shown(content->size()));
+  *complete = telegram;
+  return content;
+}
+
+void nk_protocol::handleResponse(nk_telegramPart const& part, tBlob* content) {
+  {
+    // PEER: the id alone decides; a response from another address than the one asked counts too.
+    tLockGuard guard(m_outgoingLock);
+    if (auto const request = m_outgoing->takeWaiting(part.telegramId())) {
+      log(logHandleResponse, content->size());
+      request->notifyResponse(part.sourceAddress(), content);
+      log(logRemoveRequest);
+      return;
+    }
+  }
+  log(logNoRequest);
+}
+
+void nk_protocol::handleRequest(nk_telegramPart const& part, tBlob* content) {
+  if (m_receiveCallback == nullptr) return;
+  m_receiveCallback(part.sourceAddress(), content, m_context);
+  // PEER: content left behind is an answer, whether or not the request asked for one.
+  if (content->empty()) {
+    log(logNoResponse);
+  } else {
+    respond_TS(content, part.sourceAddress(), part.telegramId());
+  }
+}
+
+void nk_protocol::removeHandled(nk_telegramPart const& part, nk_telegram const* telegram) {
+  {
+    tLockGuard guard(m_incomingLock);
+    if (m_incoming->remove(part, telegram)) {
+      log(logHandled, shown(part.telegramId()));
+      return;
+    }
+  }
+  log(logCannotRemove, shown(part.telegramId()));
+}

@@ -54,6 +54,9 @@ class NK_API nk_basicTelegram {
   /// it is to be called once per payload. A payload that cannot be decoded becomes empty, which no
   /// compressed content ever is.
   void deCompress();
+  /// After deCompress(): true if there was something to decode and it was no valid encoding, or
+  /// larger than tCompression::maxDecodedSize().
+  bool decodingFailed() const;
 
  protected:
   unsigned int m_source = addressNone;

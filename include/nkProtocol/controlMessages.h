@@ -4,6 +4,8 @@
 #include "nkProtocol/message.h"
 #include "nkSupport/tString.h"
 
+class nk_jsonFields;
+
 /// TIME: the sender's clock. Body, every version, 4 bytes: u32 seconds.
 /// Not synchronised: the owner locks.
 class NK_API nk_messageTime : public nk_message {
@@ -17,6 +19,9 @@ class NK_API nk_messageTime : public nk_message {
 
   /// Seconds since 1970-01-01 00:00:00 UTC, the low 32 bits; 0 after a body that was too short.
   unsigned int currentTime = 0;
+
+ private:
+  bool jsonForm(nk_jsonFields fields);
 };
 
 /// SHUTDOWN: orders the receiver to shut down. The body is empty in every version.

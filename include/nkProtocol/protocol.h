@@ -65,7 +65,8 @@ class NK_API nk_protocol : public tLog {
   /// is in, owned by `*complete`, which stays filed until the caller removes it; otherwise null.
   /// `*complete` is set in any case; `complete` must not be null.
   tBlob* checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete);
-  /// Gives back the memory of telegrams that are done.
+  /// Compacts both lists. They are kept compact all the time, so there is nothing to do; it stays
+  /// for programs that call it.
   void eraseDeletedTelegrams_TS();
 
   /// nk_telegram::setMaxPayloadSize.
@@ -79,15 +80,14 @@ class NK_API nk_protocol : public tLog {
 
  private:
   void handleOutgoing(nk_server* server, void* ctx, nk_transferFunction sendFn);
-  void notifyTimeouts() NK_REQUIRES(m_outgoingLock);
-  void sendQueued(nk_server* server, void* ctx, nk_transferFunction sendFn)
+  void sendTelegram(nk_telegram& telegram, nk_server* server, void* ctx, nk_transferFunction sendFn)
       NK_REQUIRES(m_outgoingLock);
   void handleStream();
   bool isForMe(nk_telegramPart const& part);
   tBlob* takeContent(nk_telegramPart& part, nk_telegram** complete);
   void handleResponse(nk_telegramPart const& part, tBlob* content);
   void handleRequest(nk_telegramPart const& part, tBlob* content);
-  void removeHandled(nk_telegram* telegram);
+  void removeHandled(nk_telegramPart const& part, nk_telegram const* telegram);
 
   static std::atomic<void (*)(char const*, va_list)> m_pFcnLog;
 
@@ -96,6 +96,7 @@ class NK_API nk_protocol : public tLog {
   std::unique_ptr<nk_incomingTelegrams> m_incoming NK_GUARDED_BY(m_incomingLock);
   tCriticalSection m_outgoingLock;
   std::unique_ptr<nk_outgoingQueue> m_outgoing NK_GUARDED_BY(m_outgoingLock);
+  tBlob m_frames NK_GUARDED_BY(m_outgoingLock);  // being sent; kept for its memory
   tReceiveCallback const m_receiveCallback;
   tBlob m_stream;  // received bytes that are not cut into frames yet; polling thread only
   std::unique_ptr<nk_frameReader> m_frameReader;

@@ -14,7 +14,7 @@ class nk_server;
 /// Moves bytes between an engine and its link. Sending: writes up to `length` bytes of `data` and
 /// returns how many it took; on 0 it stores the reason in `*error`, EAGAIN (11) meaning try again.
 /// Receiving: fills in up to `length` bytes and returns how many, 0 if nothing waits; `error` is
-/// null then.
+/// null then. Neither may call the engine that calls it.
 using nk_transferFunction = unsigned int (*)(nk_server* server, void* ctx, unsigned char* data,
                                              unsigned int length, int* error);
 
@@ -62,6 +62,9 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// True once more than the time-out has passed since the telegram was made, on the clock of
   /// tTime::now().
   bool timeout() const;
+  /// The time, as tTime::now() counts, that timeout() compares the clock with; the largest number
+  /// if that lies beyond it.
+  long long timesOutAfter() const;
   /// Calls the response callback, if any, with the answer or with the time-out.
   void notifyResponse(unsigned int address, tBlob* content);
   void notifyTimeout();
@@ -81,8 +84,9 @@ class NK_API nk_telegram : public nk_basicTelegram {
 
  private:
   friend class nk_protocol;
-  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, tBlob& scratch);
+  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, tBlob& frames);
   void split(tBlob& content);
+  void dropParts();
 
   using tPartKey = std::array<unsigned int, 3>;  // part number, destination, source
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "nkProtocol/basicTelegram.h"
+#include "nkProtocol/serializer.h"
 
 /// One frame of the byte stream: a telegram header, the number of the part and a slice of the
 /// telegram's content. docs/wire-format.md gives the frame byte by byte.
@@ -46,7 +47,8 @@ class NK_API nk_telegramPart : public nk_basicTelegram {
  private:
   friend class nk_frameReader;
   friend class nk_telegram;
-  bool readBody(tBlob& body);
+  bool header(nk_serializer& ser, nk_serializer::teSerDirection d);
+  bool readBody(nk_serializer& body);
 
   unsigned int m_partId = 0;
   tePartInfo m_partInfo = tePartInfo(0);

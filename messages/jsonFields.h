@@ -1,0 +1,54 @@
+#pragma once
+
+#include <type_traits>
+
+#include "nkSupport/tJson.h"
+#include "nkSupport/tString.h"
+
+/// Passes the members of a message through a JSON object in one direction or the other, so that a
+/// class names each key once. Writing adds the members in the order of the calls. Reading leaves a
+/// number alone whose key is missing and cuts what is read to the number's width; a missing text is
+/// read as the empty text.
+class nk_jsonFields {
+ public:
+  enum teDirection { READ, WRITE };
+  /// `json` is borrowed for the life of this object.
+  nk_jsonFields(tJson& json, teDirection direction) : m_json(json), m_writing(direction == WRITE) {}
+
+  /// Any integer type; a u64 from 2^63 on keeps its 64 bits.
+  template <class Number>
+  nk_jsonFields& number(char const* key, Number& value) {
+    static_assert(std::is_integral_v<Number>);
+    if (!m_writing) {
+      value = static_cast<Number>(m_json.getInt(key, static_cast<long long>(value)));
+    } else if constexpr (std::is_same_v<Number, unsigned long long>) {
+      m_json.addUInt64(key, value);
+    } else {
+      m_json.addInt(key, value);
+    }
+    return *this;
+  }
+  nk_jsonFields& text(char const* key, tString& value) {
+    if (m_writing) {
+      m_json.addString(key, value);
+    } else {
+      value = m_json.getString(key);
+    }
+    return *this;
+  }
+  nk_jsonFields& flag(char const* key, bool& value) {
+    if (m_writing) {
+      m_json.addBool(key, value);
+    } else {
+      value = m_json.getBool(key, value);
+    }
+    return *this;
+  }
+
+  /// True: ends a chain of members as the result of the class's one JSON routine.
+  bool done() const { return true; }
+
+ private:
+  tJson& m_json;
+  bool const m_writing;
+};

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "nkProtocol/serializer.h"
+#include "nkProtocol/telegramPart.h"
+#include "nkSupport/tBlob.h"
+
+/// The bytes that bound a frame; its base-128 body holds neither.
+constexpr unsigned char frameStart = 0x01;
+constexpr unsigned char frameEnd = 0x02;
+/// A frame's decoded body: the header with the payload's length at its end, the payload, the CRC.
+constexpr unsigned int frameHeaderSize = 25;
+constexpr unsigned int frameCrcSize = 1;
+
+/// Cuts frames off the front of one stream that grows at its end. Remembers how far the stream was
+/// searched, so that a frame that comes in small pieces costs no more than one that comes whole;
+/// between calls nothing but appending may be done to the stream. Not synchronised.
+class nk_frameReader {
+ public:
+  /// Reads the first frame of `stream` into `part`; see nk_telegramPart::streamContainsTelegram.
+  bool next(tBlob& stream, nk_telegramPart& part);
+
+ private:
+  /// Where the first byte of one value stands, as far as the stream has been searched.
+  struct tMark {
+    unsigned int position = 0;  // of the byte if found, otherwise where to search on
+    bool found = false;
+    bool find(tBlob const& stream, unsigned char byte);
+  };
+  bool decode(unsigned char const* encoded, unsigned int size, nk_telegramPart& part);
+
+  tMark m_start;
+  tMark m_end;
+  nk_serializer m_body;  // decoded; its memory changes hands with each part's payload
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "nkProtocol/message.h"
+
+/// What one message in one version looks like on the wire and as JSON. One runner draws every
+/// conclusion from it; each message family gives its rows.
+struct tGoldenRow {
+  char const* name;
+  std::function<std::unique_ptr<nk_message>()> make;
+  /// The whole message: type, version, body.
+  char const* bytes;
+  /// The JSON text to the letter; "" if the message has none of its own.
+  char const* json;
+};
+
+std::vector<tGoldenRow> controlMessageRows();

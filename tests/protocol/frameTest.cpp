@@ -1,0 +1,209 @@
+#include <gtest/gtest.h>
+
+#include "harness/hex.h"
+#include "nkProtocol/telegramPart.h"
+#include "nkSupport/base128.h"
+#include "nkSupport/crc.h"
+#include "nkSupport/tCompression.h"
+
+namespace {
+
+using harness::hex;
+using harness::toHex;
+
+/// The frame of a body without its CRC, put together from the support library's functions alone.
+tBlob frameOf(tBlob body) {
+  unsigned char const crc = crc_crc8init(body.data(), body.size());
+  body.append(&crc, 1);
+  tBlob frame = hex("01");
+  base128::encode(frame.extend(base128::encodedSize(body.size())), body.data(), body.size());
+  frame.append(hex("02"));
+  return frame;
+}
+
+// Source 1, destination 2, id 7, part 1, time stamp 0x65431234.
+constexpr char header[] = "01000000 02000000 07000000 01000000 34124365";
+
+tBlob goodFrame() { return frameOf(hex(std::string(header) + "0a 03000000 616263")); }
+
+struct tPartRow {
+  nk_basicTelegram::teType type;
+  nk_basicTelegram::teCompression compression;
+  bool last;
+  unsigned char flags;
+};
+
+TEST(Frame, HasTheDocumentedBytes) {
+  using tPart = nk_telegramPart;
+  for (tPartRow const& row :
+       {tPartRow{tPart::TYPE_REQUEST_NO_RESPONSE, tPart::COMPRESSION_NONE, true, 0x09},
+        tPartRow{tPart::TYPE_REQUEST_FORCE_RESPONSE, tPart::COMPRESSION_RLE, false, 0x16},
+        tPartRow{tPart::TYPE_RESPONSE, tPart::COMPRESSION_HUFF, true, 0x2B}}) {
+    // Sizes round the bounds between the pieces in which a body is encoded.
+    for (unsigned int size : {0u, 1u, 2u, 3u, 4u, 9u, 10u, 16u, 17u, 18u, 100u, 1000u, 70001u}) {
+      tBlob payload = harness::noise(size);
+      nk_telegramPart part(7, 1, 2, 1, 0x65431234, row.last, &payload, row.type, row.compression);
+      tBlob stream = hex("ff");
+      ASSERT_TRUE(part.serialize(&stream));
+      stream.slice(1);
+      tBlob body = hex(header);
+      body.append(&row.flags, 1);
+      body.append(&size, sizeof size);
+      body.append(payload);
+      ASSERT_EQ(stream == frameOf(body), true) << size << ": " << toHex(stream);
+
+      nk_telegramPart read;
+      ASSERT_TRUE(read.streamContainsTelegram(&stream));
+      EXPECT_TRUE(stream.empty());
+      EXPECT_EQ(read.telegramId(), 7u);
+      EXPECT_EQ(read.sourceAddress(), 1u);
+      EXPECT_EQ(read.destinationAddress(), 2u);
+      EXPECT_EQ(read.timestamp(), 0x65431234u);
+      EXPECT_EQ(read.type(), row.type);
+      EXPECT_EQ(read.compression(), row.compression);
+      EXPECT_EQ(read.isLastPart(), row.last);
+      EXPECT_EQ(*read.payload() == payload, true);
+    }
+  }
+  EXPECT_FALSE(nk_telegramPart().serialize(nullptr));
+}
+
+TEST(Frame, IsTheSameForEver) {
+  // Guards base-128 and CRC as well: peers in the field know these bytes.
+  EXPECT_EQ(toHex(goodFrame()),
+            "01 81 80 80 80 a0 80 80 80 80 8e 80 80 80 82 80 80 80 b4 a4 8c aa 86 c5 80 80 80 80 "
+            "b0 c4 98 ba 81 02");
+}
+
+struct tStreamRow {
+  char const* name;
+  tBlob stream;
+  bool valid;
+  /// The frame is taken off the stream.
+  bool consumed;
+};
+
+std::vector<tStreamRow> streamRows() {
+  std::vector<tStreamRow> rows = {
+      {"empty", tBlob(), false, false},
+      {"start without end", hex("01 80 80"), false, false},
+      {"end without start", hex("aa 02"), false, false},
+      {"end before start", hex("aa 02 01 80 80 02"), false, false},
+      {"empty frame", hex("01 02"), false, true},
+      {"length that no encoding has", hex("01 80 02"), false, true},
+      {"CRC of nothing", frameOf(tBlob()), false, true},
+      {"garbage before the start", hex("03 aa"), true, true},
+      {"second start inside", hex("01 81"), false, true},
+      {"header cut off", frameOf(hex("01000000 0200")), false, true},
+      {"no payload", frameOf(hex(std::string(header) + "0a 00000000")), true, true},
+      {"payload length past the end", frameOf(hex(std::string(header) + "0a 05000000 616263")),
+       false, true},
+      {"payload length that wraps", frameOf(hex(std::string(header) + "0a ffffffff 616263")), false,
+       true},
+      {"more bytes than the payload length",
+       frameOf(hex(std::string(header) + "0a 01000000 616263")), true, true},
+  };
+  for (auto& row : rows) {
+    if (std::string_view(row.name) == "garbage before the start" ||
+        std::string_view(row.name) == "second start inside") {
+      row.stream.append(goodFrame());
+    }
+  }
+  for (unsigned int byte = 1; byte + 1 < goodFrame().size(); ++byte) {
+    for (unsigned int bit = 0; bit < 8; ++bit) {
+      tBlob damaged = goodFrame();
+      damaged.data()[byte] = static_cast<unsigned char>(damaged.data()[byte] ^ (1u << bit));
+      rows.push_back({"one bit changed", damaged, false, true});
+    }
+  }
+  return rows;
+}
+
+TEST(Frame, TakesWholeFramesAndDropsBadOnes) {
+  for (auto const& row : streamRows()) {
+    SCOPED_TRACE(std::string(row.name) + ": " + toHex(row.stream));
+    tBlob stream(row.stream);
+    EXPECT_EQ(nk_telegramPart().streamContainsTelegram(&stream), row.valid);
+    EXPECT_EQ(stream.empty(), row.consumed || row.stream.empty());
+    if (!row.consumed) {
+      EXPECT_EQ(stream == row.stream, true);
+      continue;
+    }
+    // A good frame behind is found, wherever the stream is cut.
+    tBlob both(row.stream);
+    both.append(goodFrame());
+    unsigned int found = 0;
+    tBlob grown;
+    for (unsigned int i = 0; i < both.size(); ++i) {
+      grown.append(both.data() + i, 1);
+      found += nk_telegramPart().streamContainsTelegram(&grown) ? 1 : 0;
+    }
+    EXPECT_EQ(found, row.valid ? 2u : 1u);
+    EXPECT_TRUE(grown.empty());
+  }
+  EXPECT_FALSE(nk_telegramPart().streamContainsTelegram(nullptr));
+}
+
+TEST(Frame, LargerThanTheCeilingIsDropped) {
+  unsigned int const before = tCompression::maxDecodedSize();
+  tCompression::setMaxDecodedSize(1000);
+  for (unsigned int const size : {1000u, 1001u}) {
+    tBlob payload = harness::noise(size);
+    nk_telegramPart part(1, 2, 3, 1, 0, true, &payload, nk_telegramPart::TYPE_RESPONSE,
+                         nk_telegramPart::COMPRESSION_NONE);
+    tBlob stream;
+    ASSERT_TRUE(part.serialize(&stream));
+    EXPECT_EQ(nk_telegramPart().streamContainsTelegram(&stream), size == 1000);
+    EXPECT_TRUE(stream.empty());
+  }
+  tCompression::setMaxDecodedSize(before);
+}
+
+TEST(TelegramPart, IsAWholeTelegramOnlyAsNumberOneAndLast) {
+  struct tRow {
+    unsigned int partId;
+    bool last, single;
+  };
+  for (tRow const& row : {tRow{1, true, true}, tRow{1, false, false}, tRow{2, true, false}}) {
+    tBlob content;
+    for (int i = 0; i < 100; ++i) content.append("x", 1);
+    tBlob payload = tCompression::encodeRLE(content);
+    nk_telegramPart part(1, 2, 3, row.partId, 0, row.last, &payload, nk_telegramPart::TYPE_RESPONSE,
+                         nk_telegramPart::COMPRESSION_RLE);
+    tBlob* const single = part.isSinglePartTelegram();
+    EXPECT_EQ(single != nullptr, row.single);
+    EXPECT_EQ(*part.payload() == (row.single ? content : payload), true);
+  }
+}
+
+TEST(TelegramPart, CopiesShareNothing) {
+  tBlob payload = hex("61 62");
+  nk_telegramPart part(1, 2, 3, 4, 5, true, &payload, nk_telegramPart::TYPE_RESPONSE,
+                       nk_telegramPart::COMPRESSION_HUFF);
+  nk_telegramPart copy(&part);
+  part.payload()->clear();
+  EXPECT_EQ(toHex(*copy.payload()), "61 62");
+  EXPECT_EQ(copy.partId(), 4u);
+  EXPECT_TRUE(copy.isLastPart() && copy.isResponse());
+  nk_telegramPart none(static_cast<nk_telegramPart const*>(nullptr));
+  EXPECT_EQ(none.sourceAddress(), nk_basicTelegram::addressNone);
+  EXPECT_EQ(none.destinationAddress(), nk_basicTelegram::addressNone);
+  EXPECT_FALSE(none.isResponse() || none.isLastPart());
+}
+
+TEST(TelegramPart, NamesItsEnumerations) {
+  using tPart = nk_telegramPart;
+  EXPECT_EQ(tPart::typeName(tPart::teType(1)), "TYPE_REQUEST_NO_RESPONSE");
+  EXPECT_EQ(tPart::typeName(tPart::teType(2)), "TYPE_REQUEST_FORCE_RESPONSE");
+  EXPECT_EQ(tPart::typeName(tPart::teType(3)), "TYPE_RESPONSE");
+  EXPECT_EQ(tPart::typeName(tPart::teType(0)), "invalid");
+  EXPECT_EQ(tPart::compressionName(tPart::teCompression(0)), "COMPRESSION_NONE");
+  EXPECT_EQ(tPart::compressionName(tPart::teCompression(16)), "COMPRESSION_RLE");
+  EXPECT_EQ(tPart::compressionName(tPart::teCompression(32)), "COMPRESSION_HUFF");
+  EXPECT_EQ(tPart::compressionName(tPart::teCompression(48)), "invalid");
+  EXPECT_EQ(tPart::partInfo(tPart::tePartInfo(4)), "PARTINFO_NOT_LAST_PART");
+  EXPECT_EQ(tPart::partInfo(tPart::tePartInfo(8)), "PARTINFO_LAST_PART");
+  EXPECT_EQ(tPart::partInfo(tPart::tePartInfo(12)), "invalid");
+}
+
+}  // namespace
