@@ -1,0 +1,347 @@
+#include "nkSupport/tJson.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <string>
+#include <utility>
+
+using namespace std::string_literals;
+
+namespace {
+
+std::string text(tJson const& json, bool pretty = false) {
+  return std::string(json.getJson(pretty).view());
+}
+
+std::string repeated(std::string const& piece, unsigned int times) {
+  std::string all;
+  all.reserve(piece.size() * times);
+  for (unsigned int i = 0; i < times; ++i) all += piece;
+  return all;
+}
+
+// An object of `depth` levels, the object itself counted.
+std::string nested(unsigned int depth) {
+  return "{\"a\":" + repeated("[", depth - 1) + repeated("]", depth - 1) + "}";
+}
+
+struct tText {
+  std::string text;
+  std::string printed;  // empty: the text is refused
+};
+
+TEST(tJson, readsOneObjectAndRefusesEverythingElse) {
+  std::string const bom = "\xEF\xBB\xBF";
+  tText const rows[] = {
+      {"{}", "{}"},
+      {" \t\r\n{ \"a\" : [ 1 , { } , [ ] ] } \n", R"({"a":[1,{},[]]})"},
+      {R"({"a":null,"b":true,"c":false})", R"({"a":null,"b":true,"c":false})"},
+      // numbers
+      {R"({"a":0,"b":-0,"c":-1,"d":1.5,"e":1e3,"f":-2.5E-3})",
+       R"({"a":0,"b":0,"c":-1,"d":1.5,"e":1000.0,"f":-0.0025})"},
+      {R"({"a":-9223372036854775808,"b":18446744073709551615})",
+       R"({"a":-9223372036854775808,"b":18446744073709551615})"},
+      {R"({"a":18446744073709551616})", R"({"a":18446744073709551616.0})"},
+      {R"({"a":1e999999})", ""},
+      {R"({"a":9e308})", ""},
+      {R"({"a":1e99999999999999999999})", ""},
+      {R"({"a":0.0000000000000e-2147483639})", R"({"a":0.0})"},
+      {"{\"a\":" + repeated("9", 400) + "}", ""},
+      {R"({"a":01})", ""},
+      {R"({"a":+1})", ""},
+      {R"({"a":.5})", ""},
+      {R"({"a":1.})", ""},
+      {R"({"a":1e})", ""},
+      {R"({"a":0x1})", ""},
+      {R"({"a":-})", ""},
+      {R"({"a":NaN})", ""},
+      {R"({"a":Infinity})", ""},
+      // texts
+      {R"({"":"\"\\\/\b\f\n\r\t\u0041\u00e4\u20ac\ud83d\ude00"})",
+       R"({"":"\"\\/\b\f\n\r\tA)"
+       "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\"}"},
+      {R"({"a\u0000b":"\u0000\u001f"})", R"({"a\u0000b":"\u0000\u001F"})"},
+      {"{\"a\":\"\x7F\x80\xFF\xC3\"}", "{\"a\":\"\x7F\x80\xFF\xC3\"}"},
+      {R"({"a":"\ud800"})", ""},
+      {R"({"a":"\ud800\u0041"})", ""},
+      {R"({"a":"\u12g4"})", ""},
+      {R"({"a":"\x41"})", ""},
+      {"{\"a\":\"\n\"}", ""},
+      {"{\"a\":\"\x1F\"}", ""},
+      {"{\"a\":\"\0\"}"s, ""},
+      // what is no object, or more than one
+      {"", ""},
+      {" ", ""},
+      {"[]", ""},
+      {"1", ""},
+      {"\"a\"", ""},
+      {"null", ""},
+      {bom + "{}", ""},
+      {"{}{}", ""},
+      {"{} x", ""},
+      {"{},", ""},
+      {"{}\0"s, ""},
+      {"{}\0{}"s, ""},
+      {"\0{}"s, ""},
+      // broken
+      {"{", ""},
+      {"}", ""},
+      {R"({"a")", ""},
+      {R"({"a":)", ""},
+      {R"({"a":1)", ""},
+      {R"({"a":"x)", ""},
+      {R"({"a":"x\)", ""},
+      {R"({"a":[1,2})", ""},
+      {R"({"a":[1,]})", ""},
+      {R"({"a":1,})", ""},
+      {R"({,})", ""},
+      {R"({a:1})", ""},
+      {R"({'a':1})", ""},
+      {R"({"a" 1})", ""},
+      {R"({"a":1 "b":2})", ""},
+      {R"({"a":tru})", ""},
+      {R"({"a":1}/**/)", ""},
+      // depth
+      {nested(64), nested(64)},
+      {nested(65), ""},
+      {repeated("{\"a\":", 64) + "1" + repeated("}", 64),
+       repeated("{\"a\":", 64) + "1" + repeated("}", 64)},
+      {repeated("{\"a\":", 65) + "1" + repeated("}", 65), ""},
+      {"{\"a\":[" + repeated("[],{},", 100) + "[]]}",
+       "{\"a\":[" + repeated("[],{},", 100) + "[]]}"},
+      {R"({"a":"[[[[)" + repeated("[\\\"{", 100) + "\"}",
+       R"({"a":"[[[[)" + repeated("[\\\"{", 100) + "\"}"},
+      {repeated("[", 1000000), ""},
+      {repeated("{\"a\":", 1000000), ""},
+      {nested(1000000), ""},
+  };
+  for (auto const& row : rows) {
+    tJson json;
+    json.addInt("old", 1);
+    EXPECT_EQ(json.parse(row.text), !row.printed.empty()) << row.text.substr(0, 200);
+    EXPECT_EQ(text(json), row.printed.empty() ? "{}" : row.printed);
+    tJson again;  // what is printed reads back as the same
+    EXPECT_TRUE(again.parse(text(json, true)));
+    EXPECT_EQ(text(again), text(json));
+  }
+}
+
+TEST(tJson, refusesEveryPrefixOfAText) {
+  std::string const whole = R"({"a":[1,-2.5e1,"x\u00e4\n",{"b":null}],"c":{"d":[true,false]}})";
+  for (std::size_t length = 0; length < whole.size(); ++length) {
+    // In memory of exactly that size, so that a byte read past the end is seen.
+    std::vector<char> const prefix(whole.begin(), whole.begin() + static_cast<int>(length));
+    EXPECT_FALSE(tJson().parse({prefix.data(), prefix.size()})) << length;
+  }
+  EXPECT_TRUE(tJson().parse(whole));
+}
+
+TEST(tJson, printsMembersInTheOrderAdded) {
+  tStringList list;
+  list.add("x");
+  list.add("");
+  tJson json, inner, empty;
+  json.addString("text", "a\"b\\c\x01\xC3\xA4/");
+  EXPECT_EQ(json.addInt("low", LLONG_MIN), LLONG_MIN);
+  EXPECT_EQ(json.addUInt64("high", ULLONG_MAX), ULLONG_MAX);
+  json.addBool("yes", true);
+  json.addBinary("bytes", tBlob("\x00\xFF", 2));
+  json.addStringArray("list", list);
+  inner.addInt("i", 1);
+  json.addToArray("objects", inner);
+  json.addToArray("objects", empty);
+  json.addStringArray("none", tStringList());
+  EXPECT_EQ(text(json), R"({"text":"a\"b\\c\u0001)"
+                        "\xC3\xA4"
+                        R"(/","low":-9223372036854775808,"high":18446744073709551615,"yes":true,)"
+                        R"("bytes":"AP8=","list":["x",""],"objects":[{"i":1},{}],"none":[]})");
+  EXPECT_EQ(text(inner), R"({"i":1})");
+
+  EXPECT_EQ(json.addInt("text", 2), 2);  // keeps its place
+  json.addBool("none", false);
+  json.addToArray("yes", inner);  // no array so far
+  EXPECT_EQ(text(json),
+            R"({"text":2,"low":-9223372036854775808,"high":18446744073709551615,"yes":[{"i":1}],)"
+            R"("bytes":"AP8=","list":["x",""],"objects":[{"i":1},{}],"none":false})");
+}
+
+TEST(tJson, indentsByFourBlanks) {
+  tJson json;
+  ASSERT_TRUE(json.parse(R"({"a":{},"b":[],"c":[1,{"d":"x"}]})"));
+  EXPECT_EQ(text(json, true), R"({
+    "a": {},
+    "b": [],
+    "c": [
+        1,
+        {
+            "d": "x"
+        }
+    ]
+})");
+}
+
+TEST(tJson, givesIntegersOfAllBitsAndFallsBackOnTheRest) {
+  struct {
+    char const* value;
+    long long read;
+  } const rows[] = {
+      {"0", 0},
+      {"-1", -1},
+      {"9223372036854775807", LLONG_MAX},
+      {"-9223372036854775808", LLONG_MIN},
+      {"9223372036854775808", LLONG_MIN},
+      {"18446744073709551615", -1},
+      {"18446744073709551616", 7},
+      {"-9223372036854775809", 7},
+      {"1.5", 7},
+      {"1.0", 7},
+      {"1e3", 7},
+      {"\"12\"", 7},
+      {"true", 7},
+      {"null", 7},
+      {"[1]", 7},
+      {"{}", 7},
+  };
+  for (auto const& row : rows) {
+    tJson json;
+    ASSERT_TRUE(json.parse("{\"k\":" + std::string(row.value) + "}"));
+    EXPECT_EQ(json.getInt("k", 7), row.read) << row.value;
+    EXPECT_TRUE(json.has("k"));
+    EXPECT_EQ(json.getBool("k", false), std::string(row.value) == "true");
+    EXPECT_EQ(json.getString("k"), std::string(row.value) == "\"12\"" ? "12" : "");
+  }
+}
+
+TEST(tJson, missingMembersAndOtherKindsGiveTheDocumentedValues) {
+  tJson json;
+  ASSERT_TRUE(json.parse(R"({"i":1,"a":["x",1,null,"y"],"bad":"QQ=","k":"first","k":"second"})"));
+  EXPECT_EQ(json.getString("k"), "first");
+  for (char const* key : {"i", "missing", "bad"}) {
+    tBlob bytes("old", 3);
+    tStringList list;
+    list.add("old");
+    tJson object;
+    object.addInt("old", 1);
+    EXPECT_FALSE(json.getBinary(key, bytes));
+    EXPECT_TRUE(bytes.empty());
+    EXPECT_FALSE(json.getStringArray(key, list));
+    EXPECT_EQ(list.count(), 0U);
+    EXPECT_FALSE(json.getArrayObject(key, 0, object));
+    EXPECT_EQ(text(object), "{}");
+    EXPECT_EQ(json.getArraySize(key), 0U);
+  }
+  EXPECT_FALSE(json.has("missing"));
+  EXPECT_FALSE(tJson().has("missing"));
+  EXPECT_TRUE(json.getBool("missing", true));
+  EXPECT_EQ(json.getInt("missing", -5), -5);
+  tStringList list;
+  EXPECT_TRUE(json.getStringArray("a", list));
+  ASSERT_EQ(list.count(), 4U);
+  EXPECT_EQ(list.get(0), "x");
+  EXPECT_EQ(list.get(1), "");
+  EXPECT_EQ(list.get(3), "y");
+}
+
+TEST(tJson, carriesAnyBytes) {
+  tString every;
+  for (int byte = 0; byte < 256; ++byte) {
+    char const one = static_cast<char>(byte);
+    every += tString(&one, 1);
+  }
+  tBlob const bytes(every.c_str(), every.length());
+  tStringList list;
+  list.add(every);
+  tJson json, read;
+  json.addString("text", every);
+  json.addStringArray("list", list);
+  json.addBinary("bytes", bytes);
+  json.addBinary("empty", tBlob());
+  ASSERT_TRUE(read.parse(json.getJson(false).view()));
+  tBlob readBytes;
+  tStringList readList;
+  EXPECT_EQ(read.getString("text"), every);
+  EXPECT_TRUE(read.getStringArray("list", readList));
+  EXPECT_EQ(readList, list);
+  EXPECT_TRUE(read.getBinary("bytes", readBytes));
+  EXPECT_EQ(readBytes, bytes);
+  EXPECT_TRUE(read.getBinary("empty", readBytes));
+  EXPECT_TRUE(readBytes.empty());
+
+  // The printer looks at several bytes at a time: each place for an escape, each length.
+  for (unsigned int length = 1; length < 20; ++length) {
+    for (unsigned int at = 0; at < length; ++at) {
+      for (char const escaped : {'"', '\\', '\x1F', '\0'}) {
+        std::string content(length, '\x80');
+        content[at] = escaped;
+        json.addString("text", tString(std::string_view(content)));
+        ASSERT_TRUE(read.parse(json.getJson(false).view())) << length << ' ' << at;
+        EXPECT_EQ(read.getString("text").view(), content);
+      }
+    }
+  }
+}
+
+TEST(tJson, copiesAreIndependentAndMovedFromIsEmpty) {
+  tJson first;
+  ASSERT_TRUE(first.parse(R"({"a":[{"b":"a text too long to be held in place"}]})"));
+  std::string const before = text(first);
+  tJson copy(first), assigned;
+  assigned = first;
+  first.addInt("a", 1);
+  EXPECT_EQ(text(copy), before);
+  EXPECT_EQ(text(assigned), before);
+  copy = *&copy;
+  EXPECT_EQ(text(copy), before);
+
+  tJson taken(std::move(copy));
+  EXPECT_EQ(text(taken), before);
+  EXPECT_EQ(text(copy), "{}");  // NOLINT: a moved-from object is empty by contract
+  EXPECT_FALSE(copy.has("a"));
+  copy.addInt("x", 1);
+  taken.addToArray("a", std::move(copy));
+  EXPECT_EQ(text(copy), "{}");  // NOLINT
+  copy.addToArray("a", std::move(copy));
+  copy.clear();
+  EXPECT_EQ(text(copy), "{}");
+  tJson element;
+  EXPECT_TRUE(taken.getArrayObject("a", 1, element));
+  EXPECT_EQ(text(element), R"({"x":1})");
+  EXPECT_FALSE(taken.getArrayObject("a", 2, element));
+
+  taken.addToArray("a", taken);
+  EXPECT_EQ(taken.getArraySize("a"), 3U);
+  EXPECT_TRUE(taken.getArrayObject("a", 0, taken));  // into itself
+  EXPECT_EQ(text(taken), R"({"b":"a text too long to be held in place"})");
+  // From a text that lies in itself.
+  tJson own;
+  own.addString("t", R"({"inner":1})");
+  tString const held = own.getString("t");
+  EXPECT_TRUE(own.parse(held.view()));
+  EXPECT_EQ(text(own), R"({"inner":1})");
+}
+
+// A search from the front for each element would take 4 * 10^10 steps here.
+TEST(tJson, walksALongArrayBehindManyMembers) {
+  constexpr unsigned int count = 200000;
+  std::string hostile = "{";
+  for (unsigned int i = 0; i < count; ++i) hostile += "\"j" + std::to_string(i) + "\":0,";
+  hostile += "\"list\":[" + repeated("{\"i\":1},", count - 1) + "{\"i\":1}]}";
+  tJson json, element;
+  ASSERT_TRUE(json.parse(hostile));
+  long long sum = 0;
+  unsigned int index = 0;
+  while (json.getArrayObject("list", index, element)) {
+    sum += element.getInt("i", 0);
+    ++index;
+  }
+  EXPECT_EQ(index, count);
+  EXPECT_EQ(sum, count);
+  EXPECT_EQ(json.getArraySize("list"), count);
+  for (unsigned int i = 0; i < count; ++i) json.addToArray("list", tJson());
+  EXPECT_EQ(json.getArraySize("list"), 2 * count);
+  EXPECT_EQ(json.addInt("j0", 3), 3);  // found again after another member was
+  EXPECT_EQ(json.getInt("j0", 0), 3);
+}
+
+}  // namespace
