@@ -86,6 +86,6 @@ TEST_P(Golden, RefusesForeignJsonUnchanged) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Messages, Golden, testing::ValuesIn(allRows()),
-                         [](auto const& info) { return info.param.name; });
+                         [](auto const& row) { return row.param.name; });
 
 }  // namespace

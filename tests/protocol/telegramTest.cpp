@@ -65,7 +65,7 @@ TEST(Telegram, SplitsContentByThePayloadSize) {
       joined.append(*parts[i]->payload());
     }
     EXPECT_EQ(joined == content, true);
-    if (row.parts != 0) EXPECT_EQ(parts.back()->payload()->size(), row.lastSize);
+    EXPECT_EQ(parts.empty() ? 0 : parts.back()->payload()->size(), row.lastSize);
   }
 }
 
