@@ -15,6 +15,8 @@ class nk_jsonFields {
   /// `json` is borrowed for the life of this object.
   nk_jsonFields(tJson& json, teDirection direction) : m_json(json), m_writing(direction == WRITE) {}
 
+  bool writing() const { return m_writing; }
+
   /// Any integer type; a u64 from 2^63 on keeps its 64 bits.
   template <class Number>
   nk_jsonFields& number(char const* key, Number& value) {
@@ -45,6 +47,25 @@ class nk_jsonFields {
     return *this;
   }
 
+  /// An array of objects. Writing, there are `size` of them; reading, as many as the array holds,
+  /// up to the first element that is no object. `element(fields, index)` passes the members of one;
+  /// false from it ends the list.
+  template <class Element>
+  nk_jsonFields& list(char const* key, unsigned int size, Element element) {
+    tJson object;
+    if (!m_writing) {
+      for (unsigned int i = 0; m_json.getArrayObject(key, i, object); ++i) {
+        if (!element(nk_jsonFields(object, READ), i)) break;
+      }
+      return *this;
+    }
+    for (unsigned int i = 0; i < size; ++i) {
+      object.clear();
+      if (!element(nk_jsonFields(object, WRITE), i)) break;
+      m_json.addToArray(key, static_cast<tJson&&>(object));
+    }
+    return *this;
+  }
   /// True: ends a chain of members as the result of the class's one JSON routine.
   bool done() const { return true; }
 

@@ -2,7 +2,10 @@
 
 #include <iterator>
 
+#include "nkProtocol/configMessages.h"
 #include "nkProtocol/controlMessages.h"
+#include "nkProtocol/scheduleMessages.h"
+#include "nkProtocol/stateMessages.h"
 
 namespace {
 
@@ -17,16 +20,16 @@ constexpr char const* response = "response";
 // Row n holds type n + 1.
 #define NK_KIND(name) nk_message::name, #name
 constexpr nk_messageKind kinds[] = {
-    {NK_KIND(STATE_REQ), "state", request, nullptr},
-    {NK_KIND(STATE_RSP), "state", response, nullptr},
+    {NK_KIND(STATE_REQ), "state", request, make<nk_messageStateReq>},
+    {NK_KIND(STATE_RSP), "state", response, make<nk_messageStateRsp>},
     {NK_KIND(EVENTS_REQ), "events", request, nullptr},
     {NK_KIND(EVENTS_RSP), "events", response, nullptr},
-    {NK_KIND(SET_CONFIG_REQ), "config", request, nullptr},
-    {NK_KIND(SET_CONFIG_RSP), "config", response, nullptr},
+    {NK_KIND(SET_CONFIG_REQ), "config", request, make<nk_messageSetConfigReq>},
+    {NK_KIND(SET_CONFIG_RSP), "config", response, make<nk_messageSetConfigRsp>},
     {NK_KIND(GET_DISPLAY_CONFIGURATION_REQ), "displayConfig", request, nullptr},
     {NK_KIND(GET_DISPLAY_CONFIGURATION_RSP), "displayConfig", response, nullptr},
-    {NK_KIND(SET_SCHEDULES_REQ), "schedules", request, nullptr},
-    {NK_KIND(SET_SCHEDULES_RSP), "schedules", response, nullptr},
+    {NK_KIND(SET_SCHEDULES_REQ), "schedules", request, make<nk_messageSetSchedulesReq>},
+    {NK_KIND(SET_SCHEDULES_RSP), "schedules", response, make<nk_messageSetSchedulesRsp>},
     {NK_KIND(TIME), "time", request, make<nk_messageTime>},
     {NK_KIND(SHUTDOWN), "shutdown", request, make<nk_messageShutdown>},
     {NK_KIND(IMAGE), "images", request, nullptr},

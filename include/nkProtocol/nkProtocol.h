@@ -1,10 +1,13 @@
 #pragma once
 
 /// Everything that libnkProtocol offers.
+#include "nkProtocol/configMessages.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkProtocol/message.h"
 #include "nkProtocol/protocol.h"
+#include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/serializer.h"
+#include "nkProtocol/stateMessages.h"
 #include "nkProtocol/telegram.h"
 #include "nkProtocol/telegramPart.h"
 #include "nkProtocol/vector.h"
