@@ -15,6 +15,11 @@ struct tGoldenRow {
   char const* bytes;
   /// The JSON text to the letter; "" if the message has none of its own.
   char const* json;
+  /// Reading the JSON text gives a message that writes it again.
+  bool jsonReadsBack = true;
 };
 
+std::vector<tGoldenRow> configMessageRows();
 std::vector<tGoldenRow> controlMessageRows();
+std::vector<tGoldenRow> scheduleMessageRows();
+std::vector<tGoldenRow> stateMessageRows();

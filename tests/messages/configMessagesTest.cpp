@@ -1,0 +1,259 @@
+#include "nkProtocol/configMessages.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "golden.h"
+#include "harness/hex.h"
+#include "nkSupport/SHA1.h"
+#include "nkSupport/tJson.h"
+
+namespace {
+
+using tConfig = nk_messageSetConfigReq;
+
+void fill(tConfig& config) {
+  config.updateTime = 1;
+  config.minUpdateTemp = -128;
+  config.balanceTime = 2;
+  config.updateTemp = -1;
+  config.opMode = 2;
+  config.heatMode = 0;
+  config.setDisplaySwConfiguration(0x0102);
+  config.setDefaultLogicalDisplay(0x0304);
+  config.setSlideShowInterval_s(0x0506);
+  config.sleep_setUserEnabled(true);
+  config.timeSlot_add_ts("m", 28800, 36000, true, false);
+  config.timeSlot_add_ts("", 1, 2, 0xFFFFFFFFu);
+  config.device_setName("p\"1");
+  config.frm_change_ts("f", 1, 2, 3, 4, 0, 5, 6);
+  config.frm_change_ts("g", 0, 0, 0, 0, 65535, 0, 0);
+}
+
+template <nk_message::teVersion version>
+std::unique_ptr<nk_message> filled() {
+  auto config = std::make_unique<tConfig>(version);
+  fill(*config);
+  return config;
+}
+
+template <nk_message::teVersion version>
+std::unique_ptr<nk_message> fresh() {
+  return std::make_unique<tConfig>(version);
+}
+
+#define FRESH_BODY "d0 b6 00 00 ec 03 05 00 01 00 00 00 00 05 00 00 00 00 00 00 00 00 00 00"
+#define FRESH_JSON                                                                        \
+  R"({"action":"config","type":"request","tv":1,"updateTime":46800,"minUpdateTemp":-20,)" \
+  R"("balanceTime":3,"updateTemp":5,"opMode":0,"heatMode":1,"curDispSwCfg":0,)"           \
+  R"("defaultLogicalDisplay":0,"slideshowInterval_sec":5,"sleepUserEna":false,"deviceName":""})"
+#define FILLED_BODY                                              \
+  "01 00 00 00 80 02 ff 02 00 02 01 04 03 06 05 01 02 00 00 00 " \
+  "01 00 00 00 6d 80 70 00 00 a0 8c 00 00 01 00 00 00 "          \
+  "00 00 00 00 01 00 00 00 02 00 00 00 ff ff ff ff 03 00 00 00 70 22 31"
+#define FILLED_FRAMES                                                      \
+  " 02 00 00 00 01 00 00 00 66 01 00 02 00 03 00 04 00 0a 00 05 00 06 00 " \
+  "01 00 00 00 67 00 00 00 00 00 00 00 00 ff ff 00 00 00 00"
+#define FILLED_JSON                                                                       \
+  R"({"action":"config","type":"request","tv":1,"updateTime":1,"minUpdateTemp":-128,)"    \
+  R"("balanceTime":2,"updateTemp":-1,"opMode":2,"heatMode":0,"curDispSwCfg":258,)"        \
+  R"("defaultLogicalDisplay":772,"slideshowInterval_sec":1286,"sleepUserEna":true,)"      \
+  R"("timeslots":[{"name":"m","start":28800,"stop":36000,"activity":1},)"                 \
+  R"({"name":"","start":1,"stop":2,"activity":4294967295}],"deviceName":"p\"1",)"         \
+  R"("frames":[{"name":"f","left":1,"top":2,"width":3,"height":4,"id":10,"logDisp":5,)"   \
+  R"("realtimeTimeout":6},{"name":"g","left":0,"top":0,"width":0,"height":0,"id":65535,)" \
+  R"("logDisp":0,"realtimeTimeout":0}]})"
+
+}  // namespace
+
+std::vector<tGoldenRow> configMessageRows() {
+  return {
+      {"ConfigReqFreshV0", fresh<nk_message::VERSION_0>, "05 00 00 00 " FRESH_BODY, FRESH_JSON},
+      {"ConfigReqFreshV3", fresh<nk_message::VERSION_3>, "05 00 03 00 " FRESH_BODY " 00 00 00 00",
+       FRESH_JSON},
+      {"ConfigReqFilledV2", filled<nk_message::VERSION_2>, "05 00 02 00 " FILLED_BODY, FILLED_JSON},
+      {"ConfigReqFilledV3", filled<nk_message::VERSION_3>, "05 00 03 00 " FILLED_BODY FILLED_FRAMES,
+       FILLED_JSON},
+      {"ConfigRspEmpty",
+       [] { return std::make_unique<nk_messageSetConfigRsp>(nk_message::VERSION_1); },
+       "06 00 01 00 00 00 00 00", R"({"action":"config","type":"response","tv":1,"cs":""})"},
+      {"ConfigRsp",
+       [] {
+         auto message = std::make_unique<nk_messageSetConfigRsp>(nk_message::VERSION_0);
+         message->setChecksum("ab");
+         return message;
+       },
+       "06 00 00 00 02 00 00 00 61 62",
+       R"({"action":"config","type":"response","tv":1,"cs":"ab"})"},
+  };
+}
+
+namespace {
+
+TEST(Config, AShortBodyLeavesTheDefaults) {
+  tBlob const whole = harness::hex("05 00 03 00 01 00 00 00 80 02 ff 02 00 02 01");
+  for (unsigned int size = 4; size <= whole.size(); ++size) {
+    tBlob bytes(whole.data(), size);
+    std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));
+    auto const& config = dynamic_cast<tConfig&>(*message);
+    EXPECT_EQ(config.updateTime, size >= 8 ? 1u : 46800u);
+    EXPECT_EQ(config.minUpdateTemp, size >= 9 ? -128 : -20);
+    EXPECT_EQ(config.balanceTime, size >= 10 ? 2 : 3);
+    EXPECT_EQ(config.heatMode, size >= 13 ? 0 : 1);
+    EXPECT_EQ(config.slideshowInterval_sec, 5);
+  }
+}
+
+TEST(Config, OnlyTheSetterOfTheIntervalClamps) {
+  tConfig config(nk_message::VERSION_3);
+  config.setSlideShowInterval_s(2);
+  EXPECT_EQ(config.getSlideShowInterval_s(), 5);
+  tJson json;
+  ASSERT_TRUE(json.parse(
+      R"({"action":"config","type":"request","tv":1,"slideshowInterval_sec":2,"opMode":7,)"
+      R"("heatMode":263,"minUpdateTemp":236})"));
+  ASSERT_TRUE(config.serializeFromJson(&json));
+  EXPECT_EQ(config.getSlideShowInterval_s(), 2);
+  EXPECT_EQ(config.operatingModeName(), "invalid operating mode");
+  EXPECT_EQ(config.heatingModeName(), "invalid heating mode") << config.heatMode;
+  EXPECT_EQ(config.minUpdateTemp, -20) << "cut to 8 bits";
+  config.opMode = 3;
+  config.heatMode = 0;
+  EXPECT_EQ(config.operatingModeName(), "dynamic");
+  EXPECT_EQ(config.heatingModeName(), "tempering");
+}
+
+TEST(Config, TheChecksumIsThatOfTheJsonTextInEveryVersion) {
+  tConfig config(nk_message::VERSION_2);
+  fill(config);
+  SHA1 sha1;
+  sha1.Input(reinterpret_cast<unsigned char const*>(FILLED_JSON), sizeof FILLED_JSON - 1);
+  EXPECT_EQ(config.checksum(nk_message::VERSION_2), sha1.Result());
+  EXPECT_EQ(config.checksum(nk_message::VERSION_3), sha1.Result());
+  EXPECT_EQ(config.version(), nk_message::VERSION_2);
+  EXPECT_TRUE(config.device_setName("other"));
+  EXPECT_FALSE(config.device_setName("other"));
+  EXPECT_NE(config.checksum(nk_message::VERSION_3), sha1.Result());
+}
+
+TEST(Config, IsCopiedWhole) {
+  tConfig from(nk_message::VERSION_3);
+  fill(from);
+  tConfig to(nk_message::VERSION_1);
+  to.frm_change_ts("gone", 0, 0, 0, 0, 77, 0, 0);
+  to.timeSlot_add_ts("gone", 0, 0, 0u);
+  to.setConfigFrom(nullptr);
+  to.setConfigFrom(&from);
+  to.setConfigFrom(&to);
+  EXPECT_EQ(to.getJson(), from.getJson());
+  EXPECT_EQ(to.version(), nk_message::VERSION_1);
+  tTimeslots slots;
+  EXPECT_TRUE(from.timeslots_get(&slots));
+  EXPECT_EQ(slots.count(), 2u);
+  slots.clear();
+  EXPECT_TRUE(from.timeslots_set(&slots));
+  EXPECT_FALSE(from.timeslots_set(nullptr) || from.timeslots_get(nullptr));
+  EXPECT_EQ(from.timeSlot_count_ts(), 0u);
+}
+
+TEST(Config, RepeatedAndReservedFrameIdsFromPeers) {
+  tConfig config(nk_message::VERSION_3);
+  config.frm_change_ts("kept below version 3", 0, 0, 0, 0, 40, 0, 0);
+  tBlob old = harness::hex("05 00 02 00 " FRESH_BODY);
+  nk_serializer ser(&old);
+  unsigned int header = 0;
+  ASSERT_TRUE(ser.u32(header, nk_serializer::SER_READ));
+  tConfig versionTwo(nk_message::VERSION_2);
+  versionTwo.frm_change_ts("kept", 0, 0, 0, 0, 40, 0, 0);
+  EXPECT_TRUE(versionTwo.serialize(&ser, nk_serializer::SER_READ));
+  EXPECT_EQ(versionTwo.frm_count(), 1u);
+
+  tJson json;
+  ASSERT_TRUE(json.parse(R"({"action":"config","type":"request","tv":1,"frames":[{"id":12,)"
+                         R"("name":"first"},{"id":12,"name":"second"},{"id":3},{"id":65546}]})"));
+  ASSERT_TRUE(config.serializeFromJson(&json));
+  EXPECT_EQ(config.frm_getListOfFrameIds(), (std::vector<int>{12, 10}));
+  EXPECT_EQ(config.frm_get(0).name(), "second");
+  EXPECT_EQ(config.frm_get(1).width(), 0) << "a member that is missing counts as 0";
+}
+
+TEST(Frames, GetFreeIds) {
+  tConfig config(nk_message::VERSION_3);
+  EXPECT_EQ(config.getNewFrameId(3), 10);
+  EXPECT_EQ(config.getNewFrameId(500), 500);
+  auto const add = [&config](unsigned short id) { config.frm_change_ts("", 0, 0, 0, 0, id, 0, 0); };
+  for (int i = 0; i < 2; ++i) add(static_cast<unsigned short>(i * 9));
+  EXPECT_EQ(config.frm_getListOfFrameIds(), (std::vector<int>{10, 11}));
+  add(42);
+  config.frm_change_ts("changed", 1, 2, 3, 4, 42, 5, 6);
+  EXPECT_EQ(config.frm_count(), 3);
+  tFrame frame;
+  EXPECT_TRUE(config.frm_getById(42, &frame));
+  EXPECT_EQ(frame.name(), "changed");
+  EXPECT_EQ(frame.realtimeTimeout(), 6);
+  EXPECT_FALSE(config.frm_getById(42, nullptr) || config.frm_getById(7, &frame) ||
+               config.frm_remove(99) || config.frame_get_ts(3, &frame));
+  EXPECT_EQ(config.frm_get(7).realtimeTimeout(), 120);
+  EXPECT_EQ(config.frm_get(7).width(), 64);
+  EXPECT_EQ(config.frame_get(3), nullptr);
+  EXPECT_TRUE(config.frm_remove(11));
+  add(5);
+  EXPECT_EQ(config.frm_getListOfFrameIds(), (std::vector<int>{10, 42, 11}));
+}
+
+TEST(Frames, OfAllIdsLeaveNoneFree) {
+  tConfig config(nk_message::VERSION_3);
+  for (int i = 0; i < 65600; ++i) config.frm_change_ts("", 0, 0, 0, 0, 0, 0, 0);
+  EXPECT_EQ(config.frm_count(), 65526);
+  EXPECT_EQ(config.getNewFrameId(10), 0);
+  EXPECT_EQ(config.getNewFrameId(65535), 0);
+  EXPECT_TRUE(config.frm_remove(30000));
+  EXPECT_EQ(config.getNewFrameId(10), 30000);
+  EXPECT_EQ(config.getNewFrameId(30001), 0) << "past 65535 the search goes on at 0";
+}
+
+/// Every element that is ever stored has equal numbers, so a torn one would show.
+TEST(Config, IsSharedBetweenThreads) {
+  tConfig config(nk_message::VERSION_3);
+  std::atomic<bool> stop{false};
+  std::vector<std::thread> writers;
+  for (unsigned int w = 1; w <= 3; ++w) {
+    writers.emplace_back([&config, &stop, w] {
+      tTimeslots own;
+      own.add("own", w, w, w);
+      for (unsigned short n = 10; !stop; n = static_cast<unsigned short>(10 + n % 50)) {
+        config.timeSlot_add_ts("slot", n, n, static_cast<unsigned int>(n));
+        config.timeSlot_set_ts(0, tTimeSlot("set", w, w, w));
+        config.frm_change_ts("frame", n, n, n, n, n, n, n);
+        if (n % 7 == 0) config.timeSlot_remove_ts(1);
+        if (n % 11 == 0) config.frm_remove(n);
+        if (n % 13 == 0) config.timeslots_set(&own);
+        if (n % 17 == 0) config.frm_change_ts("new", 1, 1, 1, 1, 0, 1, 1);
+      }
+    });
+  }
+  tTime now(0);
+  for (int round = 0; round < 300; ++round) {
+    nk_serializer body;
+    if (config.serialize(&body, nk_serializer::SER_WRITE)) {
+      tConfig read(&body, nk_message::VERSION_3);
+      tTimeSlot slot;
+      for (unsigned int i = 0; read.timeSlot_get_ts(i, &slot); ++i) {
+        ASSERT_TRUE(slot.startTime() == slot.stopTime() && slot.stopTime() == slot.activity());
+      }
+      tFrame frame;
+      for (unsigned int i = 0; read.frame_get_ts(i, &frame); ++i) {
+        ASSERT_TRUE(frame.left() == frame.top() && frame.top() == frame.realtimeTimeout());
+      }
+    }
+    ASSERT_FALSE(config.getJson().empty());
+    config.timeSlot_durationToNextTimeSlotFromTime_sec_ts(now);
+    config.frm_getListOfFrameIds();
+  }
+  stop = true;
+  for (auto& writer : writers) writer.join();
+}
+
+}  // namespace

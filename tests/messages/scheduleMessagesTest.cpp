@@ -1,0 +1,280 @@
+#include "nkProtocol/scheduleMessages.h"
+
+#include <gtest/gtest.h>
+
+#include "golden.h"
+#include "harness/hex.h"
+#include "nkSupport/SHA1.h"
+#include "nkSupport/tCompression.h"
+#include "nkSupport/tJson.h"
+#include "nkSupport/tTime.h"
+
+namespace {
+
+using tSet = nk_messageSetSchedulesReq;
+
+template <nk_message::teVersion version>
+std::unique_ptr<nk_message> twoSchedules() {
+  auto set = std::make_unique<tSet>(version);
+  auto* schedule = set->addSchedule_(1ULL << 63, "s", -1LL, 1LL << 40, 0x12345u, 9);
+  schedule->addScheduleEntry(2, "e", 3, ~0ULL, true);
+  schedule->addScheduleEntry(1, "", 4, 5, false);
+  set->addSchedule_(7, "", 0LL, 0LL, 0u, 0);
+  return set;
+}
+
+#define SCHEDULES_START \
+  "02 00 00 00 00 00 00 00 00 00 00 80 01 00 00 00 73 ff ff ff ff ff ff ff ff "
+#define SCHEDULES_MIDDLE                                                        \
+  "45 23 01 00 09 00 02 00 00 00 "                                              \
+  "02 00 00 00 00 00 00 00 01 00 00 00 65 03 00 00 00 ff ff ff ff ff ff ff ff " \
+  "01 00 00 00 00 00 00 00 00 00 00 00 04 00 00 00 05 00 00 00 00 00 00 00 "    \
+  "07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 "
+#define SCHEDULES_END "00 00 00 00 00 00 00 00 00 00"
+#define SCHEDULES_JSON                                                                        \
+  R"({"action":"schedules","type":"request","tv":1,"schedules":[{"uid":9223372036854775808,)" \
+  R"("name":"s","startTime":-1,"stopTime":1099511627776,"flags":74565,"frame":74565,)"        \
+  R"("entries":[{"name":"e","uid":2,"duration":3,"imageUid":18446744073709551615},)"          \
+  R"({"name":"","uid":1,"duration":4,"imageUid":5}]},{"uid":7,"name":"","startTime":0,)"      \
+  R"("stopTime":0,"flags":0,"frame":0}]})"
+
+}  // namespace
+
+std::vector<tGoldenRow> scheduleMessageRows() {
+  constexpr bool losesEntries = false;
+  return {
+      {"SchedulesReqEmpty", [] { return std::make_unique<tSet>(nk_message::VERSION_2); },
+       "09 00 02 00 00 00 00 00", R"({"action":"schedules","type":"request","tv":1})"},
+      {"SchedulesReqV1",
+       [] {
+         auto set = std::make_unique<tSet>(nk_message::VERSION_1);
+         set->addSchedule_(1, "s", 2LL, 0LL, 4u, 4);
+         return set;
+       },
+       "09 00 01 00 01 00 00 00 01 00 00 00 00 00 00 00 01 00 00 00 73 02 00 00 00 00 00 00 00 "
+       "04 00 00 00 04 00 00 00 00 00",
+       R"({"action":"schedules","type":"request","tv":1,"schedules":[{"uid":1,"name":"s",)"
+       R"("startTime":2,"stopTime":0,"flags":4,"frame":4}]})"},
+      {"SchedulesReqV2", twoSchedules<nk_message::VERSION_2>,
+       "09 00 02 00 " SCHEDULES_START "00 00 00 00 00 01 00 00 " SCHEDULES_MIDDLE
+       "00 00 00 00 00 00 00 00 " SCHEDULES_END,
+       SCHEDULES_JSON, losesEntries},
+      {"SchedulesRsp",
+       [] {
+         auto message = std::make_unique<nk_messageSetSchedulesRsp>(nk_message::VERSION_2);
+         message->setChecksum("ab");
+         return message;
+       },
+       "0a 00 02 00 02 00 00 00 61 62",
+       R"({"action":"schedules","type":"response","tv":1,"cs":"ab"})"},
+  };
+}
+
+namespace {
+
+/// What a set holds, in short: "id:display(image*,image)" with * for handled entries.
+std::string shape(tSet const& set) {
+  std::string text;
+  for (unsigned int i = 0; i < set.count(); ++i) {
+    nk_messageSchedule const& schedule = *set.getSchedule(i);
+    text += (i != 0 ? " " : "") + std::to_string(schedule.id());
+    text += ":" + std::to_string(schedule.showOnLogicalDisplay()) + "(";
+    for (unsigned int k = 0; k < schedule.count(); ++k) {
+      auto const& entry = *schedule.getScheduleEntry(k);
+      text += (k != 0 ? "," : "") + std::to_string(entry.imageId()) + (entry.handled() ? "*" : "");
+    }
+    text += ")";
+  }
+  return text;
+}
+
+/// A set of schedules {id, display} with one entry each, which shows image 10 * id.
+std::unique_ptr<tSet> setOf(std::vector<std::pair<unsigned int, unsigned short>> const& schedules,
+                            bool handled = false) {
+  auto set = std::make_unique<tSet>(nk_message::VERSION_2);
+  for (auto const& [id, display] : schedules) {
+    set->addSchedule_(id, "", 0LL, 0LL, 0u, display)
+        ->addScheduleEntry(id, "", 1, 10ULL * id, handled);
+  }
+  return set;
+}
+
+TEST(Schedules, AVersionOneBodyHasNoStopTimes) {
+  auto const set = twoSchedules<nk_message::VERSION_1>();
+  nk_serializer one;
+  ASSERT_TRUE(set->serializeMsg(&one));
+  nk_serializer two;
+  ASSERT_TRUE(twoSchedules<nk_message::VERSION_2>()->serializeMsg(&two));
+  EXPECT_EQ(one.size() + 16, two.size());
+  std::unique_ptr<nk_message> const read(nk_message::getMessage(&one));
+  EXPECT_EQ(dynamic_cast<tSet&>(*read).getSchedule(0)->stopTime(), 0);
+}
+
+TEST(Schedules, ReadingAddsToWhatIsThere) {
+  auto const set = setOf({{1, 0}});
+  nk_serializer body;
+  ASSERT_TRUE(setOf({{2, 0}})->serialize(&body, nk_serializer::SER_WRITE));
+  EXPECT_TRUE(set->serialize(&body, nk_serializer::SER_READ));
+  EXPECT_EQ(shape(*set), "1:0(10) 2:0(20)");
+}
+
+TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
+  tSet set(nk_message::VERSION_2);
+  struct tRow {
+    char const* json;
+    char const* shape;
+  };
+  for (tRow const& row :
+       {tRow{SCHEDULES_JSON, "9223372036854775808:9029() 7:0()"},
+        tRow{
+            R"({"action":"schedules","type":"request","tv":1,"schedules":[{"uid":1,"frame":65537},)"
+            R"({"uid":2}],"entries":[{"imageUid":3},{"imageUid":4}]})",
+            "1:1(3,4) 2:0(3,4)"},
+        tRow{R"({"action":"schedules","type":"request","tv":1})", ""}}) {
+    tJson json;
+    ASSERT_TRUE(json.parse(row.json));
+    EXPECT_TRUE(set.serializeFromJson(&json));
+    EXPECT_EQ(shape(set), row.shape);
+  }
+}
+
+TEST(Schedules, AShortTextThatAsksForAHugeSetIsRefused) {
+  unsigned int const before = tCompression::maxDecodedSize();
+  tCompression::setMaxDecodedSize(100000);
+  tJson json;
+  std::string text = R"({"action":"schedules","type":"request","tv":1,"schedules":[{})";
+  for (int i = 0; i < 999; ++i) text += ",{}";
+  text += R"(],"entries":[{})";
+  for (int i = 0; i < 999; ++i) text += ",{}";
+  ASSERT_TRUE(json.parse(text + "]}"));
+  tSet set(nk_message::VERSION_2);
+  EXPECT_FALSE(set.serializeFromJson(&json));
+  EXPECT_LT(set.count(), 10u);
+  tCompression::setMaxDecodedSize(before);
+}
+
+TEST(Schedules, ReadTimesFromText) {
+  auto const at = [](unsigned short year, unsigned char month, unsigned char day,
+                     unsigned char hour, unsigned char minute, unsigned char second) {
+    tTime time;
+    time.year(year).month(month).mDay(day).hour(hour).minute(minute).second(second);
+    return static_cast<unsigned int>(time.timeSec());
+  };
+  struct tRow {
+    char const* text;
+    unsigned int seconds;
+  };
+  for (tRow const& row :
+       {tRow{"", 0}, tRow{"2024-03-01 08:30:00.000", 1709281800},
+        tRow{"2024-03-01 08:30:59", 1709281859}, tRow{"2024-03-01", 1709251200},
+        tRow{"2024-02-29 23:59:59.999", 1709251199}, tRow{"1970-01-01 00:00:00.0", 0},
+        tRow{"2106-02-07 06:28:15.", 0xFFFFFFFF}, tRow{"2106-02-07 06:28:16.", 0},
+        tRow{"2024-257-257 256:00:00.", at(2024, 1, 1, 0, 0, 0)},
+        tRow{"words", at(0, 0, 0, 0, 0, 0)}, tRow{"---", at(0, 0, 0, 0, 0, 0)}}) {
+    EXPECT_EQ(tSet::getStartTimeFromString(row.text), row.seconds) << row.text;
+  }
+  tSet set(nk_message::VERSION_2);
+  auto* schedule = set.addSchedule_(1, "", "2106-02-07 06:28:15.", "2024-03-01 08:30:00.000", 0, 0);
+  EXPECT_EQ(schedule->startTime(), 4294967295LL) << "never negative";
+  EXPECT_EQ(schedule->stopTime(), 1709281800LL);
+}
+
+TEST(Schedules, MergeKeepsEqualOnesAndTheirMarks) {
+  struct tRow {
+    char const* name;
+    std::vector<std::pair<unsigned int, unsigned short>> own, other;
+    char const* merged;
+    bool dropped;
+  };
+  for (tRow const& row :
+       {tRow{"equal sets", {{1, 0}, {2, 0}}, {{2, 0}, {1, 0}}, "1:0(10*) 2:0(20*)", false},
+        tRow{"a changed one goes to the end",
+             {{1, 0}, {2, 0}},
+             {{1, 9}, {2, 0}},
+             "2:0(20*) 1:9(10)",
+             false},
+        tRow{"new ones are added", {}, {{1, 0}, {2, 0}}, "1:0(10) 2:0(20)", false},
+        tRow{"missing ones are dropped", {{1, 0}, {2, 0}, {3, 0}}, {{2, 0}}, "2:0(20*)", true},
+        tRow{"of neighbours every second one",
+             {{1, 0}, {2, 0}, {3, 0}, {4, 0}},
+             {},
+             "2:0(20*) 4:0(40*)",
+             true},
+        tRow{"of three neighbours the middle one stays",
+             {{1, 0}, {2, 0}, {3, 0}, {4, 0}},
+             {{4, 0}},
+             "2:0(20*) 4:0(40*)",
+             true},
+        tRow{"repeated ids: the first one counts",
+             {{1, 0}, {1, 5}},
+             {{1, 5}},
+             "1:5(10*) 1:5(10)",
+             false},
+        tRow{"repeated ids in the other set", {{1, 0}}, {{1, 1}, {1, 2}}, "1:2(10)", false}}) {
+    SCOPED_TRACE(row.name);
+    auto const own = setOf(row.own, true);
+    auto const other = setOf(row.other);
+    std::string const before = shape(*other);
+    EXPECT_EQ(own->setSchedulesFromWithoutClear(other.get()), row.dropped);
+    EXPECT_EQ(shape(*own), row.merged);
+    EXPECT_EQ(shape(*other), before);
+  }
+  auto const set = setOf({{1, 0}}, true);
+  EXPECT_FALSE(set->setSchedulesFromWithoutClear(nullptr) ||
+               set->setSchedulesFromWithoutClear(set.get()));
+  set->setSchedulesFrom(nullptr);
+  EXPECT_EQ(shape(*set), "1:0(10*)");
+  auto const copy = setOf({{5, 5}});
+  copy->setSchedulesFrom(set.get());
+  EXPECT_EQ(shape(*copy), "1:0(10)");
+}
+
+TEST(Schedules, TheChecksumIsThatOfTheSortedBody) {
+  auto const set = setOf({{3, 0}, {1, 0}, {2, 0}});
+  set->getSchedule(0)->addScheduleEntry(0, "first by id", 1, 1, false);
+  auto const sorted = setOf({{1, 0}, {2, 0}, {3, 0}});
+  sorted->getSchedule(2)->addScheduleEntry(0, "first by id", 1, 1, false);
+  nk_serializer one;
+  tSet asOne(nk_message::VERSION_1);
+  asOne.setSchedulesFrom(sorted.get());
+  ASSERT_TRUE(asOne.serialize(&one, nk_serializer::SER_WRITE));
+  sorted->sort();
+  nk_serializer two;
+  ASSERT_TRUE(sorted->serialize(&two, nk_serializer::SER_WRITE));
+  auto const sha1 = [](nk_serializer const& body) {
+    SHA1 hash;
+    hash.Input(body.data(), body.size());
+    return hash.Result();
+  };
+  EXPECT_EQ(set->checksum(nk_message::VERSION_1), sha1(one));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
+  EXPECT_NE(sha1(one), sha1(two));
+  EXPECT_EQ(shape(*set), "3:0(30,1) 1:0(10) 2:0(20)") << "the set itself stays as it is";
+  set->getSchedule(0)->markAllEntriesHandled();
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
+}
+
+TEST(Schedules, AreFoundByIdentity) {
+  auto const set = setOf({{1, 0}, {2, 0}});
+  auto const other = setOf({{2, 7}});
+  EXPECT_EQ(set->schedulePresent(other->getSchedule(0)), set->getSchedule(1));
+  EXPECT_EQ(other->schedulePresent(set->getSchedule(0)), nullptr);
+  EXPECT_EQ(set->getScheduleForEntry(set->getSchedule(1)->getScheduleEntry(0)),
+            set->getSchedule(1));
+  EXPECT_EQ(set->getScheduleForEntry(other->getSchedule(0)->getScheduleEntry(0)), nullptr);
+  EXPECT_EQ(set->getScheduleForEntry(nullptr), nullptr);
+  set->removeSchedule(other->getSchedule(0));
+  set->removeSchedule(nullptr);
+  EXPECT_EQ(set->count(), 2u);
+  EXPECT_EQ(set->addSchedule(nullptr), nullptr);
+  set->removeSchedule(set->getSchedule(0));
+  EXPECT_EQ(shape(*set), "2:0(20)");
+  EXPECT_EQ(set->getSchedule(1), nullptr);
+  set->getSchedule(0)->addScheduleEntry(1, "", 1, 20, false);
+  set->getSchedule(0)->addScheduleEntry(1, "", 1, 0, false);
+  tUidList uids{99};
+  set->getRequiredImageUidList(uids);
+  EXPECT_EQ(uids, (tUidList{20, 20, 0}));
+}
+
+}  // namespace
