@@ -94,7 +94,8 @@ bool tBlob::appendSlow(void const* bytes, unsigned int size) {
 }
 
 unsigned char* tBlob::extend(unsigned int size) {
-  if (!makeRoom(size)) return nullptr;
+  // Nothing at the end of an empty blob has a place too: null would say that it failed.
+  if (!makeRoom(m_base == nullptr ? std::max(size, 1U) : size)) return nullptr;
   unsigned char* first = m_base + m_head + m_size;
   m_size += size;
   return first;

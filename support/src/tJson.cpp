@@ -6,8 +6,10 @@
 #include <rapidjson/document.h>
 #include <rapidjson/memorystream.h>
 
+#include <algorithm>
 #include <atomic>
 #include <charconv>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -101,151 +103,207 @@ bool parseObject(tValue& root, std::string_view text) {
 
 // ---- printing ----------------------------------------------------------------------------------
 
-constexpr unsigned long long everyByte = 0x0101010101010101ULL;
-
-// Marks the zero bytes of `word` by their highest bit; above a zero byte others may be marked too.
-constexpr unsigned long long zeroBytes(unsigned long long word) {
-  return (word - everyByte) & ~word & everyByte * 0x80;
-}
-
 constexpr bool mustEscape(unsigned char byte) { return byte < 0x20 || byte == '"' || byte == '\\'; }
 
-// Number of bytes at the front of `text` that a JSON string can hold as they are.
-std::size_t plainLength(std::string_view text) {
-  std::size_t i = 0;
-  for (unsigned long long word = 0; text.size() - i >= sizeof word; i += sizeof word) {
-    std::memcpy(&word, text.data() + i, sizeof word);
-    unsigned long long const controls = (word - everyByte * 0x20) & ~word & everyByte * 0x80;
-    if ((controls | zeroBytes(word ^ everyByte * '"') | zeroBytes(word ^ everyByte * '\\')) != 0) {
-      break;
-    }
-  }
-  while (i < text.size() && !mustEscape(static_cast<unsigned char>(text[i]))) ++i;
-  return i;
+// True if one of the word's bytes must be escaped.
+template <class tWord>
+constexpr bool anyMustEscape(tWord word) {
+  constexpr tWord every = static_cast<tWord>(0x0101010101010101);
+  // Taking n from a byte below 0x80 borrows from its highest bit if it is smaller than n; in the
+  // bytes above such a one that may be seen too, but then the answer is known.
+  tWord const control = word - every * 0x20;
+  tWord const quote = (word ^ every * '"') - every;
+  tWord const backslash = (word ^ every * '\\') - every;
+  return ((control | quote | backslash) & ~word & every * 0x80) != 0;
 }
 
+/// Prints one value; throws std::bad_alloc if the text does not fit into memory or a tBlob.
+/// Each step gets the place to write at and gives the next one back, so that it stays in a
+/// register.
 class tPrinter {
  public:
   explicit tPrinter(bool pretty) : m_pretty(pretty) {}
 
-  void print(tValue const& value, unsigned int depth) {
-    switch (value.GetType()) {
-      case rapidjson::kNullType:
-        return put("null");
-      case rapidjson::kFalseType:
-        return put("false");
-      case rapidjson::kTrueType:
-        return put("true");
-      case rapidjson::kStringType:
-        return printText(textOf(value));
-      case rapidjson::kNumberType:
-        return printNumber(value);
-      case rapidjson::kArrayType:
-        return printArray(value, depth);
-      case rapidjson::kObjectType:
-        return printObject(value, depth);
-    }
-  }
-
-  tString result() const {
-    return m_complete ? tString(reinterpret_cast<char const*>(m_out.data()), m_out.size())
-                      : tString();
+  tString print(tValue const& value) {
+    char const* const end = printValue(nullptr, value, 0);
+    return tString(m_begin, static_cast<unsigned int>(end - m_begin));
   }
 
  private:
-  void put(std::string_view bytes) {
-    m_complete = m_out.append(bytes.data(), static_cast<unsigned int>(bytes.size())) && m_complete;
+  char* printValue(char* at, tValue const& value, unsigned int depth) {
+    switch (value.GetType()) {
+      case rapidjson::kNullType:
+        return put(at, "null");
+      case rapidjson::kFalseType:
+        return put(at, "false");
+      case rapidjson::kTrueType:
+        return put(at, "true");
+      case rapidjson::kStringType:
+        return printText(at, textOf(value));
+      case rapidjson::kNumberType:
+        return printNumber(at, value);
+      case rapidjson::kArrayType:
+        return printArray(at, value, depth);
+      case rapidjson::kObjectType:
+        return printObject(at, value, depth);
+    }
+    return at;
   }
-  void put(char byte) { m_complete = m_out.append(&byte, 1) && m_complete; }
 
-  void breakLine(unsigned int depth) {
-    if (!m_pretty) return;
-    put('\n');
-    for (unsigned int i = 0; i < depth; ++i) put("    ");
-  }
-
-  void printObject(tValue const& object, unsigned int depth) {
+  char* printObject(char* at, tValue const& object, unsigned int depth) {
     char before = '{';
     for (tMember const& member : object.GetObject()) {
-      put(before);
+      at = printText(separate(at, before, depth + 1), textOf(member.name));
+      at = put(at, m_pretty ? std::string_view(": ") : std::string_view(":"));
+      at = printValue(at, member.value, depth + 1);
       before = ',';
-      breakLine(depth + 1);
-      printText(textOf(member.name));
-      put(m_pretty ? std::string_view(": ") : std::string_view(":"));
-      print(member.value, depth + 1);
     }
-    finish(before, depth, "{}");
+    return finish(at, before, depth, "{}");
   }
 
-  void printArray(tValue const& array, unsigned int depth) {
+  char* printArray(char* at, tValue const& array, unsigned int depth) {
     char before = '[';
     for (tValue const& element : array.GetArray()) {
-      put(before);
+      at = printValue(separate(at, before, depth + 1), element, depth + 1);
       before = ',';
-      breakLine(depth + 1);
-      print(element, depth + 1);
     }
-    finish(before, depth, "[]");
+    return finish(at, before, depth, "[]");
+  }
+
+  char* separate(char* at, char before, unsigned int depth) {
+    at = room(at, 1);
+    *at++ = before;
+    return m_pretty ? breakLine(at, depth) : at;
   }
 
   // Ends a list of elements, or writes both brackets of an empty one.
-  void finish(char before, unsigned int depth, std::string_view brackets) {
-    if (before == brackets[0]) return put(brackets);
-    breakLine(depth);
-    put(brackets[1]);
+  char* finish(char* at, char before, unsigned int depth, std::string_view brackets) {
+    if (before == brackets[0]) return put(at, brackets);
+    if (m_pretty) at = breakLine(at, depth);
+    return put(at, brackets.substr(1));
   }
 
-  void printNumber(tValue const& number) {
-    char digits[32];
-    auto const decimal = [&](auto value) {
-      char* const end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-      return std::string_view(digits, static_cast<std::size_t>(end - digits));
-    };
-    if (number.IsInt64()) return put(decimal(number.GetInt64()));
-    if (number.IsUint64()) return put(decimal(number.GetUint64()));
-    auto const text = decimal(number.GetDouble());
-    put(text);
-    if (text.find_first_of(".e") == text.npos) put(".0");  // it was no integer and stays none
+  char* breakLine(char* at, unsigned int depth) {
+    at = room(at, 1 + 4 * depth);
+    *at = '\n';
+    std::memset(at + 1, ' ', 4 * depth);
+    return at + 1 + 4 * depth;
   }
 
-  void printText(std::string_view text) {
-    put('"');
-    for (;;) {
-      auto const plain = plainLength(text);
-      put(text.substr(0, plain));
-      if (plain == text.size()) break;
-      escape(static_cast<unsigned char>(text[plain]));
-      text.remove_prefix(plain + 1);
+  char* printNumber(char* at, tValue const& number) {
+    at = room(at, 32);  // a double has up to 24 characters
+    if (number.IsUint()) return std::to_chars(at, m_end, number.GetUint()).ptr;
+    if (number.IsInt64()) return std::to_chars(at, m_end, number.GetInt64()).ptr;
+    if (number.IsUint64()) return std::to_chars(at, m_end, number.GetUint64()).ptr;
+    char* const end = std::to_chars(at, m_end, number.GetDouble()).ptr;
+    // It was no integer and stays none.
+    bool const isInteger =
+        std::find_if(at, end, [](char c) { return c == '.' || c == 'e'; }) == end;
+    return isInteger ? put(end, ".0") : end;
+  }
+
+  char* printText(char* at, std::string_view text) {
+    at = room(at, text.size() + 2);
+    *at++ = '"';
+    if (copyPlain(at, text)) {
+      at += text.size();
+    } else {
+      for (char const byte : text) at = putEscaped(at, static_cast<unsigned char>(byte));
+      at = room(at, 1);
     }
-    put('"');
+    *at++ = '"';
+    return at;
   }
 
-  void escape(unsigned char byte) {
-    put('\\');
+  // Copies a text of which no byte must be escaped; false, after copying some, if one must.
+  static bool copyPlain(char* to, std::string_view text) {
+    char const* from = text.data();
+    auto left = text.size();
+    for (; left >= 8; left -= 8, from += 8, to += 8) {
+      if (!copyWord<std::uint64_t>(to, from)) return false;
+    }
+    if (left == 0) return true;
+    // What is left again together with some bytes before, if there are some.
+    if (text.size() >= 8) return copyWord<std::uint64_t>(to - 8 + left, from - 8 + left);
+    if (left >= 4) {
+      return copyWord<std::uint32_t>(to, from) &&
+             copyWord<std::uint32_t>(to - 4 + left, from - 4 + left);
+    }
+    bool good = true;
+    for (std::size_t i = 0; i < left; ++i) {
+      to[i] = from[i];
+      good = good && !mustEscape(static_cast<unsigned char>(from[i]));
+    }
+    return good;
+  }
+
+  template <class tWord>
+  static bool copyWord(char* to, char const* from) {
+    tWord word;
+    std::memcpy(&word, from, sizeof word);
+    std::memcpy(to, &word, sizeof word);
+    return !anyMustEscape(word);
+  }
+
+  char* putEscaped(char* at, unsigned char byte) {
+    at = room(at, 6);
+    if (!mustEscape(byte)) {
+      *at++ = static_cast<char>(byte);
+      return at;
+    }
+    *at++ = '\\';
     switch (byte) {
       case '\b':
-        return put('b');
+        return put(at, "b");
       case '\t':
-        return put('t');
+        return put(at, "t");
       case '\n':
-        return put('n');
+        return put(at, "n");
       case '\f':
-        return put('f');
+        return put(at, "f");
       case '\r':
-        return put('r');
+        return put(at, "r");
       case '"':
+        return put(at, "\"");
       case '\\':
-        return put(static_cast<char>(byte));
+        return put(at, "\\");
       default:
-        put("u00");
-        put("0123456789ABCDEF"[byte >> 4]);
-        put("0123456789ABCDEF"[byte & 15]);
+        break;
     }
+    at = put(at, "u00");
+    *at++ = "0123456789ABCDEF"[byte >> 4];
+    *at++ = "0123456789ABCDEF"[byte & 15];
+    return at;
+  }
+
+  char* put(char* at, std::string_view bytes) {
+    at = room(at, bytes.size());
+    std::memcpy(at, bytes.data(), bytes.size());
+    return at + bytes.size();
+  }
+
+  // Where `size` bytes can be written that follow what is in front of `at`.
+  char* room(char* at, std::size_t size) {
+    return static_cast<std::size_t>(m_end - at) >= size ? at : grow(at, size);
+  }
+
+  char* grow(char* at, std::size_t size) {
+    auto const used = static_cast<unsigned int>(at - m_begin);
+    m_out.truncate(used);
+    std::size_t const most = tBlob::maxSize - used;
+    std::size_t const more = std::min(std::max({size, std::size_t{used}, std::size_t{1024}}), most);
+    if (size > most || m_out.extend(static_cast<unsigned int>(more)) == nullptr) {
+      throw std::bad_alloc();
+    }
+    m_begin = reinterpret_cast<char*>(m_out.data());
+    m_end = m_begin + m_out.size();
+    return m_begin + used;
   }
 
   bool const m_pretty;
-  tBlob m_out;
-  bool m_complete = true;  // false once m_out could not take it all
+  tBlob m_out;  // what is printed and the room behind it: from m_begin to m_end
+  char* m_begin = nullptr;
+  char* m_end = nullptr;
 };
 
 }  // namespace
@@ -266,11 +324,16 @@ struct tJson::tImpl {
   /// O(1): members keep their place, so what was found first stays first.
   tValue* find(std::string_view key) {
     auto const members = root.MemberBegin();
+    auto const isAt = [&](unsigned int i) {
+      tValue const& name = members[i].name;
+      return name.GetStringLength() == key.size() &&
+             std::memcmp(name.GetString(), key.data(), key.size()) == 0;
+    };
     unsigned int const count = root.MemberCount();
     unsigned int const last = lastFound.load(std::memory_order_relaxed);
-    if (last < count && textOf(members[last].name) == key) return &members[last].value;
+    if (last < count && isAt(last)) return &members[last].value;
     for (unsigned int i = 0; i < count; ++i) {
-      if (textOf(members[i].name) != key) continue;
+      if (!isAt(i)) continue;
       lastFound.store(i, std::memory_order_relaxed);
       return &members[i].value;
     }
@@ -280,13 +343,14 @@ struct tJson::tImpl {
     return impl != nullptr ? impl->find(key) : nullptr;
   }
 
-  tValue& put(char const* key, tValue&& value) {
+  tValue& put(std::string_view key, tValue&& value) {
+    tValue name = valueOf(key);  // before the search: reading it back at once would stall
     if (tValue* old = find(key)) return *old = std::move(value);
-    root.AddMember(valueOf(key), std::move(value), allocator);
+    root.AddMember(std::move(name), std::move(value), allocator);
     return (root.MemberEnd() - 1)->value;
   }
 
-  void addToArray(char const* key, tValue&& element) {
+  void addToArray(std::string_view key, tValue&& element) {
     tValue* array = find(key);
     if (array == nullptr || !array->IsArray()) array = &put(key, tValue(rapidjson::kArrayType));
     array->PushBack(std::move(element), allocator);
@@ -328,9 +392,11 @@ bool tJson::parse(std::string_view text) {
 
 tString tJson::getJson(bool pretty) const {
   if (m_impl == nullptr) return "{}";
-  tPrinter printer(pretty);
-  printer.print(m_impl->root, 0);
-  return printer.result();
+  try {
+    return tPrinter(pretty).print(m_impl->root);
+  } catch (std::bad_alloc const&) {
+    return {};
+  }
 }
 
 void tJson::addString(char const* key, tString const& value) {
@@ -356,9 +422,7 @@ void tJson::addBinary(char const* key, tBlob const& value) {
 void tJson::addStringArray(char const* key, tStringList const& values) {
   tValue array(rapidjson::kArrayType);
   array.Reserve(values.count(), allocator);
-  for (unsigned int i = 0; i < values.count(); ++i) {
-    array.PushBack(valueOf(values.get(i).view()), allocator);
-  }
+  for (tString const& value : values) array.PushBack(valueOf(value.view()), allocator);
   tImpl::of(m_impl).put(key, std::move(array));
 }
 

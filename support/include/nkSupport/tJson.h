@@ -31,7 +31,8 @@ class NK_SUPPORT_API tJson {
   /// Replaces this object by that of `text`. False, with this object empty, if the text is not one
   /// JSON object or nests deeper than maxDepth. Time and memory are linear in the text.
   bool parse(std::string_view text);
-  /// The object as text: compact, without any blank, or with `pretty` indented by 4 blanks.
+  /// The object as text: compact, without any blank, or with `pretty` indented by 4 blanks. The
+  /// empty text if memory runs out or the text passes tBlob::maxSize.
   tString getJson(bool pretty) const;
 
   void addString(char const* key, tString const& value);

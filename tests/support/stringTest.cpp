@@ -1,0 +1,114 @@
+#include "nkSupport/tString.h"
+
+#include <gtest/gtest.h>
+
+#include <climits>
+
+#include "nkSupport/tStringList.h"
+
+namespace {
+
+TEST(tString, readsDecimalNumbers) {
+  struct {
+    char const* text;
+    int number;
+  } const rows[] = {
+      {"0", 0},
+      {"-0", 0},
+      {"+7", 7},
+      {"007", 7},
+      {"2147483647", INT_MAX},
+      {"-2147483648", INT_MIN},
+      {"2147483648", 99},
+      {"-2147483649", 99},
+      {"99999999999999999999", 99},
+      {"", 99},
+      {"+", 99},
+      {"-", 99},
+      {"+-5", 99},
+      {"-+5", 99},
+      {"--5", 99},
+      {" 5", 99},
+      {"5 ", 99},
+      {"5x", 99},
+      {"0x10", 99},
+      {"1.0", 99},
+  };
+  for (auto const& row : rows) EXPECT_EQ(tString(row.text).toIntDef(99), row.number) << row.text;
+  EXPECT_EQ(tString("5\0", 2).toIntDef(99), 99);
+}
+
+TEST(tString, writesDecimalNumbers) {
+  EXPECT_EQ(tString::fromUInt64(0), "0");
+  EXPECT_EQ(tString::fromUInt64(ULLONG_MAX), "18446744073709551615");
+  EXPECT_EQ(tString::fromInt64(LLONG_MIN), "-9223372036854775808");
+  EXPECT_EQ(tString::fromInt64(LLONG_MAX), "9223372036854775807");
+}
+
+TEST(tString, splitsAtTheFirstSeparator) {
+  struct {
+    char const *text, *separator, *before, *after;
+  } const rows[] = {
+      {"2024-03-01", "-", "2024", "03-01"},
+      {"key: value", ": ", "key", "value"},
+      {"abc", "-", "abc", ""},
+      {"abc", "", "abc", ""},
+      {"", "-", "", ""},
+      {"", "", "", ""},
+      {"-abc", "-", "", "abc"},
+      {"abc-", "-", "abc", ""},
+      {"-", "-", "", ""},
+      {"ab", "abc", "ab", ""},
+      {"aaab", "aab", "a", ""},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(tString(row.text).strBefor(row.separator), row.before) << row.text;
+    EXPECT_EQ(tString(row.text).strAfter(row.separator), row.after) << row.text;
+  }
+  EXPECT_EQ(tString("a\0b\0c", 5).strAfter(tString("\0", 1)), tString("b\0c", 3));
+}
+
+TEST(tString, completesPaths) {
+  for (auto const& [path, complete] : {std::pair{"", ""}, {"/", "/"}, {"a", "a/"}, {"a/", "a/"}}) {
+    tString text(path);
+    EXPECT_EQ(&text.completePath(), &text);
+    EXPECT_EQ(text, complete);
+  }
+}
+
+TEST(tString, holdsAnyBytesAndComparesThemUnsigned) {
+  char const bytes[] = {'a', '\0', '\xFF'};
+  tString text(bytes, 3);
+  EXPECT_EQ(text.length(), 3U);
+  EXPECT_EQ(text.view(), std::string_view(bytes, 3));
+  EXPECT_NE(text, "a");
+  EXPECT_LT(tString("a"), text);
+  EXPECT_LT(tString("\x7F"), tString("\x80"));
+  EXPECT_FALSE(text < text);
+  text += text;
+  EXPECT_EQ(text + "x", tString("a\0\xFF"
+                                "a\0\xFF"
+                                "x",
+                                7));
+  text.assign(nullptr, 0);
+  EXPECT_TRUE(text.empty());
+  EXPECT_EQ(tString(static_cast<char const*>(nullptr)), "");
+}
+
+TEST(tStringList, keepsOrderAndMayBeAddedToItself) {
+  tStringList list;
+  EXPECT_EQ(list.get(0), "");
+  list.add("a");
+  list.add("");
+  list.add("b");
+  list.add(list);
+  ASSERT_EQ(list.count(), 6U);
+  char const* const expected[] = {"a", "", "b", "a", "", "b"};
+  unsigned int at = 0;
+  for (tString const& text : list) EXPECT_EQ(text, expected[at++]);
+  EXPECT_EQ(list.get(5), "b");
+  EXPECT_EQ(list.get(6), "");
+  EXPECT_EQ(list.get(UINT_MAX), "");
+}
+
+}  // namespace
