@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "harness/hex.h"
+#include "harness/logHook.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
@@ -72,21 +73,15 @@ TEST(Message, TheChecksumOfIdsIsThatOfTheirSet) {
   EXPECT_FALSE(sortU64(small, small));
 }
 
-std::string logged;
-void hook(char const* format, va_list arguments) {
-  char text[100];
-  std::vsnprintf(text, sizeof text, format, arguments);
-  logged += text;
-}
-
 TEST(Message, LogsThroughTheHookOnly) {
   nk_message::log("unheard %d", 1);
-  nk_message::registerLog(hook);
+  harness::hookedText.clear();
+  nk_message::registerLog(harness::hook);
   nk_message::log("heard %d %s", 2, "x");
   nk_message::log(nullptr);
   nk_message::registerLog(nullptr);
   nk_message::log("unheard %d", 3);
-  EXPECT_EQ(logged, "heard 2 x");
+  EXPECT_EQ(harness::hookedText, "heard 2 x");
 }
 
 /// Programs built against an older library call these through the table of virtual functions.

@@ -7,6 +7,7 @@
 
 #include "harness/clock.h"
 #include "harness/hex.h"
+#include "harness/logHook.h"
 #include "harness/link.h"
 #include "nkSupport/tCompression.h"
 
@@ -363,22 +364,15 @@ TEST_F(Protocol, TheNumberAfterTheLastIsZeroAndTheFirstOfEqualNumbersIsMeant) {
   EXPECT_EQ(pair.a.answers[0].userData, &users[1]);
 }
 
-std::string hooked;
-void hook(char const* format, va_list arguments) {
-  char text[100];
-  std::vsnprintf(text, sizeof text, format, arguments);
-  hooked += text;
-}
-
 TEST_F(Protocol, TheLayersAboveLogThroughTheLatestEngine) {
   {
-    nk_protocol first(1, nullptr, nullptr, 1, hook, nullptr, nullptr);
+    nk_protocol first(1, nullptr, nullptr, 1, harness::hook, nullptr, nullptr);
     nk_protocol::logProt("%s-%d", "a", 1);
     nk_protocol::logProt(nullptr);
     nk_protocol second(1, nullptr, nullptr, 1, nullptr, nullptr, nullptr);
     nk_protocol::logProt("unheard %d", 2);
   }
-  EXPECT_EQ(hooked, "a-1");
+  EXPECT_EQ(harness::hookedText, "a-1");
 }
 
 TEST_F(Protocol, WithoutAReceiveCallbackRequestsAreDropped) {
