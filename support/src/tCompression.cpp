@@ -1,15 +1,25 @@
 #include "nkSupport/tCompression.h"
 
+#include <algorithm>
 #include <atomic>
 
-// The two codings are not built yet: nothing is ever found worth compressing, and nothing decodes.
+#include "huffman.h"
+
 namespace {
-std::atomic<unsigned int> ceiling{64 << 20};
+std::atomic<unsigned int> decodedLimit{64U << 20};
+}  // namespace
+
+unsigned int tCompression::maxDecodedSize() { return decodedLimit.load(std::memory_order_relaxed); }
+
+void tCompression::setMaxDecodedSize(unsigned int bytes) {
+  decodedLimit.store(bytes, std::memory_order_relaxed);
 }
-tBlob tCompression::encodeRLE(tBlob const&) { return {}; }
-tBlob tCompression::encodeHuffman(tBlob const&) { return {}; }
-tBlob tCompression::decodeRLE(tBlob const&) { return {}; }
-tBlob tCompression::decodeHuffman(tBlob const&) { return {}; }
-tCompression::teChoice tCompression::chooseShortest(tBlob const&) { return CHOICE_NONE; }
-unsigned int tCompression::maxDecodedSize() { return ceiling; }
-void tCompression::setMaxDecodedSize(unsigned int bytes) { ceiling = bytes; }
+
+tCompression::teChoice tCompression::chooseShortest(tBlob const& content) {
+  // RLE first: it costs a fraction of the other, and what it reaches often settles the choice.
+  unsigned long long const rle = encodedSizeRLE(content);
+  if (huffman::isShorter(content, std::min<unsigned long long>(rle, content.size()))) {
+    return CHOICE_HUFFMAN;
+  }
+  return rle < content.size() ? CHOICE_RLE : CHOICE_NONE;
+}

@@ -1,0 +1,278 @@
+#include "huffmanCode.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace huffman {
+namespace {
+
+constexpr unsigned int completeSum = 1U << maxLength;  // of 2^(maxLength - length) over all codes
+
+// Fills in what follows from the lengths of the bytes `present`, in ascending order.
+void putInOrder(tCode& code, tSymbols const& present) {
+  unsigned int place[maxLength + 2] = {};
+  for (unsigned int i = 0; i < present.count; ++i) ++place[code.length[present.symbol[i]] + 1];
+  for (unsigned int i = 0; i <= maxLength; ++i) {
+    if (place[i + 1] != 0) code.longest = i;
+    place[i + 1] += place[i];
+  }
+  code.inOrder.count = present.count;
+  for (unsigned int i = 0; i < present.count; ++i) {
+    unsigned char const symbol = present.symbol[i];
+    code.inOrder.symbol[place[code.length[symbol]]++] = symbol;
+  }
+}
+
+// Sorts symbols by their counts; equal ones keep their order.
+void sortByCount(tSymbols& symbols, unsigned int const (&counts)[symbolCount]) {
+  unsigned int most = 0;
+  for (unsigned int i = 0; i < symbols.count; ++i) most = std::max(most, counts[symbols.symbol[i]]);
+  // Digit by digit, the lowest first.
+  constexpr unsigned int digitBits = 6, digits = 1U << digitBits;
+  for (unsigned int shift = 0; shift < 32 && most >> shift != 0; shift += digitBits) {
+    auto const digit = [&](unsigned char symbol) { return counts[symbol] >> shift & (digits - 1); };
+    unsigned int place[digits + 1] = {};
+    for (unsigned int i = 0; i < symbols.count; ++i) ++place[digit(symbols.symbol[i]) + 1];
+    for (unsigned int i = 0; i < digits; ++i) place[i + 1] += place[i];
+    tSymbols const before = symbols;
+    for (unsigned int i = 0; i < before.count; ++i) {
+      symbols.symbol[place[digit(before.symbol[i])]++] = before.symbol[i];
+    }
+  }
+}
+
+// Weights in ascending order, at least 2 to begin with, and one behind them that none reaches.
+struct tWeights {
+  static constexpr unsigned int none = 0xFFFFFFFF;
+  unsigned int count = 0;
+  unsigned int weight[symbolCount + 1] = {none};
+
+  void add(unsigned int added) {
+    weight[count++] = added;
+    weight[count] = none;
+  }
+};
+
+// Huffman's construction. Gives the lengths of the codes, in the order of their weights; false if
+// one is too long.
+bool makeLengths(tWeights const& leaves, unsigned char* lengths) {
+  tWeights nodes;
+  unsigned int leaf = 0, node = 0;
+  unsigned char parentOfLeaf[symbolCount + 1], parentOfNode[symbolCount];
+  // The lighter one of the first leaf and the first node. What it notes for the other one is
+  // overwritten when that is taken.
+  auto const take = [&] {
+    bool const isLeaf = leaves.weight[leaf] <= nodes.weight[node];
+    unsigned int const weight = isLeaf ? leaves.weight[leaf] : nodes.weight[node];
+    parentOfLeaf[leaf] = parentOfNode[node] = static_cast<unsigned char>(nodes.count);
+    leaf += isLeaf;
+    node += !isLeaf;
+    return weight;
+  };
+  while (nodes.count + 1 < leaves.count) {
+    unsigned int const weight = take();
+    nodes.add(weight + take());
+  }
+  unsigned char depth[symbolCount];
+  unsigned int i = nodes.count - 1;
+  for (depth[i] = 0; i-- > 0;) depth[i] = static_cast<unsigned char>(depth[parentOfNode[i]] + 1);
+  for (i = 0; i < leaves.count; ++i) {
+    lengths[i] = static_cast<unsigned char>(depth[parentOfLeaf[i]] + 1);
+  }
+  return lengths[0] <= maxLength;
+}
+
+// Package-merge. Level by level, starting with the symbols' counts, pairs of the level before are
+// merged with the counts again; a symbol gets one bit for each level at which it is among the
+// cheapest items that the level above uses.
+class tPackageMerge {
+ public:
+  explicit tPackageMerge(tWeights const& weights)
+      : m_weights(weights.weight), m_count(weights.count), m_size(weights.count) {
+    std::copy_n(m_weights, m_count, m_items);
+    for (unsigned int level = 1; level < maxLength; ++level) mergeInto(m_weightsBefore[level]);
+  }
+  // Gives the lengths of the codes, in the order of the weights.
+  void makeLengths(unsigned char* lengths) const {
+    std::fill_n(lengths, m_count, static_cast<unsigned char>(0));
+    unsigned int used = 2 * m_count - 2;
+    for (unsigned int level = maxLength - 1; level > 0; --level) {
+      unsigned int const weights = m_weightsBefore[level][used];
+      for (unsigned int i = 0; i < weights; ++i) ++lengths[i];
+      used = 2 * (used - weights);
+    }
+    for (unsigned int i = 0; i < used; ++i) ++lengths[i];
+  }
+
+ private:
+  using tBefore = unsigned short[2 * symbolCount];
+
+  void mergeInto(tBefore& before) {
+    std::uint64_t merged[2 * symbolCount];
+    unsigned int const pairs = m_size / 2;
+    unsigned int weight = 0, pair = 0;
+    m_size = std::min(m_count + pairs, 2 * m_count - 2);
+    for (unsigned int i = 0; i < m_size; ++i) {
+      before[i] = static_cast<unsigned short>(weight);
+      std::uint64_t const package =
+          pair < pairs ? m_items[2 * pair] + m_items[2 * pair + 1] : ~std::uint64_t{0};
+      bool const takeWeight = weight < m_count && m_weights[weight] <= package;
+      merged[i] = takeWeight ? m_weights[weight] : package;
+      weight += takeWeight;
+      pair += !takeWeight;
+    }
+    before[m_size] = static_cast<unsigned short>(weight);
+    std::copy_n(merged, m_size, m_items);
+  }
+
+  unsigned int const* m_weights;
+  unsigned int m_count;
+  unsigned int m_size;
+  std::uint64_t m_items[2 * symbolCount];
+  tBefore m_weightsBefore[maxLength];  // of the first i items of a level, how many are weights
+};
+
+// Half bytes, high half first.
+class tHalvesWriter {
+ public:
+  explicit tHalvesWriter(unsigned char* to) : m_to(to) {}
+  void put(unsigned int half) {
+    if (m_low) {
+      *m_to++ |= static_cast<unsigned char>(half);
+    } else {
+      *m_to = static_cast<unsigned char>(half << 4);
+    }
+    m_low = !m_low;
+  }
+  unsigned char* end() const { return m_to + m_low; }
+
+ private:
+  unsigned char* m_to;
+  bool m_low = false;
+};
+
+class tHalvesReader {
+ public:
+  tHalvesReader(unsigned char const* from, unsigned char const* end) : m_from(from), m_end(end) {}
+  bool get(unsigned int& half) {
+    if (m_from == m_end) return false;
+    half = m_low ? *m_from++ & 0x0F : *m_from >> 4;
+    m_low = !m_low;
+    return true;
+  }
+  bool restIsZero() {
+    unsigned int half = 0;
+    return !m_low || (get(half) && half == 0);
+  }
+  unsigned char const* place() const { return m_from; }
+
+ private:
+  unsigned char const* m_from;
+  unsigned char const* m_end;
+  bool m_low = false;
+};
+
+constexpr unsigned int gapOf1 = 12, gapOf2 = 13, shortGap = 14, longGap = 15;
+constexpr unsigned int leastShortGap = 3, leastLongGap = leastShortGap + 16;
+
+constexpr unsigned int halvesOfGap(unsigned int gap) {
+  return gap == 0 ? 0 : gap < leastShortGap ? 1 : gap < leastLongGap ? 2 : 3;
+}
+
+void putGap(tHalvesWriter& halves, unsigned int gap) {
+  if (gap == 1) {
+    halves.put(gapOf1);
+  } else if (gap == 2) {
+    halves.put(gapOf2);
+  } else if (gap >= leastLongGap) {
+    halves.put(longGap);
+    halves.put((gap - leastLongGap) >> 4);
+    halves.put((gap - leastLongGap) & 0x0F);
+  } else if (gap >= leastShortGap) {
+    halves.put(shortGap);
+    halves.put(gap - leastShortGap);
+  }
+}
+
+bool getGap(tHalvesReader& halves, unsigned int kind, unsigned int& gap) {
+  unsigned int high = 0, low = 0;
+  switch (kind) {
+    case gapOf1:
+      gap = 1;
+      return true;
+    case gapOf2:
+      gap = 2;
+      return true;
+    case shortGap:
+      if (!halves.get(low)) return false;
+      gap = leastShortGap + low;
+      return true;
+    default:
+      if (!halves.get(high) || !halves.get(low)) return false;
+      gap = leastLongGap + (high << 4) + low;
+      return true;
+  }
+}
+
+}  // namespace
+
+tCode makeCode(unsigned int const (&counts)[symbolCount], tSymbols const& present) {
+  tCode code;
+  if (present.count > 1) {
+    tSymbols sorted = present;
+    sortByCount(sorted, counts);
+    tWeights weights;
+    for (unsigned int i = 0; i < sorted.count; ++i) weights.add(counts[sorted.symbol[i]]);
+    unsigned char lengths[symbolCount];
+    if (!makeLengths(weights, lengths)) tPackageMerge(weights).makeLengths(lengths);
+    for (unsigned int i = 0; i < sorted.count; ++i) code.length[sorted.symbol[i]] = lengths[i];
+  }
+  putInOrder(code, present);
+  return code;
+}
+
+unsigned int lengthsSize(tSymbols const& present) {
+  unsigned int halves = present.count, next = 0;
+  for (unsigned int i = 0; i < present.count; ++i) {
+    halves += halvesOfGap(present.symbol[i] - next);
+    next = present.symbol[i] + 1;
+  }
+  return (halves + 1) / 2;
+}
+
+unsigned char* writeLengths(unsigned char* to, tSymbols const& present, tCode const& code) {
+  tHalvesWriter halves(to);
+  unsigned int next = 0;
+  for (unsigned int i = 0; i < present.count; ++i) {
+    unsigned int const symbol = present.symbol[i];
+    putGap(halves, symbol - next);
+    halves.put(code.length[symbol]);
+    next = symbol + 1;
+  }
+  return halves.end();
+}
+
+bool readLengths(unsigned char const*& from, unsigned char const* end, tCode& code) {
+  tSymbols present;
+  tHalvesReader halves(from, end);
+  unsigned int sum = 0, gap = 0;
+  for (unsigned int symbol = 0; sum < completeSum;) {
+    unsigned int half;
+    if (symbol >= symbolCount || !halves.get(half)) return false;
+    if (half > maxLength) {
+      if (gap != 0 || !getGap(halves, half, gap)) return false;
+      symbol += gap;
+    } else {
+      gap = 0;
+      code.length[symbol] = static_cast<unsigned char>(half);
+      present.symbol[present.count++] = static_cast<unsigned char>(symbol++);
+      sum += completeSum >> half;
+    }
+  }
+  if (sum != completeSum || !halves.restIsZero()) return false;
+  from = halves.place();
+  putInOrder(code, present);
+  return true;
+}
+
+}  // namespace huffman
