@@ -7,8 +7,8 @@
 
 #include "harness/clock.h"
 #include "harness/hex.h"
-#include "harness/logHook.h"
 #include "harness/link.h"
+#include "harness/logHook.h"
 #include "nkSupport/tCompression.h"
 
 namespace {
