@@ -1,34 +1,39 @@
 #include "nkSupport/base128.h"
 
-#include <cstring>
+#include "base128Vector.h"
+#ifdef __x86_64__
+#include "base128Avx2.h"
+#endif
 
 namespace base128 {
+namespace {
+
+/// Without vector instructions, 64-bit arithmetic is the slower of the two.
+#if defined(__SSE2__) || defined(__ARM_NEON)
+constexpr bool hasVectors = true;
+#else
+constexpr bool hasVectors = false;
+#endif
+
+#ifdef __x86_64__
+/// Shorter runs gain nothing from wider vectors.
+bool avx2Pays(unsigned int length) { return length >= 64 && __builtin_cpu_supports("avx2"); }
+#endif
+
+}  // namespace
+
 void encode(unsigned char* dst, unsigned char const* src, unsigned int length) {
-  unsigned int bits = 0, have = 0;
-  for (unsigned int i = 0; i < length; ++i) {
-    bits |= static_cast<unsigned int>(src[i]) << have;
-    have += 8;
-    while (have >= 7) {
-      *dst++ = static_cast<unsigned char>(0x80 | (bits & 0x7f));
-      bits >>= 7;
-      have -= 7;
-    }
-  }
-  if (have) *dst++ = static_cast<unsigned char>(0x80 | bits);
+#ifdef __x86_64__
+  if (avx2Pays(length)) return encodeAvx2(dst, src, length);
+#endif
+  return hasVectors ? encodeVector(dst, src, length) : encodeGeneric(dst, src, length);
 }
+
 bool decode(unsigned char* dst, unsigned char const* src, unsigned int length) {
-  if (length % 8 == 1) return false;
-  unsigned int bits = 0, have = 0;
-  for (unsigned int i = 0; i < length; ++i) {
-    if (src[i] < 0x80) return false;
-    bits |= static_cast<unsigned int>(src[i] & 0x7f) << have;
-    have += 7;
-    if (have >= 8) {
-      *dst++ = static_cast<unsigned char>(bits);
-      bits >>= 8;
-      have -= 8;
-    }
-  }
-  return bits == 0;
+#ifdef __x86_64__
+  if (avx2Pays(length)) return decodeAvx2(dst, src, length);
+#endif
+  return hasVectors ? decodeVector(dst, src, length) : decodeGeneric(dst, src, length);
 }
+
 }  // namespace base128
