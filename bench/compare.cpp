@@ -41,10 +41,8 @@ std::string name(std::string const& work, bool ours) {
 void add(std::string const& work, teKind kind, double limit, tWork ours, tWork yardstick) {
   rows().push_back({work, kind, limit});
   for (bool const mine : {true, false}) {
-    benchmark::RegisterBenchmark(name(work, mine).c_str(), [run = mine ? ours : yardstick](
-                                                               benchmark::State& state) {
-      run(state);
-    })->UseRealTime();
+    benchmark::RegisterBenchmark(name(work, mine).c_str(), std::move(mine ? ours : yardstick))
+        ->UseRealTime();
   }
 }
 
@@ -106,7 +104,7 @@ void tell(std::string const& work, tWork ours, tWork yardstick) {
 void figure(std::string const& what, double value, double most) {
   figures().push_back({what, value, most});
 }
-void addRows(tRows add) { rowAdders().push_back(add); }
+void addRows(tRows rows) { rowAdders().push_back(rows); }
 
 }  // namespace bench
 

@@ -35,7 +35,7 @@ class tVector : public std::vector<T> {
   using tComparator = bool (*)(T&, T&);
 
   /// The element at `index`; a zero value (0, null) at or past the size.
-  T get(unsigned int index) { return index < this->size() ? (*this)[index] : T(); }
+  T get(unsigned int index) { return index < this->size() ? (*this)[index] : T{}; }
   /// Registers the rule for sort(); null makes sort() do nothing.
   void registerComparator(tComparator comparator) { m_comparator = comparator; }
   /// Stable sort by the registered rule, in place; see nk_detail::exchangeSort for its cost.

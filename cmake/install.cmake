@@ -1,0 +1,37 @@
+# What `cmake --install` puts under a prefix: both libraries, their headers, the programs, and what
+# other projects find them by, CMake's find_package(nkProtocol) or pkg-config.
+
+include(CMakePackageConfigHelpers)
+
+install(TARGETS nkProtocol nkSupport EXPORT nkProtocol)
+foreach(program nkctl nkdevice)
+  if(TARGET ${program})
+    install(TARGETS ${program})
+  endif()
+endforeach()
+foreach(headers include/nkProtocol support/include/nkSupport)
+  install(DIRECTORY ${headers} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    FILES_MATCHING PATTERN "*.h")
+endforeach()
+
+# The libraries need no package beyond themselves, so the list of targets is the whole package file.
+set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/nkProtocol)
+install(EXPORT nkProtocol FILE nkProtocolConfig.cmake NAMESPACE nkProtocol::
+  DESTINATION ${packageDir})
+# The same promise as the SONAME: one major version, one binary interface.
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/nkProtocolConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/nkProtocolConfigVersion.cmake DESTINATION ${packageDir})
+
+# Paths in a .pc file start from the file itself, so that a prefix can be moved.
+function(nk_pkg_config library description requires)
+  set(directory ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_PREFIX
+    BASE_DIRECTORY ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig OUTPUT_VARIABLE toPrefix)
+  configure_file(${PROJECT_SOURCE_DIR}/cmake/library.pc.in ${PROJECT_BINARY_DIR}/${library}.pc
+    @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/${library}.pc DESTINATION ${directory})
+endfunction()
+nk_pkg_config(nkSupport "Texts, blobs, JSON, coding and compression under libnkProtocol" "")
+nk_pkg_config(nkProtocol "Telegrams and messages between a station and display panels"
+  "nkSupport = ${PROJECT_VERSION}")

@@ -1,0 +1,68 @@
+# Sourced by dev: the Debian packages that each purpose needs, and how they are installed.
+
+packagesFor() {
+  case $1 in
+    build) echo g++ cmake ninja-build pkg-config nettle-dev rapidjson-dev libasio-dev libcli11-dev ;;
+    test) echo libgtest-dev ;;
+    bench) echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev ;;
+    check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
+    *)
+      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check" >&2
+      return 2
+      ;;
+  esac
+}
+
+# Prints those packages for the purposes named that are not installed.
+missingPackages() {
+  for purpose in "$@"; do
+    for package in $(packagesFor "$purpose"); do
+      state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=
+      [ "$state" = installed ] || echo "$package"
+    done
+  done
+}
+
+havePackages() {
+  command -v dpkg-query >/dev/null && [ -z "$(missingPackages "$@")" ]
+}
+
+# apt-get with no questions; waits if another installation is under way.
+quietApt() {
+  set -- env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
+  if [ "$(id -u)" -eq 0 ]; then
+    "$@"
+  elif [ -t 0 ]; then
+    sudo "$@"
+  else
+    sudo -n "$@"
+  fi
+}
+
+# Installs what the purposes named lack. Calls nothing and needs no network if they lack nothing.
+needPackages() {
+  for purpose in "$@"; do packagesFor "$purpose" >/dev/null; done
+  if ! command -v dpkg-query >/dev/null || ! command -v apt-get >/dev/null; then
+    echo "dev: this is no Debian system, so what is missing cannot be installed from here;" >&2
+    echo "dev: going on in the hope that these or their like are there:" >&2
+    for purpose in "$@"; do echo "dev:   $(packagesFor "$purpose")" >&2; done
+    return 0
+  fi
+  missing=$(missingPackages "$@" | sort -u)
+  [ -n "$missing" ] || return 0
+  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
+    echo "dev: these packages are missing, and only root or sudo could install them:" >&2
+    echo "dev:   apt-get install" $missing >&2
+    return 1
+  fi
+  echo "dev: installing" $missing >&2
+  for attempt in 1 2; do
+    # Word splitting is wanted: one word for each package.
+    if quietApt update >&2 && quietApt install -y --no-install-recommends $missing >&2; then
+      return 0
+    fi
+    [ "$attempt" = 2 ] || echo "dev: that failed; once more" >&2
+  done
+  echo "dev: could not install" $missing >&2
+  return 1
+}

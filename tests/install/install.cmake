@@ -1,0 +1,30 @@
+# Installs the build tree BUILD under a prefix in SCRATCH, moves the prefix, and builds and runs a
+# program against it in both ways, with find_package and with pkg-config, using COMPILER.
+
+set(outside ${CMAKE_CURRENT_LIST_DIR}/consumer)
+set(prefix "${SCRATCH}/moved prefix")
+
+function(run)
+  execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+file(REMOVE_RECURSE ${SCRATCH})
+run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/prefix)
+file(RENAME ${SCRATCH}/prefix ${prefix})
+
+run(${CMAKE_COMMAND} -G Ninja -S ${outside} -B ${SCRATCH}/build -DCMAKE_PREFIX_PATH=${prefix}
+  -DCMAKE_CXX_COMPILER=${COMPILER})
+run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
+run(${SCRATCH}/build/consumer)
+
+file(GLOB_RECURSE package ${prefix}/nkProtocol.pc)
+cmake_path(GET package PARENT_PATH packages)
+cmake_path(GET packages PARENT_PATH libraries)
+set(ENV{PKG_CONFIG_PATH} ${packages})
+# pkg-config puts a backslash before each blank, as a shell would want it.
+execute_process(COMMAND pkg-config --cflags --libs nkProtocol
+  OUTPUT_VARIABLE options OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+separate_arguments(options UNIX_COMMAND ${options})
+run(${COMPILER} -std=c++20 ${outside}/consumer.cpp -o ${SCRATCH}/consumer ${options}
+  -Wl,-rpath,${libraries})
+run(${SCRATCH}/consumer)
