@@ -11,6 +11,25 @@ constexpr unsigned char frameEnd = 0x02;
 constexpr unsigned int frameHeaderSize = 25;
 constexpr unsigned int frameCrcSize = 1;
 
+/// Writes frames one behind the other into a buffer that keeps its memory. Not synchronised.
+class nk_frameWriter {
+ public:
+  /// The frames written since the last clear().
+  tBlob& frames() { return m_frames; }
+  /// Empties the buffer. Memory beyond what telegrams commonly need is given back once they need it
+  /// no longer.
+  void clear();
+  /// Adds a frame with the header of `part` and a payload of `size` bytes. False, with nothing
+  /// added, if memory or the size limit of a blob does not suffice.
+  bool add(nk_telegramPart& part, unsigned char const* payload, unsigned int size);
+  /// The same, to the end of `out`.
+  bool add(tBlob& out, nk_telegramPart& part, unsigned char const* payload, unsigned int size);
+
+ private:
+  tBlob m_frames;
+  nk_serializer m_header;
+};
+
 /// Cuts frames off the front of one stream that grows at its end. Remembers how far the stream was
 /// searched, so that a frame that comes in small pieces costs no more than one that comes whole;
 /// between calls nothing but appending may be done to the stream. Not synchronised.
@@ -18,6 +37,9 @@ class nk_frameReader {
  public:
   /// Reads the first frame of `stream` into `part`; see nk_telegramPart::streamContainsTelegram.
   bool next(tBlob& stream, nk_telegramPart& part);
+  /// Takes back the memory of a payload, for the frames to come. What it and the empty stream hold
+  /// beyond what telegrams commonly need is given back once they need it no longer.
+  void recycle(tBlob& stream, nk_telegramPart& part);
 
  private:
   /// Where the first byte of one value stands, as far as the stream has been searched.
@@ -30,5 +52,6 @@ class nk_frameReader {
 
   tMark m_start;
   tMark m_end;
-  nk_serializer m_body;  // decoded; its memory changes hands with each part's payload
+  unsigned int m_largest = 0;  // frame since the last recycle()
+  nk_serializer m_body;        // decoded; its memory changes hands with each part's payload
 };

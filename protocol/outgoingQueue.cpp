@@ -1,6 +1,7 @@
 #include "protocol/outgoingQueue.h"
 
 #include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -10,58 +11,69 @@ namespace {
 constexpr long long never = std::numeric_limits<long long>::max();
 }
 
-nk_outgoingQueue::nk_outgoingQueue() : m_firstUnsent(m_entries.end()), m_earliestTimeout(never) {}
+nk_outgoingQueue::nk_outgoingQueue() : m_earliestTimeout(never) {}
 
-void nk_outgoingQueue::push(tTelegram telegram) {
-  bool const waits = telegram->waitForResponse();
-  unsigned int const id = telegram->telegramId();
-  auto const position = m_entries.insert(m_entries.end(), {std::move(telegram), m_count++});
-  if (m_firstUnsent == m_entries.end()) m_firstUnsent = position;
-  if (waits) m_waitingById.emplace(id, position);
+// Notes that the telegram at the end waits for its response.
+void nk_outgoingQueue::addWaiting() {
+  nk_telegram const& added = m_unsent.back().telegram;
+  auto const waiting = m_waiting.emplace(
+      added.telegramId(), tWaiting{m_count++, added.receiver(), never, std::prev(m_unsent.end())});
+  m_unsent.back().waiting = &waiting->second;
 }
 
-nk_telegram* nk_outgoingQueue::firstUnsent() const {
-  return m_firstUnsent != m_entries.end() ? m_firstUnsent->telegram.get() : nullptr;
+nk_telegram* nk_outgoingQueue::firstUnsent() {
+  return m_unsent.empty() ? nullptr : &m_unsent.front().telegram;
 }
 
-nk_outgoingQueue::tTelegram nk_outgoingQueue::takeFirstUnsent() { return take(m_firstUnsent); }
-
-void nk_outgoingQueue::keepFirstUnsent() {
-  m_earliestTimeout = std::min(m_earliestTimeout, m_firstUnsent->telegram->timesOutAfter());
-  ++m_firstUnsent;
+void nk_outgoingQueue::dropFirstUnsent() {
+  tUnsent const& first = m_unsent.front();
+  if (first.waiting != nullptr) {
+    auto const [begin, end] = m_waiting.equal_range(first.telegram.telegramId());
+    m_waiting.erase(std::find_if(
+        begin, end, [&first](auto const& entry) { return &entry.second == first.waiting; }));
+  }
+  m_unsent.pop_front();
 }
 
-std::vector<nk_outgoingQueue::tTelegram> nk_outgoingQueue::takeTimedOut() {
-  std::vector<tTelegram> timedOut;
-  if (tTime::now() <= m_earliestTimeout) return timedOut;
+void nk_outgoingQueue::awaitFirstUnsent() {
+  tUnsent const& first = m_unsent.front();
+  first.waiting->timesOutAfter = first.telegram.timesOutAfter();
+  first.waiting->unsent = m_unsent.end();
+  m_earliestTimeout = std::min(m_earliestTimeout, first.waiting->timesOutAfter);
+  m_unsent.pop_front();
+}
+
+std::vector<nk_outgoingQueue::tRequest> nk_outgoingQueue::takeTimedOut() {
+  if (m_earliestTimeout == never) return {};
+  long long const now = tTime::now();
+  if (now <= m_earliestTimeout) return {};
   m_earliestTimeout = never;
-  for (auto position = m_entries.begin(); position != m_firstUnsent;) {
-    auto const current = position++;
-    if (current->telegram->timeout()) {
-      timedOut.push_back(take(current));
+  std::vector<std::pair<unsigned long long, tRequest>> timedOut;
+  for (auto entry = m_waiting.begin(); entry != m_waiting.end();) {
+    auto const& [id, waiting] = *entry;
+    if (waiting.timesOutAfter < now) {
+      timedOut.push_back({waiting.number, {id, waiting.receiver}});
+      entry = m_waiting.erase(entry);
     } else {
-      m_earliestTimeout = std::min(m_earliestTimeout, current->telegram->timesOutAfter());
+      m_earliestTimeout = std::min(m_earliestTimeout, waiting.timesOutAfter);
+      ++entry;
     }
   }
-  return timedOut;
+  std::sort(timedOut.begin(), timedOut.end(),
+            [](auto const& a, auto const& b) { return a.first < b.first; });
+  std::vector<tRequest> requests;
+  for (auto const& entry : timedOut) requests.push_back(entry.second);
+  return requests;
 }
 
-nk_outgoingQueue::tTelegram nk_outgoingQueue::takeWaiting(unsigned int id) {
+bool nk_outgoingQueue::takeWaiting(unsigned int id, nk_responseReceiver& receiver) {
   // Ids repeat only after 2^32 requests; then the one that was queued first is meant.
-  auto const [begin, end] = m_waitingById.equal_range(id);
+  auto const [begin, end] = m_waiting.equal_range(id);
   auto const first = std::min_element(
-      begin, end, [](auto const& a, auto const& b) { return a.second->number < b.second->number; });
-  return first != end ? take(first->second) : nullptr;
-}
-
-nk_outgoingQueue::tTelegram nk_outgoingQueue::take(tPosition position) {
-  tTelegram telegram = std::move(position->telegram);
-  if (telegram->waitForResponse()) {
-    auto const [begin, end] = m_waitingById.equal_range(telegram->telegramId());
-    m_waitingById.erase(
-        std::find_if(begin, end, [&](auto const& entry) { return entry.second == position; }));
-  }
-  if (m_firstUnsent == position) ++m_firstUnsent;
-  m_entries.erase(position);
-  return telegram;
+      begin, end, [](auto const& a, auto const& b) { return a.second.number < b.second.number; });
+  if (first == end) return false;
+  receiver = first->second.receiver;
+  if (first->second.unsent != m_unsent.end()) m_unsent.erase(first->second.unsent);
+  m_waiting.erase(first);
+  return true;
 }

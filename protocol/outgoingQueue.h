@@ -1,46 +1,63 @@
 #pragma once
 
 #include <list>
-#include <memory>
 #include <unordered_map>
 #include <vector>
 
 #include "nkProtocol/telegram.h"
 
-/// The telegrams that an engine has to send, and behind them, still in the order in which they were
-/// queued, the requests that wait for their response. Each step costs O(1) however long it is.
-/// Not synchronised: the engine holds its outgoing lock.
+/// The telegrams that an engine has to send, and the requests that wait for their response. Once a
+/// request is sent only what its answer needs is kept of it. Each step costs O(1) however many
+/// there are. Not synchronised: the engine holds its outgoing lock.
 class nk_outgoingQueue {
  public:
-  using tTelegram = std::unique_ptr<nk_telegram>;
-
   nk_outgoingQueue();
-  void push(tTelegram telegram);
+  /// Appends a telegram made of `arguments`, as nk_telegram's constructor takes them. The time-out
+  /// counts only for a request with a callback.
+  template <class... Arguments>
+  void push(long long timeout_s, Arguments... arguments) {
+    m_unsent.emplace_back(arguments...);
+    m_unsent.back().telegram.setTimeout_s(timeout_s);
+    if (m_unsent.back().telegram.waitForResponse()) addWaiting();
+  }
   /// The first telegram that is not sent yet, owned by the queue; null if there is none.
-  nk_telegram* firstUnsent() const;
-  /// Takes the first unsent telegram out of the queue.
-  tTelegram takeFirstUnsent();
-  /// Leaves the first unsent telegram, now sent, in the queue to wait for its response.
-  void keepFirstUnsent();
-  /// Takes out the sent telegrams that have timed out, in queue order. Walks the queue only when
-  /// the clock has passed the earliest time-out in it: once a second at most.
-  std::vector<tTelegram> takeTimedOut();
-  /// Takes out the first telegram in queue order, sent or not, that waits for a response with this
-  /// id; null if there is none.
-  tTelegram takeWaiting(unsigned int id);
+  nk_telegram* firstUnsent();
+  /// Removes the first unsent telegram; if it waits for a response nobody hears of that.
+  void dropFirstUnsent();
+  /// Removes the first unsent telegram, now sent, and waits for its response.
+  void awaitFirstUnsent();
+
+  struct tRequest {
+    unsigned int id;
+    nk_responseReceiver receiver;
+  };
+  /// Takes out the sent requests that have timed out, in the order in which they were queued. Walks
+  /// them all, but only when the clock has passed the earliest time-out: once a second at most.
+  std::vector<tRequest> takeTimedOut();
+  /// Takes out the first request queued, sent or not, that waits for a response with this id. False
+  /// if there is none.
+  bool takeWaiting(unsigned int id, nk_responseReceiver& receiver);
 
  private:
-  struct tEntry {
-    tTelegram telegram;
-    unsigned long long number;  // counts the telegrams queued
+  struct tWaiting;
+  struct tUnsent {
+    template <class... Arguments>
+    explicit tUnsent(Arguments... arguments) : telegram(arguments...) {}
+
+    nk_telegram telegram;
+    tWaiting* waiting = nullptr;  // null if it wants no response
   };
-  using tPosition = std::list<tEntry>::iterator;
+  struct tWaiting {
+    unsigned long long number;  // counts the requests queued
+    nk_responseReceiver receiver;
+    long long timesOutAfter;
+    std::list<tUnsent>::iterator unsent;  // the end if it is sent
+  };
+  void addWaiting();
+  using tWaitingById = std::unordered_multimap<unsigned int, tWaiting>;
 
-  tTelegram take(tPosition position);
-
-  std::list<tEntry> m_entries;
-  tPosition m_firstUnsent;
-  std::unordered_multimap<unsigned int, tPosition> m_waitingById;
+  std::list<tUnsent> m_unsent;
+  tWaitingById m_waiting;
   unsigned long long m_count = 0;
-  long long m_earliestTimeout;  // no sent telegram times out before the clock has passed this
+  long long m_earliestTimeout;  // no sent request times out before the clock has passed this
 };

@@ -69,6 +69,7 @@ nk_protocol::nk_protocol(unsigned int ownAddress, tReceiveCallback recvCb, void*
       m_incoming(std::make_unique<nk_incomingTelegrams>()),
       m_outgoingLock(true),
       m_outgoing(std::make_unique<nk_outgoingQueue>()),
+      m_frameWriter(std::make_unique<nk_frameWriter>()),
       m_receiveCallback(recvCb),
       m_frameReader(std::make_unique<nk_frameReader>()),
       m_context(context),
@@ -101,23 +102,23 @@ void nk_protocol::enqueue_TS(tBlob* content, unsigned int destAddress,
                              void* userData) {
   tLockGuard guard(m_outgoingLock);
   unsigned int const id = ++u32TlgNumber;
-  std::unique_ptr<nk_telegram> request(
-      new (std::nothrow) nk_telegram(id, m_ownAddress, destAddress, content, responseCb, m_context,
-                                     false, userData, m_compressionAllowed));
-  if (request == nullptr) {
+  try {
+    m_outgoing->push(timeout_s != 0 ? timeout_s : m_defaultTimeout_s, id, m_ownAddress, destAddress,
+                     content, responseCb, m_context, false, userData, m_compressionAllowed);
+  } catch (std::bad_alloc const&) {
     log(logQueueFailed);
-    return;
   }
-  request->setTimeout_s(timeout_s != 0 ? timeout_s : m_defaultTimeout_s);
-  m_outgoing->push(std::move(request));
 }
 
 void nk_protocol::respond_TS(tBlob* content, unsigned int destAddress, unsigned int telegramId) {
   tLockGuard guard(m_outgoingLock);
   log(logRespond, shown(telegramId), shown(m_ownAddress), shown(destAddress));
-  m_outgoing->push(std::make_unique<nk_telegram>(telegramId, m_ownAddress, destAddress, content,
-                                                 nullptr, m_context, true, nullptr,
-                                                 m_compressionAllowed));
+  try {
+    m_outgoing->push(0, telegramId, m_ownAddress, destAddress, content, nullptr, m_context, true,
+                     nullptr, m_compressionAllowed);
+  } catch (std::bad_alloc const&) {
+    log(logQueueFailed);
+  }
 }
 
 void nk_protocol::poll(nk_server* server, void* ctx, nk_transferFunction sendFn,
@@ -136,13 +137,13 @@ void nk_protocol::poll(nk_server* server, void* ctx, nk_transferFunction sendFn,
 void nk_protocol::handleOutgoing(nk_server* server, void* ctx, nk_transferFunction sendFn) {
   tLockGuard guard(m_outgoingLock);
   for (auto const& request : m_outgoing->takeTimedOut()) {
-    log(logTimedOut, request->telegramId());
-    request->notifyTimeout();
+    log(logTimedOut, request.id);
+    request.receiver.notifyTimeout();
   }
   while (nk_telegram* telegram = m_outgoing->firstUnsent()) {
     if (sendFn == nullptr) {
       log(logNoSendMethod);
-      m_outgoing->takeFirstUnsent();
+      m_outgoing->dropFirstUnsent();
     } else {
       sendTelegram(*telegram, server, ctx, sendFn);
     }
@@ -152,7 +153,7 @@ void nk_protocol::handleOutgoing(nk_server* server, void* ctx, nk_transferFuncti
 // Sends the first unsent telegram of the queue; takes it out unless it waits for a response.
 void nk_protocol::sendTelegram(nk_telegram& telegram, nk_server* server, void* ctx,
                                nk_transferFunction sendFn) {
-  bool const sent = telegram.send(server, ctx, sendFn, m_frames);
+  bool const sent = telegram.send(server, ctx, sendFn, *m_frameWriter);
   int const id = shown(telegram.telegramId());
   int const source = shown(telegram.sourceAddress());
   int const destination = shown(telegram.destinationAddress());
@@ -164,11 +165,10 @@ void nk_protocol::sendTelegram(nk_telegram& telegram, nk_server* server, void* c
     log(logSentNoResponse, id, source, destination);
   } else {
     log(logSentRequest, id, source, destination);
-    telegram.dropParts();
-    m_outgoing->keepFirstUnsent();
+    m_outgoing->awaitFirstUnsent();
     return;
   }
-  m_outgoing->takeFirstUnsent();
+  m_outgoing->dropFirstUnsent();
 }
 
 // Both lists lose their telegrams at once and keep no gaps; there is nothing left to collect.
@@ -212,6 +212,7 @@ void nk_protocol::handleStream() {
     }
     if (complete != nullptr) removeHandled(part, complete);
   }
+  m_frameReader->recycle(m_stream, part);
 }
 
 bool nk_protocol::isForMe(nk_telegramPart const& part) {
@@ -281,9 +282,10 @@ void nk_protocol::handleResponse(nk_telegramPart const& part, tBlob* content) {
   {
     // PEER: the id alone decides; a response from another address than the one asked counts too.
     tLockGuard guard(m_outgoingLock);
-    if (auto const request = m_outgoing->takeWaiting(part.telegramId())) {
+    nk_responseReceiver receiver;
+    if (m_outgoing->takeWaiting(part.telegramId(), receiver)) {
       log(logHandleResponse, content->size());
-      request->notifyResponse(part.sourceAddress(), content);
+      receiver.notifyResponse(part.sourceAddress(), content);
       log(logRemoveRequest);
       return;
     }

@@ -6,6 +6,8 @@
 
 #include "nkSupport/tCompression.h"
 #include "nkSupport/tTime.h"
+#include "protocol/frame.h"
+#include "protocol/receivedParts.h"
 
 namespace {
 constexpr unsigned int retryPause_ms = 500;
@@ -26,16 +28,9 @@ nk_telegram::nk_telegram(unsigned int id, unsigned int src, unsigned int dest, t
                        isResponse            ? TYPE_RESPONSE
                        : callback != nullptr ? TYPE_REQUEST_FORCE_RESPONSE
                                              : TYPE_REQUEST_NO_RESPONSE),
-      m_callback(callback),
-      m_context(context),
-      m_userData(userData),
-      m_compressionAllowed(allowCompression) {
-  tBlob compressed;
-  if (checkCompression(content, &compressed)) {
-    split(compressed);
-  } else if (content != nullptr) {
-    split(*content);
-  }
+      m_compressionAllowed(allowCompression),
+      m_receiver{callback, context, userData} {
+  if (content != nullptr && !checkCompression(content, &m_payload)) m_payload.swap(*content);
 }
 
 nk_telegram::nk_telegram(nk_telegramPart* first) {
@@ -49,12 +44,7 @@ nk_telegram::nk_telegram(nk_telegramPart* first) {
   addTelegramPart(first);
 }
 
-nk_telegram::~nk_telegram() { dropParts(); }
-
-void nk_telegram::dropParts() {
-  for (nk_telegramPart* part : m_parts) delete part;
-  m_parts.clear();
-}
+nk_telegram::~nk_telegram() = default;
 
 bool nk_telegram::checkCompression(tBlob* content, tBlob* out) {
   if (content == nullptr || content->empty() || out == nullptr || !m_compressionAllowed) {
@@ -78,35 +68,31 @@ bool nk_telegram::checkCompression(tBlob* content, tBlob* out) {
   return true;
 }
 
-// Consumes `content`.
-void nk_telegram::split(tBlob& content) {
+// The parts are cut from the content as they are written: no copy of it is made before.
+bool nk_telegram::writeFrames(nk_frameWriter& writer) const {
   unsigned int partId = 0;
-  while (!content.empty()) {
-    unsigned int const size = std::min(content.size(), s_u32MaxPayloadSize);
-    bool const last = size == content.size();
-    m_parts.push_back(new nk_telegramPart(m_id, m_source, m_destination, ++partId, m_timestamp,
-                                          last, nullptr, m_type, m_compression));
-    tBlob& payload = *m_parts.back()->payload();
-    if (last) {
-      payload.swap(content);
-    } else {
-      payload.append(content.data(), size);
-      content.slice(size);
-    }
+  for (unsigned int offset = 0; offset < m_payload.size();) {
+    unsigned int const left = m_payload.size() - offset;
+    unsigned int const size = std::min(left, m_partSize);
+    nk_telegramPart part(m_id, m_source, m_destination, ++partId, m_timestamp, size == left,
+                         nullptr, m_type, m_compression);
+    if (!writer.add(part, m_payload.data() + offset, size)) return false;
+    offset += size;
   }
+  return true;
 }
 
 bool nk_telegram::send(nk_server* server, void* ctx, nk_transferFunction sendFn) {
-  tBlob frames;
-  return send(server, ctx, sendFn, frames);
+  nk_frameWriter writer;
+  return send(server, ctx, sendFn, writer);
 }
 
-bool nk_telegram::send(nk_server* server, void* ctx, nk_transferFunction sendFn, tBlob& frames) {
+bool nk_telegram::send(nk_server* server, void* ctx, nk_transferFunction sendFn,
+                       nk_frameWriter& writer) {
   if (sendFn == nullptr) return false;
-  frames.clear();
-  for (nk_telegramPart* part : m_parts) {
-    if (!part->serialize(&frames)) return false;
-  }
+  writer.clear();
+  if (!writeFrames(writer)) return false;
+  tBlob& frames = writer.frames();
   unsigned int offset = 0;
   int error = 0;
   while (offset != frames.size()) {
@@ -133,52 +119,28 @@ long long nk_telegram::timesOutAfter() const {
 
 bool nk_telegram::timeout() const { return timesOutAfter() < tTime::now(); }
 
-void nk_telegram::notifyResponse(unsigned int address, tBlob* content) {
-  if (m_callback != nullptr) m_callback(address, content, m_context, false, m_userData);
+void nk_responseReceiver::notifyResponse(unsigned int address, tBlob* content) const {
+  if (callback != nullptr) callback(address, content, context, false, userData);
 }
 
-void nk_telegram::notifyTimeout() {
-  if (m_callback != nullptr) m_callback(addressNone, nullptr, m_context, true, m_userData);
+void nk_responseReceiver::notifyTimeout() const {
+  if (callback != nullptr) {
+    callback(nk_basicTelegram::addressNone, nullptr, context, true, userData);
+  }
 }
 
 bool nk_telegram::addTelegramPart(nk_telegramPart* part) {
   if (part == nullptr) return false;
-  // The keys of parts that come in order go to the end of the set, in constant time.
-  auto const known = m_partKeys.size();
-  m_partKeys.insert(m_partKeys.end(), {part->m_partId, part->m_destination, part->m_source});
-  if (m_partKeys.size() == known) return false;
-  m_parts.push_back(new nk_telegramPart(part));
-  return true;
+  if (m_parts == nullptr) m_parts = std::make_unique<nk_receivedParts>();
+  return m_parts->add(*part, m_payload);
 }
 
-bool nk_telegram::lastPartPresent() const {
-  return !m_parts.empty() && m_parts.back()->isLastPart();
-}
+bool nk_telegram::lastPartPresent() const { return m_parts != nullptr && m_parts->endsWithLast(); }
 
-bool nk_telegram::isCorrupt() {
-  // The list that m_parts.sort(sortTelegrams) would give. That sort takes quadratic time for parts
-  // in an order that a hostile peer can choose.
-  auto const before = [](nk_telegramPart* a, nk_telegramPart* b) { return sortTelegrams(b, a); };
-  if (!std::is_sorted(m_parts.begin(), m_parts.end(), before)) {
-    std::stable_sort(m_parts.begin(), m_parts.end(), before);
-  }
-  unsigned int expected = 0;
-  return !std::all_of(m_parts.begin(), m_parts.end(),
-                      [&expected](nk_telegramPart* part) { return part->m_partId == ++expected; });
-}
+bool nk_telegram::isCorrupt() { return m_parts != nullptr && !m_parts->sort(m_payload); }
 
 tBlob* nk_telegram::getCompleteContent() {
-  unsigned long long size = 0;
-  for (nk_telegramPart* part : m_parts) size += part->m_payload.size();
-  m_payload.clear();
-  if (size > tCompression::maxDecodedSize() ||
-      !m_payload.reserve(static_cast<unsigned int>(size))) {
-    return nullptr;
-  }
-  for (nk_telegramPart* part : m_parts) {
-    m_payload.append(part->m_payload);
-    part->m_payload.release();
-  }
+  if (m_payload.size() > tCompression::maxDecodedSize()) return nullptr;
   deCompress();
   return decodingFailed() ? nullptr : &m_payload;
 }

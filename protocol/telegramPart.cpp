@@ -1,50 +1,12 @@
 #include "nkProtocol/telegramPart.h"
 
 #include "nkProtocol/serializer.h"
-#include "nkSupport/base128.h"
-#include "nkSupport/crc.h"
 #include "protocol/frame.h"
 
 namespace {
-
-// What base-128 takes and gives as a whole: pieces of such sizes can be encoded one by one.
-constexpr unsigned int groupSize = 7;
-constexpr unsigned int encodedGroupSize = 8;
-
 constexpr unsigned char typeMask = 0x03;
 constexpr unsigned char partInfoMask = 0x0C;
 constexpr unsigned char compressionMask = 0x30;
-
-// Encodes header, payload and CRC as if they stood in one piece. Only the few bytes round the
-// payload's ends are copied to make whole groups.
-void encodeBody(unsigned char* out, unsigned char const* header, tBlob const& payload,
-                unsigned char crc) {
-  constexpr unsigned int headGroups = (frameHeaderSize + groupSize - 1) / groupSize;
-  unsigned char piece[headGroups * groupSize + groupSize];
-  unsigned int taken =
-      headGroups * groupSize - frameHeaderSize;  // payload bytes in the first piece
-  std::memcpy(piece, header, frameHeaderSize);
-  if (payload.size() <= taken + groupSize - frameCrcSize) {
-    if (!payload.empty()) std::memcpy(piece + frameHeaderSize, payload.data(), payload.size());
-    piece[frameHeaderSize + payload.size()] = crc;
-    base128::encode(out, piece, frameHeaderSize + payload.size() + frameCrcSize);
-    return;
-  }
-  std::memcpy(piece + frameHeaderSize, payload.data(), taken);
-  base128::encode(out, piece, headGroups * groupSize);
-  out += headGroups * encodedGroupSize;
-
-  unsigned int const groups = (payload.size() - taken) / groupSize;
-  base128::encode(out, payload.data() + taken, groups * groupSize);
-  out += groups * encodedGroupSize;
-  taken += groups * groupSize;
-
-  unsigned int const rest = payload.size() - taken;
-  std::memcpy(piece, payload.data() + taken, rest);
-  piece[rest] = crc;
-  base128::encode(out, piece, rest + frameCrcSize);
-}
-
 }  // namespace
 
 nk_telegramPart::nk_telegramPart() = default;
@@ -97,22 +59,7 @@ bool nk_telegramPart::header(nk_serializer& ser, nk_serializer::teSerDirection d
 }
 
 bool nk_telegramPart::serialize(tBlob* out) {
-  if (out == nullptr) return false;
-  unsigned int payloadSize = m_payload.size();
-  nk_serializer head;
-  if (!header(head, nk_serializer::SER_WRITE) || !head.u32(payloadSize, nk_serializer::SER_WRITE)) {
-    return false;
-  }
-  if (payloadSize > tBlob::maxSize - frameHeaderSize - frameCrcSize) return false;
-  unsigned int const bodySize = base128::encodedSize(frameHeaderSize + payloadSize + frameCrcSize);
-  unsigned char* frame = out->extend(1 + bodySize + 1);
-  if (frame == nullptr) return false;
-  frame[0] = frameStart;
-  unsigned char const crc =
-      crc_crc8(crc_crc8init(head.data(), frameHeaderSize), m_payload.data(), payloadSize);
-  encodeBody(frame + 1, head.data(), m_payload, crc);
-  frame[1 + bodySize] = frameEnd;
-  return true;
+  return out != nullptr && nk_frameWriter().add(*out, *this, m_payload.data(), m_payload.size());
 }
 
 bool nk_telegramPart::readBody(nk_serializer& body) {

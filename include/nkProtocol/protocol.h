@@ -13,6 +13,7 @@
 class nk_incomingTelegrams;
 class nk_outgoingQueue;
 class nk_frameReader;
+class nk_frameWriter;
 
 /// One protocol instance: an address of its own on a byte stream. The application hands it content
 /// to send, feeds it the bytes that arrive, and calls poll() regularly; the engine calls back with
@@ -96,7 +97,7 @@ class NK_API nk_protocol : public tLog {
   std::unique_ptr<nk_incomingTelegrams> m_incoming NK_GUARDED_BY(m_incomingLock);
   tCriticalSection m_outgoingLock;
   std::unique_ptr<nk_outgoingQueue> m_outgoing NK_GUARDED_BY(m_outgoingLock);
-  tBlob m_frames NK_GUARDED_BY(m_outgoingLock);  // being sent; kept for its memory
+  std::unique_ptr<nk_frameWriter> m_frameWriter NK_GUARDED_BY(m_outgoingLock);
   tReceiveCallback const m_receiveCallback;
   tBlob m_stream;  // received bytes that are not cut into frames yet; polling thread only
   std::unique_ptr<nk_frameReader> m_frameReader;

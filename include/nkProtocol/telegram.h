@@ -1,15 +1,15 @@
 #pragma once
 
-#include <array>
-#include <set>
+#include <memory>
 
 #include "nkProtocol/basicTelegram.h"
 #include "nkProtocol/telegramPart.h"
-#include "nkProtocol/vector.h"
 
 /// Opaque to this library: a handle that the engine passes from poll to the send and receive
 /// functions, for the application's use.
 class nk_server;
+class nk_frameWriter;
+class nk_receivedParts;
 
 /// Moves bytes between an engine and its link. Sending: writes up to `length` bytes of `data` and
 /// returns how many it took; on 0 it stores the reason in `*error`, EAGAIN (11) meaning try again.
@@ -24,6 +24,17 @@ using nk_transferFunction = unsigned int (*)(nk_server* server, void* ctx, unsig
 /// `timedOut` true.
 using nk_responseCallback = void (*)(unsigned int address, tBlob* content, void* context,
                                      bool timedOut, void* userData);
+
+/// Whom the answer to a request is for. The pointers are borrowed until the callback was called.
+struct NK_API nk_responseReceiver {
+  nk_responseCallback callback = nullptr;
+  void* context = nullptr;
+  void* userData = nullptr;
+
+  /// Call the callback, if any, with the answer or with the time-out.
+  void notifyResponse(unsigned int address, tBlob* content) const;
+  void notifyTimeout() const;
+};
 
 /// A whole telegram: on the sending side content cut into parts, kept until its answer comes; on
 /// the receiving side the parts that have come so far.
@@ -56,7 +67,8 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
   bool hasBeenSend() const { return m_sent; }
   bool isOutgoingRequest(unsigned int address) const { return address == m_source; }
-  bool waitForResponse() const { return m_callback != nullptr; }
+  bool waitForResponse() const { return m_receiver.callback != nullptr; }
+  nk_responseReceiver const& receiver() const { return m_receiver; }
 
   void setTimeout_s(long long seconds) { m_timeout_s = seconds; }
   /// True once more than the time-out has passed since the telegram was made, on the clock of
@@ -65,9 +77,11 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// The time, as tTime::now() counts, that timeout() compares the clock with; the largest number
   /// if that lies beyond it.
   long long timesOutAfter() const;
-  /// Calls the response callback, if any, with the answer or with the time-out.
-  void notifyResponse(unsigned int address, tBlob* content);
-  void notifyTimeout();
+  /// nk_responseReceiver's.
+  void notifyResponse(unsigned int address, tBlob* content) {
+    m_receiver.notifyResponse(address, content);
+  }
+  void notifyTimeout() { m_receiver.notifyTimeout(); }
 
   /// Files a copy of `part`. False for null and for a part that is already there (same number,
   /// source and destination).
@@ -84,19 +98,14 @@ class NK_API nk_telegram : public nk_basicTelegram {
 
  private:
   friend class nk_protocol;
-  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, tBlob& frames);
-  void split(tBlob& content);
-  void dropParts();
+  bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, nk_frameWriter& writer);
+  bool writeFrames(nk_frameWriter& writer) const;
 
-  using tPartKey = std::array<unsigned int, 3>;  // part number, destination, source
-
-  tVector<nk_telegramPart*> m_parts;
-  std::set<tPartKey> m_partKeys;  // finds duplicates without walking m_parts
   bool m_sent = false;
-  nk_responseCallback m_callback = nullptr;
-  void* m_context = nullptr;
-  long long m_timeout_s = 10;
-  void* m_userData = nullptr;
-  bool m_compressionAllowed = true;
   unsigned char m_retries = 0;
+  bool m_compressionAllowed = true;
+  nk_responseReceiver m_receiver;
+  long long m_timeout_s = 10;
+  unsigned int m_partSize = s_u32MaxPayloadSize;  // most payload bytes of a part to be sent
+  std::unique_ptr<nk_receivedParts> m_parts;      // of a telegram being received; else null
 };

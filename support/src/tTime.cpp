@@ -127,9 +127,7 @@ unsigned int tTime::dayTimeSeconds() const {
 
 long long tTime::now() {
   if (tClock* clock = installedClock.load(std::memory_order_acquire)) return clock->now();
-  timespec time{};
-  clock_gettime(CLOCK_REALTIME, &time);
-  return time.tv_sec;
+  return ::time(nullptr);
 }
 
 void tTime::sleep(unsigned int milliseconds) {

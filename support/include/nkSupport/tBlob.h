@@ -30,6 +30,8 @@ class NK_SUPPORT_API tBlob {
 
   unsigned int size() const { return m_size; }
   bool empty() const { return m_size == 0; }
+  /// Bytes of memory that the blob holds, used or not.
+  unsigned int capacity() const { return m_capacity; }
   /// The bytes; valid until the next call that is not const. Null only if nothing was ever stored.
   unsigned char const* data() const { return m_base + m_head; }
   unsigned char* data() { return m_base + m_head; }
