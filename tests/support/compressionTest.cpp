@@ -1,0 +1,351 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <numeric>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "nkSupport/tCompression.h"
+
+namespace {
+
+using tBytes = std::string;
+
+tBlob toBlob(tBytes const& bytes) {
+  return tBlob(bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+tBytes fromHex(char const* hex) {
+  tBytes bytes;
+  unsigned int byte;
+  for (int length; std::sscanf(hex, "%2x%n", &byte, &length) == 1; hex += length) {
+    bytes += static_cast<char>(byte);
+  }
+  return bytes;
+}
+
+tBytes toHex(tBlob const& blob) {
+  tBytes hex;
+  for (unsigned int i = 0; i < blob.size(); ++i) {
+    char digits[3];
+    std::snprintf(digits, sizeof digits, "%02x", blob.data()[i]);
+    hex += digits;
+  }
+  return hex;
+}
+
+struct tForm {
+  char const* name;
+  tBlob (*encode)(tBlob const&);
+  tBlob (*decode)(tBlob const&);
+  unsigned long long (*encodedSize)(tBlob const&);
+};
+constexpr tForm rle{"RLE", &tCompression::encodeRLE, &tCompression::decodeRLE,
+                    &tCompression::encodedSizeRLE};
+constexpr tForm huffman{"Huffman", &tCompression::encodeHuffman, &tCompression::decodeHuffman,
+                        &tCompression::encodedSizeHuffman};
+constexpr tForm const* forms[] = {&rle, &huffman};
+
+// All that holds for any content.
+void check(tBytes const& content) {
+  tBlob const blob = toBlob(content);
+  for (tForm const* form : forms) {
+    SCOPED_TRACE(form->name);
+    tBlob const encoded = form->encode(blob);
+    ASSERT_EQ(encoded.empty(), content.empty());
+    ASSERT_EQ(form->encodedSize(blob), encoded.size());
+    ASSERT_TRUE(form->decode(encoded) == blob);
+  }
+  unsigned int const none = blob.size(), runs = tCompression::encodeRLE(blob).size(),
+                     codes = tCompression::encodeHuffman(blob).size();
+  tCompression::teChoice shortest = tCompression::CHOICE_NONE;
+  if (runs < none) shortest = tCompression::CHOICE_RLE;
+  if (codes < std::min(none, runs)) shortest = tCompression::CHOICE_HUFFMAN;
+  ASSERT_EQ(tCompression::chooseShortest(blob), shortest);
+}
+
+// Symbol i as often as `counts` says, in order: each quarter of the content is different.
+tBytes withCounts(std::vector<unsigned int> const& counts) {
+  tBytes content;
+  for (unsigned int i = 0; i < counts.size(); ++i) content.append(counts[i], static_cast<char>(i));
+  return content;
+}
+
+tBytes shuffled(tBytes content) {
+  std::shuffle(content.begin(), content.end(), std::mt19937(7));
+  return content;
+}
+
+std::vector<unsigned int> fibonacci(unsigned int count) {
+  std::vector<unsigned int> numbers{1, 1};
+  while (numbers.size() < count) numbers.push_back(numbers.end()[-1] + numbers.end()[-2]);
+  return numbers;
+}
+
+std::vector<unsigned int> powersOfTwo(unsigned int count) {
+  std::vector<unsigned int> numbers{1};
+  for (unsigned int i = 1; i < count; ++i) numbers.push_back(1U << (i - 1));
+  return numbers;
+}
+
+std::vector<unsigned int> allAndMuchOf(unsigned int symbol, unsigned int count) {
+  std::vector<unsigned int> counts(256, 1);
+  counts[symbol] = count;
+  return counts;
+}
+
+struct tRandom {
+  std::mt19937 engine;
+  unsigned int below(unsigned int limit) { return static_cast<unsigned int>(engine() % limit); }
+};
+
+// A content of one of many kinds: bytes of a small or large alphabet, evenly or unevenly often, in
+// runs or not.
+tBytes randomContent(tRandom& random, unsigned int size) {
+  unsigned int const alphabet = 1 + random.below(random.below(2) != 0 ? 256 : 8);
+  unsigned int const longestRun = random.below(2) != 0 ? 1 : 1 + random.below(90);
+  bool const even = random.below(2) != 0;
+  tBytes content;
+  while (content.size() < size) {
+    unsigned int symbol = random.below(alphabet);
+    if (!even) symbol = std::min(symbol, random.below(alphabet)) * (random.below(4) != 0);
+    content.append(1 + random.below(longestRun), static_cast<char>(symbol * 37));
+  }
+  content.resize(size);
+  return content;
+}
+
+TEST(CompressionTest, givesBackContentsOfEveryKind) {
+  tRandom random{std::mt19937(1)};
+  tBytes const ones(4096, '\1');
+  struct {
+    char const* what;
+    tBytes content;
+  } const rows[] = {
+      {"nothing", ""},
+      {"a byte", "x"},
+      {"two bytes", "xy"},
+      {"a byte for long", tBytes(3 << 20, '\0')},
+      {"a high byte for long", tBytes(100'001, '\xFF')},
+      {"two in turn", shuffled(withCounts({5000, 5000}))},
+      {"two, one seldom", shuffled(withCounts({70'000, 1}))},
+      {"each once", withCounts(std::vector<unsigned int>(256, 1))},
+      {"each equally often", shuffled(withCounts(std::vector<unsigned int>(256, 33)))},
+      {"codes of 11 bits", shuffled(withCounts(powersOfTwo(12)))},
+      {"codes of 11 bits that would be 12", shuffled(withCounts(powersOfTwo(13)))},
+      {"codes of 11 bits that would be 24", shuffled(withCounts(fibonacci(25)))},
+      {"256 codes, most of 11 bits", shuffled(withCounts(allAndMuchOf(255, 60'000)))},
+      {"quarters apart", withCounts(fibonacci(21))},
+      {"random after all the same", ones + randomContent(random, 4096) + ones},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.what);
+    check(row.content);
+  }
+}
+
+// Counts of tokens take another byte from 65 literals or a run of 67 on, and from 8193 and 8195.
+TEST(CompressionTest, givesBackRunsAndLiteralsOfEveryLength) {
+  std::vector<unsigned int> lengths(20);
+  std::iota(lengths.begin(), lengths.end(), 0U);
+  for (unsigned int const around : {32U, 65U, 128U, 8193U}) {
+    for (unsigned int length = around - 3; length < around + 4; ++length) lengths.push_back(length);
+  }
+  tBytes literals;
+  for (unsigned int i = 0; i < 9000; ++i) literals += static_cast<char>(i & 1 ? i : i >> 8);
+  for (unsigned int const before : lengths) {
+    for (unsigned int const run : lengths) {
+      for (unsigned int const behind : {0U, 1U, 2U, 3U}) {
+        check(literals.substr(0, before) + tBytes(run, '\x80') + tBytes(behind, '\x81'));
+        ASSERT_FALSE(HasFatalFailure()) << before << " literals, a run of " << run;
+      }
+    }
+  }
+}
+
+TEST(CompressionTest, givesBackRandomContents) {
+  tRandom random{std::mt19937(2)};
+  for (unsigned int i = 0; i < 30'000; ++i) {
+    unsigned int const most = i % 100 == 0 ? 40'000 : i % 10 == 0 ? 1500 : 260;
+    check(randomContent(random, random.below(most)));
+    ASSERT_FALSE(HasFatalFailure()) << "content " << i;
+  }
+}
+
+struct tVector {
+  tForm const& form;
+  tBytes content;
+  char const* encoded;  // hexadecimal
+};
+
+// These bytes are what other programs read and write.
+std::vector<tVector> vectors() {
+  return {
+      {rle, "A", "010041"},
+      {rle, "AAA", "030141"},
+      {rle, "abcdddddde", "0a0461626307640065"},
+      {rle, tBytes(66, '\0') + tBytes(67, '\xFF'), "85017f008101ff"},
+      {rle, "0123456789abcdef0123456789ABCDEF0123456789abcdef0123456789ABCDEF.\n\n\n",
+       "448001"
+       "3031323334353637383961626364656630313233343536373839414243444546"
+       "3031323334353637383961626364656630313233343536373839414243444546"
+       "2e010a"},
+      {rle, tBytes(100'000, ' '), "a08d06bb9a0c20"},
+      {huffman, "A", "01f2e0000000"},
+      {huffman, tBytes(1000, '\xFF'), "e807fec0000000"},
+      {huffman, "ababc", "05f4e21201010180008060"},
+      {huffman, "abracadabra", "0bf4e1333ea301010140e0a0c9c0"},
+      {huffman, tBytes("\0\0\0\1\0\0\2\0\0\0\1\0\0\0\0\3", 16), "1012330101011030201c"},
+      {huffman, "She sells sea shells by the sea shore.",
+       "26f0d3ea5f115ea55d3d3e03d5d525e150040404cc68768043d223a0a2dfd7a343d2273af0"},
+  };
+}
+
+TEST(CompressionTest, writesTheseBytes) {
+  for (auto const& vector : vectors()) {
+    tBlob const content = toBlob(vector.content);
+    EXPECT_EQ(toHex(vector.form.encode(content)), vector.encoded) << vector.content;
+    EXPECT_TRUE(vector.form.decode(toBlob(fromHex(vector.encoded))) == content) << vector.content;
+  }
+}
+
+// The sizes come from another program, which gives the least sum of lengths up to 11.
+TEST(CompressionTest, findsTheShortestCodes) {
+  std::vector<unsigned int> steps(200, 1);
+  steps.insert(steps.end(), 40, 50);
+  steps.insert(steps.end(), 16, 3000);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(powersOfTwo(13)))), 1039U);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(fibonacci(20)))), 5815U);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(steps))), 28'563U);
+}
+
+// Sets the limit for the time of a test.
+struct tLimit {
+  explicit tLimit(unsigned int bytes) { tCompression::setMaxDecodedSize(bytes); }
+  ~tLimit() { tCompression::setMaxDecodedSize(before); }
+  unsigned int const before = tCompression::maxDecodedSize();
+};
+
+TEST(CompressionTest, decodesUpToTheLimit) {
+  EXPECT_EQ(tCompression::maxDecodedSize(), 64U << 20);
+  tBlob const content = toBlob(tBytes(1000, 'x'));
+  for (tForm const* form : forms) {
+    SCOPED_TRACE(form->name);
+    tBlob const encoded = form->encode(content);
+    EXPECT_TRUE((tLimit(1000), form->decode(encoded)) == content);
+    EXPECT_TRUE((tLimit(999), form->decode(encoded)).empty());
+  }
+}
+
+TEST(CompressionTest, refusesWhatIsNoEncoding) {
+  struct {
+    tForm const& form;
+    char const* why;
+    char const* encoded;
+  } const rows[] = {
+      {rle, "no tokens", "01"},
+      {rle, "no bytes", "00"},
+      {rle, "a size longer than needed", "8100 0041"},
+      {rle, "a size of more than 32 bits", "8180808010 0041"},
+      {rle, "a size that does not end", "8080808080"},
+      {rle, "a size of 4 GiB", "ffffffff0f 0041"},
+      {rle, "a token longer than needed", "01 800041"},
+      {rle, "literals that are missing", "02 0241"},
+      {rle, "more literals than the size", "01 024142"},
+      {rle, "a run without its byte", "03 01"},
+      {rle, "a run beyond the size", "03 0341"},
+      {rle, "a run of the largest count", "03 ffffffff0f41"},
+      {rle, "bytes behind the end", "01 0041 00"},
+      {huffman, "no bytes", "00 f2e0 000000"},
+      {huffman, "a size of 4 GiB", "ffffffff0f f2e0 000000"},
+      {huffman, "a code that is not complete", "01 f2e1 000000 00"},
+      {huffman, "too many codes", "03 1210 000000 58"},
+      {huffman, "the only byte not alone", "02 10 000000 00"},
+      {huffman, "a length behind byte 255", "01 fff0 000000"},
+      {huffman, "two gaps in a row", "01 cf2d00 000000"},
+      {huffman, "a gap that is cut off", "01 f2"},
+      {huffman, "a half left over that is not 0", "03 1221 000000 58"},
+      {huffman, "no stream sizes", "03 1220 0000"},
+      {huffman, "no stream", "03 1220 000000"},
+      {huffman, "bits left over that are not 0", "03 1220 000000 59"},
+      {huffman, "a byte left over", "03 1220 000000 5800"},
+      {huffman, "a stream beyond the end", "03 1220 000002 58"},
+      {huffman, "a stream without content", "03 1220 010000 0058"},
+      {huffman, "a stream of the only byte", "01 f2e0 000000 00"},
+      {huffman, "a stream too short", "0b f4e1333ea3 000101 e0a0c9c0"},
+      {huffman, "a stream too long", "0b f4e1333ea3 010102 40e0a0c9c0"},
+  };
+  tLimit const limit(0xFFFFFFFF);
+  for (auto const& row : rows) {
+    EXPECT_TRUE(row.form.decode(toBlob(fromHex(row.encoded))).empty())
+        << row.form.name << ": " << row.why;
+  }
+}
+
+// Decodes what may be no encoding: nothing comes, or what the size at the front says.
+void decodeAny(tForm const& form, tBytes const& bytes, unsigned int limit) {
+  tBlob const content = form.decode(toBlob(bytes));
+  if (!content.empty()) {
+    ASSERT_LE(content.size(), limit);
+    ASSERT_TRUE(form.decode(form.encode(content)) == content);
+  }
+}
+
+TEST(CompressionTest, survivesEveryDamage) {
+  tLimit const limit(50'000);
+  tRandom random{std::mt19937(3)};
+  std::vector<tVector> all = vectors();
+  all.push_back({huffman, withCounts(std::vector<unsigned int>(256, 1)), ""});
+  for (unsigned int i = 0; i < 12; ++i) {
+    for (tForm const* form : forms)
+      all.push_back({*form, randomContent(random, 1 + i * i * 9), ""});
+  }
+  for (auto const& vector : all) {
+    tBlob const encoding = vector.form.encode(toBlob(vector.content));
+    tBytes bytes(encoding.data(), encoding.data() + encoding.size());
+    for (unsigned int size = 0; size < bytes.size(); ++size) {
+      ASSERT_TRUE(vector.form.decode(toBlob(bytes.substr(0, size))).empty()) << size;
+    }
+    ASSERT_TRUE(vector.form.decode(toBlob(bytes + '\0')).empty());
+    for (char& byte : bytes) {
+      for (unsigned int i = 1; i < 256; i += bytes.size() < 64 ? 1 : 1 + random.below(64)) {
+        byte = static_cast<char>(byte ^ static_cast<char>(i));
+        decodeAny(vector.form, bytes, 50'000);
+        ASSERT_FALSE(HasFatalFailure());
+        byte = static_cast<char>(byte ^ static_cast<char>(i));
+      }
+    }
+  }
+}
+
+TEST(CompressionTest, survivesRandomBytes) {
+  tLimit const limit(50'000);
+  tRandom random{std::mt19937(4)};
+  for (unsigned int i = 0; i < 50'000; ++i) {
+    tBytes const bytes = randomContent(random, random.below(80));
+    for (tForm const* form : forms) {
+      decodeAny(*form, bytes, 50'000);
+      ASSERT_FALSE(HasFatalFailure());
+    }
+  }
+}
+
+TEST(CompressionTest, worksInSeveralThreadsAtOnce) {
+  tLimit const limit(1 << 20);
+  std::vector<std::thread> threads;
+  for (unsigned int i = 0; i < 4; ++i) {
+    threads.emplace_back([i] {
+      tRandom random{std::mt19937(i)};
+      for (unsigned int size = 1; size < 300; ++size) {
+        tCompression::setMaxDecodedSize((1 << 20) + size);
+        check(randomContent(random, size));
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+}
+
+}  // namespace
