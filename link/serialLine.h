@@ -1,0 +1,15 @@
+#pragma once
+
+#include <termios.h>
+
+#include <system_error>
+
+#include "link/linkUrl.h"
+
+/// Opens the serial line that `url` names: raw bytes, 8 data bits, no parity, one stop bit, no flow
+/// control, non-blocking. What arrived before is dropped: it answers nobody who is still there.
+/// Returns the descriptor, which is the caller's to close; on failure -1 and the reason in `error`.
+int nk_openSerialLine(nk_linkUrl const& url, std::error_code& error);
+
+/// Notes `baud` in `settings` for both directions. False if the system does not know that rate.
+bool nk_storeBaudRate(unsigned int baud, termios& settings);
