@@ -55,6 +55,7 @@ void nk_carrier::start(std::function<void()> onEvent) {
 unsigned int nk_carrier::send(unsigned char const* data, unsigned int length, int& error) {
   auto const taken = length != 0 && waitForRoom() ? take(data, length) : 0;
   if (taken == 0) error = m_error ? m_error.value() : EINVAL;
+  m_sent += taken;
   return taken;
 }
 

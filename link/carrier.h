@@ -65,7 +65,8 @@ class nk_carrier {
   unsigned int incoming() const { return m_incoming.size(); }
   /// True if so many bytes wait to be sent that no new work should be taken on from this peer.
   bool congested() const { return outgoing() > m_limits.buffered / 2; }
-  /// All bytes that receive() ever handed out.
+  /// All bytes that send() ever took, and that receive() ever handed out.
+  unsigned long long sent() const { return m_sent; }
   unsigned long long received() const { return m_received; }
   /// True once the peer has ended its side in order; bytes may still be sent, and received.
   bool ended() const { return m_ended; }
@@ -97,6 +98,7 @@ class nk_carrier {
   bool m_writeWatched = false;
   bool m_ended = false;
   std::error_code m_error;
+  unsigned long long m_sent = 0;
   unsigned long long m_received = 0;
   tClock::time_point m_lastProgress{};  // when the peer last took bytes, or had none to take
   // Handlers hold a weak pointer to it: they may be on their way when the carrier is destroyed.
