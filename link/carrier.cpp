@@ -10,6 +10,8 @@
 #include <algorithm>
 #include <cerrno>
 
+#include "link/serialLine.h"
+
 namespace {
 
 // Most bytes read ahead before other links get their turn.
@@ -30,10 +32,18 @@ bool isSocket(int descriptor) {
 
 bool wouldBlock(int code) { return code == EAGAIN || code == EWOULDBLOCK; }
 
+// A slow line is not taken for a gone peer.
+nk_carrier::tLimits withLineTime(nk_carrier::tLimits limits, int descriptor) {
+  limits.patience += nk_lineBufferTime(descriptor);
+  return limits;
+}
+
 }  // namespace
 
 nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits)
-    : m_limits(limits), m_isSocket(isSocket(descriptor)), m_descriptor(io) {
+    : m_limits(withLineTime(limits, descriptor)),
+      m_isSocket(isSocket(descriptor)),
+      m_descriptor(io) {
   if (m_isSocket) tuneSocket(descriptor);
   m_descriptor.assign(descriptor, m_error);
   if (m_error) {

@@ -26,6 +26,7 @@ class nk_carrier {
     unsigned int buffered = 4u << 20;
     /// Most bytes per read or write of the system; 1 shows what a slow link does.
     unsigned int perCall = 64u << 10;
+    /// On a serial line the time that the system's own buffer needs to empty is added.
     std::chrono::milliseconds patience{10000};
   };
 

@@ -42,3 +42,13 @@ bool nk_storeBaudRate(unsigned int baud, termios& settings) {
   asio::serial_port_base::baud_rate(baud).store(settings, unknown);
   return !unknown;
 }
+
+std::chrono::milliseconds nk_lineBufferTime(int descriptor) {
+  constexpr unsigned int bufferBits = 4096 * 10;  // of Linux; a byte has a start and a stop bit
+  termios settings{};
+  asio::serial_port_base::baud_rate rate;
+  std::error_code unknown;
+  if (::tcgetattr(descriptor, &settings) == 0) rate.load(settings, unknown);
+  if (unknown || rate.value() == 0) return {};
+  return std::chrono::milliseconds(bufferBits * 1000ull / rate.value());
+}

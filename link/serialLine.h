@@ -2,6 +2,7 @@
 
 #include <termios.h>
 
+#include <chrono>
 #include <system_error>
 
 #include "link/linkUrl.h"
@@ -13,3 +14,7 @@ int nk_openSerialLine(nk_linkUrl const& url, std::error_code& error);
 
 /// Notes `baud` in `settings` for both directions. False if the system does not know that rate.
 bool nk_storeBaudRate(unsigned int baud, termios& settings);
+
+/// How long the system may need to send what it has taken for the serial line `descriptor` before
+/// it takes more: its buffer at the line's rate. 0 for anything that is no serial line.
+std::chrono::milliseconds nk_lineBufferTime(int descriptor);

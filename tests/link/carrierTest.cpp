@@ -155,23 +155,6 @@ TEST(carrierBounds, aPeerThatTakesNothingEndsTheLinkAndNeverAsksToTryAgain) {
   EXPECT_EQ(waiting.error(), std::errc::timed_out);
 }
 
-TEST(carrierBounds, waitingBytesEndTheLinkWithoutFurtherSends) {
-  asio::io_context io{1};
-  auto [mine, peer] = socketPair();
-  nk_carrier::tLimits limits{1u << 20, 1u << 20, std::chrono::milliseconds(0)};
-  nk_carrier waiting(io, mine.release(), limits);
-  waiting.checkPatience();
-  EXPECT_FALSE(waiting.error());
-  std::vector<unsigned char> const chunk(1u << 19);
-  int error = 0;
-  while (waiting.outgoing() == 0) ASSERT_NE(waiting.send(chunk.data(), 1u << 19, error), 0u);
-  EXPECT_TRUE(runUntil(io, [&] {
-    waiting.checkPatience();
-    return bool(waiting.error());
-  }));
-  EXPECT_EQ(waiting.error(), std::errc::timed_out);
-}
-
 TEST(carrierBounds, unreadBytesStayWithTheSystem) {
   asio::io_context io{1};
   auto [mine, peer] = socketPair();
