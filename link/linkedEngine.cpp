@@ -1,0 +1,49 @@
+#include "link/linkedEngine.h"
+
+namespace {
+
+constexpr std::chrono::milliseconds tickTime{100};
+
+}  // namespace
+
+nk_linkedEngine::nk_linkedEngine(asio::io_context& io, int descriptor,
+                                 nk_carrier::tLimits const& limits, tSetup const& setup)
+    : m_carrier(io, descriptor, limits),
+      m_engine(setup.address, setup.receive, setup.context, setup.timeout_s, nullptr,
+               setup.logContext, setup.logOutput),
+      m_timer(io) {}
+
+void nk_linkedEngine::start(std::function<void()> onEvent) {
+  m_onEvent = std::move(onEvent);
+  m_carrier.start([this] { round(); });
+  tick();
+}
+
+void nk_linkedEngine::pump() {
+  // What one poll receives, the next one answers: only a poll without bytes ends the round.
+  for (auto before = m_carrier.received();; before = m_carrier.received()) {
+    auto const receive = m_carrier.congested() ? nullptr : nk_carrier::receiveFor;
+    m_engine.poll(nullptr, &m_carrier, nk_carrier::sendFor, receive);
+    if (m_carrier.received() == before) return;
+  }
+}
+
+bool nk_linkedEngine::finished() const {
+  if (m_carrier.error()) return m_carrier.incoming() == 0;
+  return m_carrier.ended() && m_carrier.incoming() == 0 && m_carrier.outgoing() == 0;
+}
+
+void nk_linkedEngine::round() {
+  pump();
+  m_onEvent();
+}
+
+void nk_linkedEngine::tick() {
+  m_timer.expires_after(tickTime);
+  m_timer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code problem) {
+    if (alive.expired() || problem) return;
+    m_carrier.checkPatience();
+    tick();
+    round();
+  });
+}

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <functional>
+#include <memory>
+
+#include "link/carrier.h"
+#include "nkProtocol/protocol.h"
+
+/// An engine and the carrier of its one link: polls the engine whenever bytes arrive or go out, and
+/// ten times a second besides, so that time-outs fire.
+///
+/// A peer that sends requests and does not take the answers is left unread until it does.
+/// Everything runs on the thread that runs the io_context.
+class nk_linkedEngine {
+ public:
+  /// What the engine is built with; see nk_protocol.
+  struct tSetup {
+    unsigned int address = nk_basicTelegram::addressNone;
+    nk_protocol::tReceiveCallback receive = nullptr;
+    void* context = nullptr;
+    unsigned int timeout_s = 10;
+    void (*logOutput)(void* context, char const* text) = nullptr;
+    void* logContext = nullptr;
+  };
+
+  /// Takes `descriptor` over as nk_carrier does; `io` is borrowed.
+  nk_linkedEngine(asio::io_context& io, int descriptor, nk_carrier::tLimits const& limits,
+                  tSetup const& setup);
+  nk_linkedEngine(nk_linkedEngine const&) = delete;
+  nk_linkedEngine& operator=(nk_linkedEngine const&) = delete;
+
+  /// Begins to poll. `onEvent` is called from the io_context after each round; it must not destroy
+  /// this object.
+  void start(std::function<void()> onEvent);
+  /// Polls the engine until it neither sends nor receives anything more. To be called after
+  /// enqueue_TS; not from a callback of the engine.
+  void pump();
+
+  nk_protocol& engine() { return m_engine; }
+  nk_carrier& carrier() { return m_carrier; }
+  /// True once the link is over and all that arrived has been handled and answered.
+  bool finished() const;
+
+ private:
+  void round();
+  void tick();
+
+  nk_carrier m_carrier;
+  nk_protocol m_engine;
+  asio::steady_timer m_timer;
+  std::function<void()> m_onEvent;
+  // The timer's handler holds a weak pointer to it, as it may be on its way at destruction.
+  std::shared_ptr<char> m_alive = std::make_shared<char>();
+};

@@ -1,0 +1,120 @@
+#pragma once
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "harness/system.h"
+#include "link/carrier.h"
+
+namespace harness {
+
+/// A program that was started, with what it writes. It is killed if it still runs at the end.
+class tProgram {
+ public:
+  /// `arguments` begins with the path of the program. `input` is the file it reads.
+  tProgram(asio::io_context& io, std::vector<std::string> arguments,
+           std::string const& input = "/dev/null")
+      : m_io(io) {
+    int out[2], err[2];
+    EXPECT_EQ(::pipe2(out, O_CLOEXEC) | ::pipe2(err, O_CLOEXEC), 0);
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, 0, input.c_str(), O_RDONLY, 0);
+    posix_spawn_file_actions_adddup2(&files, out[1], 1);
+    posix_spawn_file_actions_adddup2(&files, err[1], 2);
+    std::vector<char*> words;
+    for (auto& each : arguments) words.push_back(each.data());
+    words.push_back(nullptr);
+    EXPECT_EQ(::posix_spawn(&m_process, words[0], &files, nullptr, words.data(), environ), 0);
+    posix_spawn_file_actions_destroy(&files);
+    ::close(out[1]);
+    ::close(err[1]);
+    m_out = std::make_unique<nk_carrier>(io, out[0], nk_carrier::tLimits{});
+    m_err = std::make_unique<nk_carrier>(io, err[0], nk_carrier::tLimits{});
+    m_out->start([this] { drain(*m_out, output); });
+    m_err->start([this] { drain(*m_err, errors); });
+  }
+  tProgram(tProgram const&) = delete;
+  tProgram& operator=(tProgram const&) = delete;
+  ~tProgram() {
+    if (m_process <= 0) return;
+    signal(SIGKILL);
+    ::waitpid(m_process, nullptr, 0);
+  }
+
+  void signal(int number) const { ::kill(m_process, number); }
+  /// Waits until standard error holds `text`, and gives the rest of that line.
+  std::string waitFor(std::string const& text) {
+    auto const found = [&] { return errors.find('\n', errors.find(text)) != errors.npos; };
+    EXPECT_TRUE(runUntil(m_io, [&] { return errors.find(text) != errors.npos && found(); }))
+        << "no " << text << " in " << errors;
+    auto const begin = std::min(errors.find(text), errors.size() - text.size()) + text.size();
+    return errors.substr(begin, errors.find('\n', begin) - begin);
+  }
+  /// Waits for the end and gives the exit status; 128 + signal if one killed it.
+  int finish() {
+    EXPECT_TRUE(runUntil(m_io, [this] { return m_out->ended() && m_err->ended(); })) << errors;
+    if (!m_out->ended() || !m_err->ended()) signal(SIGKILL);
+    int status = 0;
+    EXPECT_EQ(::waitpid(m_process, &status, 0), m_process);
+    m_process = 0;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  std::string output, errors;
+
+ private:
+  static void drain(nk_carrier& from, std::string& to) {
+    unsigned char buffer[4096];
+    while (auto const count = from.receive(buffer, sizeof buffer))
+      to.append(reinterpret_cast<char*>(buffer), count);
+  }
+
+  asio::io_context& m_io;
+  pid_t m_process = 0;
+  std::unique_ptr<nk_carrier> m_out, m_err;
+};
+
+/// Two serial lines that are joined: what one program writes, the other reads.
+class tCable {
+ public:
+  explicit tCable(asio::io_context& io)
+      : left(m_left.path), right(m_right.path), m_leftOpen(hold(left)), m_rightOpen(hold(right)) {
+    nk_carrier::tLimits const limits;
+    m_a = std::make_unique<nk_carrier>(io, m_left.master.release(), limits);
+    m_b = std::make_unique<nk_carrier>(io, m_right.master.release(), limits);
+    m_a->start([this] { move(*m_a, *m_b); });
+    m_b->start([this] { move(*m_b, *m_a); });
+  }
+
+ private:
+  // An open line does not hang up when a program leaves it.
+  static tDescriptor hold(std::string const& line) {
+    return tDescriptor(::open(line.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
+  }
+  static void move(nk_carrier& from, nk_carrier& to) {
+    unsigned char buffer[4096];
+    int error = 0;
+    while (auto const count = from.receive(buffer, sizeof buffer)) {
+      for (unsigned int done = 0, taken = 1; done < count && taken != 0; done += taken)
+        taken = to.send(buffer + done, count - done, error);
+    }
+  }
+
+  tTerminal m_left, m_right;
+
+ public:
+  std::string const left, right;
+
+ private:
+  tDescriptor m_leftOpen, m_rightOpen;
+  std::unique_ptr<nk_carrier> m_a, m_b;
+};
+
+}  // namespace harness

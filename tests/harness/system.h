@@ -1,0 +1,89 @@
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <asio/io_context.hpp>
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <random>
+#include <string>
+#include <utility>
+
+/// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
+/// with their scope, random bytes, and waiting with a deadline.
+namespace harness {
+
+/// Long enough for a loaded machine; nothing waits that long unless the test fails.
+constexpr std::chrono::seconds patience{20};
+
+/// A directory that is removed with all that is in it.
+class tTempDir {
+ public:
+  tTempDir() {
+    char name[] = "/tmp/nkXXXXXX";
+    m_path = ::mkdtemp(name);
+  }
+  ~tTempDir() { std::filesystem::remove_all(m_path); }
+  tTempDir(tTempDir const&) = delete;
+  tTempDir& operator=(tTempDir const&) = delete;
+  std::string operator/(char const* name) const { return m_path + "/" + name; }
+
+ private:
+  std::string m_path;
+};
+
+/// A descriptor that is closed at the end.
+class tDescriptor {
+ public:
+  explicit tDescriptor(int descriptor = -1) : m_descriptor(descriptor) {}
+  tDescriptor(tDescriptor&& other) noexcept : m_descriptor(other.release()) {}
+  tDescriptor& operator=(tDescriptor&& other) noexcept {
+    std::swap(m_descriptor, other.m_descriptor);
+    return *this;
+  }
+  ~tDescriptor() { close(); }
+  int get() const { return m_descriptor; }
+  int release() { return std::exchange(m_descriptor, -1); }
+  void close() {
+    if (m_descriptor >= 0) ::close(release());
+  }
+
+ private:
+  int m_descriptor;
+};
+
+/// A pseudo-terminal: `path` is what a program opens as its serial line, `master` the far end.
+struct tTerminal {
+  tTerminal() : master(::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK)) {
+    char name[128] = "";
+    EXPECT_EQ(::grantpt(master.get()) | ::unlockpt(master.get()), 0);
+    EXPECT_EQ(::ptsname_r(master.get(), name, sizeof name), 0);
+    path = name;
+  }
+  tDescriptor master;
+  std::string path;
+};
+
+/// The same bytes for the same seed.
+inline std::string randomBytes(unsigned int count, unsigned int seed) {
+  std::mt19937 source(seed);
+  std::string bytes(count, '\0');
+  for (char& byte : bytes) byte = static_cast<char>(source());
+  return bytes;
+}
+
+/// Runs `io` until `done`; false if that does not come about.
+inline bool runUntil(asio::io_context& io, std::function<bool()> const& done) {
+  auto const deadline = std::chrono::steady_clock::now() + patience;
+  while (!done()) {
+    io.restart();
+    if (io.run_one_until(deadline) == 0) return done();
+  }
+  return true;
+}
+
+}  // namespace harness

@@ -1,0 +1,129 @@
+#include "link/linkedEngine.h"
+
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include "harness/clock.h"
+#include "harness/link.h"
+#include "harness/system.h"
+
+namespace {
+
+using harness::runUntil;
+
+// Leaves the content where it is, so that it goes back as the answer.
+void echo(unsigned int, tBlob*, void*) {}
+
+void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
+  auto& kept = *static_cast<std::string*>(userData);
+  if (timedOut) kept = "timed out";
+  if (content != nullptr)
+    kept.assign(reinterpret_cast<char const*>(content->data()), content->size());
+}
+
+// The frames of one request from address 1 to address 2.
+std::string framesOf(std::string const& content) {
+  harness::tPair pair;
+  pair.a.request(content, 2);
+  pair.a.poll();
+  auto const& bytes = pair.toB.bytes;
+  return std::string(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+}
+
+// An engine with address 2 that echoes, and the far end of its link.
+class linkedEngine : public testing::Test {
+ protected:
+  nk_linkedEngine& echoing(nk_carrier::tLimits const& limits) {
+    int ends[2] = {-1, -1};
+    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+    peer = harness::tDescriptor(ends[1]);
+    nk_linkedEngine::tSetup setup;
+    setup.address = 2;
+    setup.receive = echo;
+    panel = std::make_unique<nk_linkedEngine>(io, ends[0], limits, setup);
+    panel->start([this] { ++events; });
+    return *panel;
+  }
+  // Reads what is there at the far end.
+  void readPeer() {
+    char buffer[65536];
+    for (ssize_t count; (count = ::recv(peer.get(), buffer, sizeof buffer, 0)) > 0;)
+      fromPanel.append(buffer, static_cast<unsigned int>(count));
+  }
+
+  asio::io_context io{1};
+  harness::tDescriptor peer;
+  std::unique_ptr<nk_linkedEngine> panel;
+  std::string fromPanel;
+  unsigned int events = 0;
+};
+
+TEST_F(linkedEngine, asksAndAnswersWhateverTheLinkTakesAtOnce) {
+  for (unsigned int const perCall : {65536u, 1u}) {
+    nk_carrier::tLimits limits;
+    limits.perCall = perCall;
+    auto const content = harness::randomBytes(perCall == 1 ? 20000 : 300000, 1);
+    echoing(limits);
+    nk_linkedEngine::tSetup setup;
+    setup.address = 1;
+    nk_linkedEngine station(io, peer.release(), limits, setup);
+    station.start([] {});
+    std::string answer;
+    tBlob blob(content.data(), static_cast<unsigned int>(content.size()));
+    station.engine().enqueue_TS(&blob, 2, keepAnswer, 60, &answer);
+    station.pump();
+    EXPECT_TRUE(runUntil(io, [&] { return !answer.empty() || station.finished(); }));
+    EXPECT_TRUE(answer == content);
+    EXPECT_FALSE(station.finished() || panel->finished());
+  }
+}
+
+TEST_F(linkedEngine, answersEverythingBeforeItIsFinished) {
+  auto& device = echoing({});
+  auto const content = harness::randomBytes(200, 2);
+  std::string const frames = framesOf(content) + framesOf(content) + framesOf(content);
+  ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
+  ::shutdown(peer.get(), SHUT_WR);
+  EXPECT_TRUE(runUntil(io, [&] { return device.finished(); }));
+  EXPECT_FALSE(device.carrier().error());
+  panel.reset();
+  readPeer();
+  harness::tPair pair;
+  pair.toA.bytes.append(fromPanel.data(), static_cast<unsigned int>(fromPanel.size()));
+  pair.a.poll();
+  auto const log = pair.a.takeLog();
+  EXPECT_EQ(std::count(log.begin(), log.end(), "did not find request for response"), 3);
+}
+
+TEST_F(linkedEngine, timeOutsFireOnAQuietLink) {
+  harness::tFakeClock clock;
+  auto& station = echoing({});
+  std::string answer;
+  tBlob blob("?", 1);
+  station.engine().enqueue_TS(&blob, 3, keepAnswer, 5, &answer);
+  station.pump();
+  clock.advance(6);
+  EXPECT_TRUE(runUntil(io, [&] { return !answer.empty(); }));
+  EXPECT_EQ(answer, "timed out");
+}
+
+TEST_F(linkedEngine, aFloodThatTakesNoAnswersIsHeldBackAndThenCutOff) {
+  nk_carrier::tLimits limits{65536, 4096, std::chrono::milliseconds(150)};
+  auto& device = echoing(limits);
+  auto const frames = framesOf(harness::randomBytes(1000, 3));
+  unsigned int position = 0, most = 0;
+  EXPECT_TRUE(runUntil(io, [&] {
+    ssize_t count = 1;
+    for (; count > 0; position = (position + unsigned(count)) % unsigned(frames.size()))
+      if ((count = ::send(peer.get(), frames.data() + position, frames.size() - position,
+                          MSG_NOSIGNAL)) <= 0)
+        break;
+    most = std::max({most, device.carrier().outgoing(), device.carrier().incoming()});
+    return device.finished() || bool(device.carrier().error());
+  }));
+  EXPECT_LE(most, limits.buffered);
+  EXPECT_GT(most, limits.buffered / 2);
+  EXPECT_EQ(device.carrier().error(), std::errc::timed_out);
+}
+
+}  // namespace

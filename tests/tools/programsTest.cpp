@@ -1,0 +1,297 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "harness/link.h"
+#include "harness/program.h"
+#include "link/dialer.h"
+#include "link/linkedEngine.h"
+#include "link/listener.h"
+#include "nkProtocol/controlMessages.h"
+#include "nkSupport/base64.h"
+#include "nkSupport/tJson.h"
+#include "nkSupport/tTime.h"
+
+namespace {
+
+using harness::runUntil;
+using harness::tProgram;
+
+std::vector<std::string> words(std::string const& line) {
+  std::istringstream stream(line);
+  return {std::istream_iterator<std::string>(stream), {}};
+}
+
+std::string write(std::string const& path, std::string const& bytes) {
+  std::ofstream(path, std::ios::binary) << bytes;
+  return path;
+}
+
+std::string contentOf(nk_message& message) {
+  nk_serializer content;
+  EXPECT_TRUE(message.serializeMsg(&content));
+  return std::string(reinterpret_cast<char const*>(content.data()), content.size());
+}
+
+// nkdevice at address 2, and nkctl to talk to it.
+class programs : public testing::Test {
+ protected:
+  std::unique_ptr<tProgram> startDevice(std::string const& url) {
+    auto device = std::make_unique<tProgram>(
+        io, std::vector<std::string>{NK_DEVICE, "--link", url, "--address", "2"});
+    station = device->waitFor("listening on ");
+    station = station.substr(0, station.find(", address 2"));
+    return device;
+  }
+  // Runs nkctl with these arguments and gives its exit status.
+  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
+    std::vector<std::string> all{NK_CTL};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    tProgram program(io, all, input);
+    int const status = program.finish();
+    output = program.output;
+    errors = program.errors;
+    return status;
+  }
+  // Runs a command, a line of words, with the device.
+  int ask(std::string const& command) {
+    return control(words("--link " + station + " --to 2 " + command));
+  }
+
+  asio::io_context io{1};
+  harness::tTempDir dir;
+  std::string station, output, errors;
+};
+
+class programsOverLink : public programs, public testing::WithParamInterface<char const*> {};
+
+TEST_P(programsOverLink, stationAsksAndPanelAnswers) {
+  harness::tCable cable(io);
+  std::string const kind = GetParam();
+  auto const device = startDevice(kind == "tcp"    ? "tcp://127.0.0.1:0"
+                                  : kind == "unix" ? "unix://" + (dir / "socket")
+                                                   : "serial://" + cable.left + "?baud=9600");
+  if (kind == "serial") station = "serial://" + cable.right + "?baud=9600";
+
+  auto const before = tTime::now();
+  ASSERT_EQ(ask("time"), 0) << errors;
+  tJson time;
+  ASSERT_TRUE(time.parse(output)) << output;
+  EXPECT_EQ(time.getString("action"), tString("time"));
+  EXPECT_GE(time.getInt("currentTime", 0), before);
+  EXPECT_LE(time.getInt("currentTime", 0), tTime::now());
+
+  struct {
+    std::string address, text1, text2, json;
+  } const rows[] = {
+      {"2", "gr\xc3\xbc\xc3\x9f \"dich\"", "", R"("text1":"grüß \"dich\"","text2":"")"},
+      {"broadcast", "a", "b", R"("text1":"a","text2":"b")"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(control({"generic", "--from", "0x10", row.text1, row.text2, "--link", station, "--to",
+                       row.address}),
+              0)
+        << errors;
+    EXPECT_EQ(output, R"({"action":"generic","type":"response",)" + row.json + "}\n");
+  }
+
+  nk_messageGenericReq large(nk_message::VERSION_1,
+                             base64::encode(tBlob(harness::randomBytes(225000, 5).data(), 225000)),
+                             "end");
+  EXPECT_EQ(ask("raw " + write(dir / "large", contentOf(large))), 0) << errors;
+  EXPECT_TRUE(output == R"({"action":"generic","type":"response","text1":")" +
+                            std::string(large.text1.view()) + R"(","text2":"end"})" + "\n")
+      << output.size();
+
+  EXPECT_EQ(ask("raw --no-response " + (dir / "large")), 0) << errors;
+  EXPECT_EQ(output, "");
+  EXPECT_EQ(ask("shutdown"), 0) << errors;
+  EXPECT_EQ(device->finish(), 0);
+  EXPECT_EQ(device->output, "");
+}
+
+INSTANTIATE_TEST_SUITE_P(links, programsOverLink, testing::Values("tcp", "unix", "serial"));
+
+TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
+  auto const device = startDevice("tcp://127.0.0.1:0");
+  auto const link = "--link " + station, good = link + " --to 2 ";
+  auto const unknown = write(dir / "unknown", std::string("\x01\0\0\0", 4));  // STATE_REQ
+  auto const brief = write(dir / "brief", "abc");
+  auto const empty = write(dir / "empty", "");
+  struct {
+    std::string arguments;
+    int status;
+    std::string words;  // on standard error, or on standard output if the status is 0
+  } const rows[] = {
+      {"--help", 0, "Exit status"},
+      {"time --help", 0, "clock"},
+      {"--version", 0, "0."},
+      {"", 2, "--link"},
+      {link + " time", 2, "--to is required"},
+      {"--to 2 time", 2, "--link is required"},
+      {good, 2, "A command is required"},
+      {good + "dance", 2, "dance"},
+      {good + "time shutdown", 2, "shutdown"},
+      {good + "generic one", 2, "TEXT2"},
+      {"--link http://x --to 2 time", 2, "begins with tcp://"},
+      {link + " --to 0xFFFFFFFE time", 2, "no address"},
+      {link + " --to 4294967295 time", 2, "no address"},
+      {link + " --to 4294967296 time", 2, "no address"},
+      {link + " --to -1 time", 2, "no address"},
+      {link + " --to 0x time", 2, "no address"},
+      {good + "--from broadcast time", 2, "no address"},
+      {good + "--timeout 0 time", 2, "seconds"},
+      {good + "--timeout nan time", 2, "seconds"},
+      {good + "raw " + (dir / "missing"), 2, "cannot be opened"},
+      {good + "raw " + (dir / "."), 2, "cannot be read"},
+      {good + "raw " + empty, 2, "is empty"},
+      {"--link unix://" + (dir / "none") + " --connect-timeout 0.1 --to 2 time", 3, "No such file"},
+      {"--link serial://" + brief + " --connect-timeout 0 --to 2 time", 3, "ioctl"},
+      {link + " --to 3 --timeout 0.1 time", 4, "no answer in time"},
+      {good + "--timeout 0.1 raw " + unknown, 4, "no answer"},
+      {good + "--timeout 0.1 raw " + brief, 4, "no answer"},
+      {good + "raw --no-response " + brief, 0, ""},
+      {good + "generic -- -x --help", 0, R"("text1":"-x")"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(control(words(row.arguments)), row.status) << row.arguments << errors;
+    EXPECT_NE((row.status == 0 ? output : errors).find(row.words), errors.npos)
+        << row.arguments << errors;
+    EXPECT_TRUE(row.status == 0 || output.empty()) << row.arguments << output;
+  }
+  nk_messageGenericReq fromInput(nk_message::VERSION_0, "in", "put");
+  EXPECT_EQ(control(words(good + "raw -"), write(dir / "input", contentOf(fromInput))), 0);
+  EXPECT_NE(output.find("\"text2\":\"put\""), output.npos) << output << errors;
+
+  tProgram second(io, {NK_DEVICE, "--link", station, "--address", "2"});
+  EXPECT_EQ(second.finish(), 3) << second.errors;
+  tProgram wrong(io, {NK_DEVICE, "--link", station, "--address", "0xFFFFFFFF"});
+  EXPECT_EQ(wrong.finish(), 2) << wrong.errors;
+}
+
+// A panel inside the test, which behaves as no panel should.
+TEST_F(programs, stationReportsPeersThatMisbehave) {
+  struct {
+    std::string reply;  // empty: closes the link instead of answering
+    int status;
+    std::string output, words;
+  } static const rows[] = {
+      {"", 5, "", "closed the link"},
+      {std::string("\x02\0\0\0", 4), 5, "{\"content\":\"AgAAAA==\",\"size\":4}\n", "expected TIME"},
+      {"ab", 5, "{\"content\":\"YWI=\",\"size\":2}\n", "expected TIME"},
+  };
+  for (auto const& row : rows) {
+    nk_linkUrl url;
+    url.host = "127.0.0.1";
+    nk_listener listener(io);
+    ASSERT_FALSE(listener.open(url));
+    std::unique_ptr<nk_linkedEngine> panel;
+    nk_linkedEngine::tSetup setup;
+    setup.address = 2;
+    setup.context = const_cast<std::string*>(&row.reply);
+    setup.receive = [](unsigned int, tBlob* content, void* context) {
+      auto const& reply = *static_cast<std::string*>(context);
+      *content = tBlob(reply.data(), static_cast<unsigned int>(reply.size()));
+    };
+    listener.start([&](int one) {
+      panel = std::make_unique<nk_linkedEngine>(io, one, nk_carrier::tLimits{}, setup);
+      panel->start([&] {
+        if (row.reply.empty() && panel->carrier().received() != 0) panel->carrier().finishSending();
+      });
+    });
+    EXPECT_EQ(control({"--link", listener.url().text(), "--to", "2", "time"}), row.status);
+    EXPECT_EQ(output, row.output);
+    EXPECT_NE(errors.find(row.words), errors.npos) << errors;
+  }
+}
+
+// The peer sends junk all the time and reads late; the end of the program must not cost a byte.
+TEST_F(programs, aRequestWithoutResponseArrivesWhole) {
+  nk_linkUrl url;
+  url.host = "127.0.0.1";
+  nk_listener listener(io);
+  ASSERT_FALSE(listener.open(url));
+  std::unique_ptr<nk_carrier> peer;
+  listener.start([&](int one) {
+    peer = std::make_unique<nk_carrier>(io, one, nk_carrier::tLimits{});
+    peer->start([] {});
+  });
+  auto const content = harness::randomBytes(2000000, 6);
+  tProgram program(io, {NK_CTL, "--link", listener.url().text(), "--to", "2", "raw",
+                        "--no-response", write(dir / "content", content)});
+  std::vector<unsigned char> junk(1000, 'j');
+  harness::tPair pair;
+  EXPECT_TRUE(runUntil(io, [&] {
+    if (!peer) return false;
+    int error = 0;
+    if (peer->outgoing() < 1000000) peer->send(junk.data(), 1000, error);
+    unsigned char buffer[1000];
+    while (auto const count = peer->receive(buffer, sizeof buffer))
+      pair.toB.bytes.append(buffer, count);
+    return peer->ended() || peer->error();
+  }));
+  peer.reset();
+  EXPECT_EQ(program.finish(), 0) << program.errors;
+  pair.b.poll();
+  ASSERT_EQ(pair.b.requests.size(), 1u);
+  EXPECT_TRUE(pair.b.requests[0].content == content);
+}
+
+TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
+  auto const url = "unix://" + (dir / "socket");
+  startDevice(url)->signal(SIGKILL);  // leaves its file behind, for the next to replace
+  for (int const number : {SIGTERM, SIGINT}) {
+    auto const device = startDevice(url);
+    device->signal(number);
+    EXPECT_EQ(device->finish(), 0);
+    EXPECT_FALSE(std::filesystem::exists(dir / "socket"));
+  }
+}
+
+TEST_F(programs, hostileAndIdleLinksDoNotKeepThePanelFromOthers) {
+  auto const device = startDevice("tcp://127.0.0.1:0");
+  nk_linkUrl url;
+  std::string error;
+  ASSERT_TRUE(nk_linkUrl::parse(station, url, error)) << error;
+  std::vector<std::unique_ptr<nk_carrier>> links;
+  nk_dialer dialer(io, url, {},
+                   {[&](int one) {
+                      links.push_back(std::make_unique<nk_carrier>(io, one, nk_carrier::tLimits{}));
+                      links.back()->start([] {});
+                    },
+                    {},
+                    {}});
+  for (unsigned int seed = 0; seed < 4; ++seed) {
+    dialer.dial();
+    ASSERT_TRUE(runUntil(io, [&] { return links.size() == seed + 1; }));
+    auto const junk = harness::randomBytes(seed * 100000, seed);
+    int code = 0;
+    if (seed != 0)
+      links[seed]->send(reinterpret_cast<unsigned char const*>(junk.data()), seed * 100000, code);
+    EXPECT_TRUE(runUntil(io, [&] { return links[seed]->outgoing() == 0; }));
+    EXPECT_EQ(ask("generic still here"), 0) << errors;
+  }
+}
+
+TEST_F(programs, panelComesBackToALineThatVanished) {
+  auto const line = dir / "line";
+  tProgram device(io, {NK_DEVICE, "--link", "serial://" + line, "--address", "2"});
+  device.waitFor("; trying again");
+  for (unsigned int round = 0; round < 2; ++round) {
+    auto cable = std::make_unique<harness::tCable>(io);
+    std::filesystem::create_symlink(cable->left, line);
+    device.waitFor("listening on ");
+    station = "serial://" + cable->right;
+    EXPECT_EQ(ask("generic back again"), 0) << errors << device.errors;
+    std::filesystem::remove(line);
+    device.errors.clear();
+    cable.reset();
+    device.waitFor("lost serial://");
+  }
+  device.signal(SIGTERM);
+  EXPECT_EQ(device.finish(), 0);
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include "tools/common/options.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <exception>
+
+#include "nkProtocol/basicTelegram.h"
+
+bool nk_tools::parseAddress(std::string const& text, unsigned int& address) {
+  bool const hex = text.starts_with("0x") || text.starts_with("0X");
+  char const* const end = text.data() + text.size();
+  unsigned int value = 0;
+  auto const result = std::from_chars(text.data() + (hex ? 2 : 0), end, value, hex ? 16 : 10);
+  if (result.ec != std::errc() || result.ptr != end) return false;
+  if (value == nk_basicTelegram::addressNone || value == nk_basicTelegram::addressBroadcast)
+    return false;
+  address = value;
+  return true;
+}
+
+void nk_tools::addLinkOption(CLI::App& app, nk_linkUrl& url) {
+  auto const parse = [&url](std::string const& text) {
+    std::string error;
+    if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError("--link", error);
+  };
+  app.add_option_function<std::string>(
+         "--link", parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
+      ->required()
+      ->type_name("URL");
+}
+
+CLI::Option* nk_tools::addAddressOption(CLI::App& app, std::string const& name,
+                                        unsigned int& address, bool broadcast,
+                                        std::string const& help) {
+  auto const parse = [&address, name, broadcast](std::string const& text) {
+    if (broadcast && text == "broadcast") {
+      address = nk_basicTelegram::addressBroadcast;
+    } else if (!parseAddress(text, address)) {
+      throw CLI::ValidationError(name, "\"" + text + "\" is no address from 0 to 0xFFFFFFFD");
+    }
+  };
+  return app.add_option_function<std::string>(name, parse, help)->type_name("ADDRESS");
+}
+
+int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
+                          std::function<teExit()> const& run) {
+  try {
+    app.parse(argc, argv);
+  } catch (CLI::ParseError const& reason) {
+    return app.exit(reason) == 0 ? STATUS_OK : STATUS_USAGE;
+  }
+  try {
+    return run();
+  } catch (std::exception const& reason) {
+    say(reason.what());
+    return STATUS_OTHER;
+  }
+}

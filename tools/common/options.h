@@ -1,0 +1,29 @@
+#pragma once
+
+#include <CLI/App.hpp>
+#include <functional>
+#include <string>
+
+#include "link/linkUrl.h"
+#include "tools/common/program.h"
+
+/// The parts of the command lines that both programs share.
+namespace nk_tools {
+
+/// Reads a telegram address, decimal or with 0x hexadecimal. False for anything else and for the
+/// two addresses that belong to no instance.
+bool parseAddress(std::string const& text, unsigned int& address);
+
+/// Adds --link, which must be given.
+void addLinkOption(CLI::App& app, nk_linkUrl& url);
+/// Adds an option that takes an address; with `broadcast` also that word, which stands for
+/// nk_basicTelegram::addressBroadcast.
+CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned int& address,
+                              bool broadcast, std::string const& help);
+
+/// Reads the command line and calls `run` if it is right. Gives help and version their status 0,
+/// wrong usage its own, and STATUS_OTHER to what `run` throws.
+int parseAndRun(CLI::App& app, int argc, char const* const* argv,
+                std::function<teExit()> const& run);
+
+}  // namespace nk_tools

@@ -1,0 +1,71 @@
+#include <CLI/CLI.hpp>
+
+#include "tools/common/options.h"
+#include "tools/nkctl/commands.h"
+
+namespace {
+
+constexpr char footer[] =
+    "Answers are printed on standard output, one line of JSON each: the message's own form;\n"
+    "  {\"action\":\"generic\",\"type\":\"response\",\"text1\":...,\"text2\":...}  for generic "
+    "ones;\n"
+    "  {\"content\":BASE64,\"size\":BYTES}  for content that is no known message.\n"
+    "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n\n"
+    "Exit status: 0 done, 1 other failure, 2 wrong usage, 3 cannot connect, 4 time-out,\n"
+    "5 protocol error: the link broke first, or the answer is of an unexpected type.\n\n"
+    "Examples:\n"
+    "  nkctl --link tcp://127.0.0.1:4711 --to 2 time\n"
+    "  nkctl --link unix:///tmp/panel.sock --to 0x20 generic hello world\n"
+    "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast --timeout 30 raw content.bin";
+
+// Reads seconds, fractions included, as milliseconds.
+void addSeconds(CLI::App& app, std::string const& name, std::chrono::milliseconds& value,
+                double least, std::string const& help) {
+  auto const store = [&value, name, least](double seconds) {
+    if (!(seconds >= least && seconds <= 1e6))
+      throw CLI::ValidationError(
+          name, "the seconds are not from " + CLI::detail::to_string(least) + " to 1000000");
+    value = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
+  };
+  app.add_option_function<double>(name, store, help)->type_name("SECONDS");
+}
+
+void addOptions(CLI::App& app, tStation::tOptions& options) {
+  nk_tools::addLinkOption(app, options.link);
+  nk_tools::addAddressOption(app, "--to", options.to, true,
+                             "The panel's address, decimal or 0x..., or broadcast")
+      ->required();
+  nk_tools::addAddressOption(app, "--from", options.from, false, "The station's own address [1]");
+  addSeconds(app, "--timeout", options.timeout, 0.001,
+             "For the whole exchange, sending included [5]");
+  addSeconds(app, "--connect-timeout", options.connectTimeout, 0,
+             "How long to try to open the link; 0 tries once [2]");
+  app.add_flag("--verbose", options.verbose, "Tell what the engine does");
+  app.set_version_flag("--version", NK_VERSION);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  nk_tools::programName = "nkctl";
+  CLI::App app("Sends a request to a display panel and prints the answer.", nk_tools::programName);
+  tStation::tOptions options;
+  addOptions(app, options);
+  tRun run;
+  for (auto const& command : commands()) {
+    auto* const sub = app.add_subcommand(command.name, command.help)->fallthrough();
+    sub->final_callback([&run, carryOut = command.declare(*sub)] { run = carryOut; });
+  }
+  // Demanded last, so that a misspelt command is named in the complaint.
+  app.require_subcommand(0, 1);
+  app.final_callback([&run] {
+    if (!run) throw CLI::RequiredError("A command");
+  });
+  app.footer(footer);
+  return nk_tools::parseAndRun(app, argc, argv, [&] {
+    tStation station(options);
+    auto const status = run(station);
+    if (status == nk_tools::STATUS_OK) station.close();
+    return status;
+  });
+}

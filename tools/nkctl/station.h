@@ -1,0 +1,52 @@
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include "link/linkUrl.h"
+#include "link/linkedEngine.h"
+#include "tools/common/program.h"
+
+/// The station's end of a link to one panel, or to all of them by broadcast. Each call blocks until
+/// its work is done or has failed, and says on standard error why it failed.
+class tStation {
+ public:
+  struct tOptions {
+    nk_linkUrl link;
+    unsigned int to = nk_basicTelegram::addressNone;
+    unsigned int from = 1;
+    std::chrono::milliseconds timeout{5000};
+    std::chrono::milliseconds connectTimeout{2000};
+    bool verbose = false;
+  };
+
+  explicit tStation(tOptions const& options) : m_options(options) {}
+
+  /// Sends the request `content`, which is consumed, and waits for the first answer to it. The link
+  /// is opened if it is not open yet.
+  nk_tools::teExit ask(tBlob& content, tBlob& answer);
+  /// Sends a request that gets no answer. The system has taken all of it when this returns.
+  nk_tools::teExit tell(tBlob& content);
+  /// Ends the link in order, so that what was sent arrives.
+  void close();
+
+ private:
+  using tDeadline = std::chrono::steady_clock::time_point;
+
+  nk_tools::teExit connect();
+  nk_tools::teExit submit(tBlob& content, nk_responseCallback callback);
+  nk_tools::teExit waitFor(std::function<bool()> const& done, char const* timeoutText);
+  static void answered(unsigned int address, tBlob* content, void* context, bool timedOut,
+                       void* userData);
+
+  tOptions const m_options;
+  asio::io_context m_io{1};
+  std::unique_ptr<nk_linkedEngine> m_link;
+  tDeadline m_deadline;
+  tBlob m_answer;
+  bool m_answered = false;
+  bool m_unconfirmed = false;  // what was sent last may not have arrived yet
+  bool m_timedOut = false;
+};
