@@ -204,9 +204,9 @@ void pendingRequests(State& state, unsigned int count) {
     for (unsigned int i = 0; i < count; ++i) {
       tBlob content("?", 1);
       nodes.a.engine.enqueue_TS(&content, 2, tNode::answered, 0, nullptr);
+      nodes.a.poll();
+      nodes.toB.bytes.clear();
     }
-    nodes.a.poll();
-    nodes.toB.bytes.clear();
     for (auto& answer : answers) {
       nodes.a.engine.pushData(answer.data(), answer.size());
       nodes.a.poll();

@@ -20,34 +20,40 @@ void trim(tBlob& buffer, unsigned int latestUse) {
   if (buffer.capacity() > alwaysKept && buffer.capacity() / 4 > latestUse) buffer.release();
 }
 
-// Encodes header, payload and CRC as if they stood in one piece. Only the few bytes round the
-// payload's ends are copied to make whole groups.
-void encodeBody(unsigned char* out, unsigned char const* header, unsigned char const* payload,
-                unsigned int size, unsigned char crc) {
+// A small body is put together and encoded at once; of a larger one only the bytes round the
+// payload's ends are, to make whole groups, and the payload is encoded from where it is.
+constexpr unsigned int smallPayload = 512;
+
+void encodeSmall(unsigned char* out, unsigned char const* header, unsigned char const* payload,
+                 unsigned int size) {
+  unsigned char body[frameHeaderSize + smallPayload + frameCrcSize];
+  std::memcpy(body, header, frameHeaderSize);
+  if (size != 0) std::memcpy(body + frameHeaderSize, payload, size);
+  unsigned int const length = frameHeaderSize + size;
+  body[length] = crc_crc8init(body, length);
+  base128::encode(out, body, length + frameCrcSize);
+}
+
+void encodeLarge(unsigned char* out, unsigned char const* header, unsigned char const* payload,
+                 unsigned int size) {
+  unsigned char const crc = crc_crc8(crc_crc8init(header, frameHeaderSize), payload, size);
   constexpr unsigned int headGroups = (frameHeaderSize + groupSize - 1) / groupSize;
-  unsigned char piece[headGroups * groupSize + groupSize];
-  unsigned int taken =
-      headGroups * groupSize - frameHeaderSize;  // payload bytes in the first piece
-  std::memcpy(piece, header, frameHeaderSize);
-  if (size <= taken + groupSize - frameCrcSize) {
-    if (size != 0) std::memcpy(piece + frameHeaderSize, payload, size);
-    piece[frameHeaderSize + size] = crc;
-    base128::encode(out, piece, frameHeaderSize + size + frameCrcSize);
-    return;
-  }
-  std::memcpy(piece + frameHeaderSize, payload, taken);
-  base128::encode(out, piece, headGroups * groupSize);
+  constexpr unsigned int headPayload = headGroups * groupSize - frameHeaderSize;
+  unsigned char head[headGroups * groupSize];
+  std::memcpy(head, header, frameHeaderSize);
+  std::memcpy(head + frameHeaderSize, payload, headPayload);
+  base128::encode(out, head, sizeof head);
   out += headGroups * encodedGroupSize;
 
-  unsigned int const groups = (size - taken) / groupSize;
-  base128::encode(out, payload + taken, groups * groupSize);
+  unsigned int const groups = (size - headPayload) / groupSize;
+  base128::encode(out, payload + headPayload, groups * groupSize);
   out += groups * encodedGroupSize;
-  taken += groups * groupSize;
 
-  unsigned int const rest = size - taken;
-  std::memcpy(piece, payload + taken, rest);
-  piece[rest] = crc;
-  base128::encode(out, piece, rest + frameCrcSize);
+  unsigned int const taken = headPayload + groups * groupSize;
+  unsigned char tail[groupSize - 1 + frameCrcSize];
+  std::memcpy(tail, payload + taken, size - taken);
+  tail[size - taken] = crc;
+  base128::encode(out, tail, size - taken + frameCrcSize);
 }
 
 }  // namespace
@@ -73,9 +79,9 @@ bool nk_frameWriter::add(tBlob& out, nk_telegramPart& part, unsigned char const*
   unsigned int const bodySize = base128::encodedSize(frameHeaderSize + size + frameCrcSize);
   unsigned char* const frame = out.extend(1 + bodySize + 1);
   if (frame == nullptr) return false;
-  unsigned char const crc = crc_crc8(crc_crc8init(m_header.data(), frameHeaderSize), payload, size);
   frame[0] = frameStart;
-  encodeBody(frame + 1, m_header.data(), payload, size, crc);
+  auto const encode = size <= smallPayload ? encodeSmall : encodeLarge;
+  encode(frame + 1, m_header.data(), payload, size);
   frame[1 + bodySize] = frameEnd;
   return true;
 }

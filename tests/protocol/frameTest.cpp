@@ -40,7 +40,8 @@ TEST(Frame, HasTheDocumentedBytes) {
         tPartRow{tPart::TYPE_REQUEST_FORCE_RESPONSE, tPart::COMPRESSION_RLE, false, 0x16},
         tPartRow{tPart::TYPE_RESPONSE, tPart::COMPRESSION_HUFF, true, 0x2B}}) {
     // Sizes round the bounds between the pieces in which a body is encoded.
-    for (unsigned int size : {0u, 1u, 2u, 3u, 4u, 9u, 10u, 16u, 17u, 18u, 100u, 1000u, 70001u}) {
+    for (unsigned int size :
+         {0u, 1u, 2u, 511u, 512u, 513u, 514u, 515u, 516u, 517u, 518u, 519u, 520u, 70001u}) {
       tBlob payload = harness::noise(size);
       nk_telegramPart part(7, 1, 2, 1, 0x65431234, row.last, &payload, row.type, row.compression);
       tBlob stream = hex("ff");
