@@ -22,7 +22,7 @@ END
 
 step_format() { cppFiles | xargs -0 clang-format --dry-run --Werror; }
 
-step_shell() { shellcheck --external-sources dev tools/*.sh .ci/run; }
+step_shell() { shellcheck --external-sources --check-sourced dev tools/*.sh .ci/run; }
 
 step_rules() {
   . dev.d/rules.sh
@@ -91,7 +91,7 @@ runStep() {
 }
 
 check() {
-  # Word splitting is wanted here and below: one word for each step.
+  # shellcheck disable=SC2086 # one word for each step
   [ $# -ne 0 ] || set -- $checkSteps
   for step in "$@"; do
     case " $checkSteps " in

@@ -1,4 +1,6 @@
 # Sourced by dev: the Debian packages that each purpose needs, and how they are installed.
+# Lists of packages are split into words on purpose, one for each package.
+# shellcheck disable=SC2086
 
 packagesFor() {
   case $1 in
@@ -15,11 +17,10 @@ packagesFor() {
 
 # Prints those packages for the purposes named that are not installed.
 missingPackages() {
-  for purpose in "$@"; do
-    for package in $(packagesFor "$purpose"); do
-      state=$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null) || state=
-      [ "$state" = installed ] || echo "$package"
-    done
+  wanted=$(for purpose in "$@"; do packagesFor "$purpose"; done)
+  states=$(dpkg-query -W -f '${Package}=${db:Status-Status}\n' $wanted 2>/dev/null || true)
+  for package in $wanted; do
+    echo "$states" | grep -qxF "$package=installed" || echo "$package"
   done
 }
 
@@ -57,7 +58,6 @@ needPackages() {
   fi
   echo "dev: installing" $missing >&2
   for attempt in 1 2; do
-    # Word splitting is wanted: one word for each package.
     if quietApt update >&2 && quietApt install -y --no-install-recommends $missing >&2; then
       return 0
     fi

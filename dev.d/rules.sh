@@ -29,7 +29,7 @@ checkRules() {
     '#include ["<](link|tools|protocol|nkProtocol/(nkProtocol|protocol|\w*[tT]elegram\w*)\.h)' \
     'messages/*' 'include/nkProtocol/*essage*.h' 'include/nkProtocol/serializer.h'
   forbid 'the telegram layer knows no messages' \
-    '#include ["<](link|tools|messages|nkProtocol/(nkProtocol|serializer|\w*[mM]essage\w*)\.h)' \
+    '#include ["<](link|tools|messages|nkProtocol/(nkProtocol|\w*[mM]essage\w*)\.h)' \
     'protocol/*' 'include/nkProtocol/protocol.h' 'include/nkProtocol/*elegram*.h'
   forbid 'link knows no programs' '#include ["<]tools/' 'link/*'
 
