@@ -117,7 +117,7 @@ INSTANTIATE_TEST_SUITE_P(links, programsOverLink, testing::Values("tcp", "unix",
 TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   auto const device = startDevice("tcp://127.0.0.1:0");
   auto const link = "--link " + station, good = link + " --to 2 ";
-  auto const unknown = write(dir / "unknown", std::string("\x01\0\0\0", 4));  // STATE_REQ
+  auto const unknown = write(dir / "unknown", std::string("\x10\0\0\0", 4));  // TAVO_AUTHORIZE_REQ
   auto const brief = write(dir / "brief", "abc");
   auto const empty = write(dir / "empty", "");
   struct {
@@ -179,7 +179,7 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
     std::string output, words;
   } static const rows[] = {
       {"", 5, "", "closed the link"},
-      {std::string("\x02\0\0\0", 4), 5, "{\"content\":\"AgAAAA==\",\"size\":4}\n", "expected TIME"},
+      {std::string("\x11\0\0\0", 4), 5, "{\"content\":\"EQAAAA==\",\"size\":4}\n", "expected TIME"},
       {"ab", 5, "{\"content\":\"YWI=\",\"size\":2}\n", "expected TIME"},
   };
   for (auto const& row : rows) {

@@ -8,8 +8,12 @@
 namespace {
 
 // The types with a class in the library.
-constexpr nk_message::teType readable[] = {nk_message::TIME, nk_message::SHUTDOWN,
-                                           nk_message::GENERIC_REQ, nk_message::GENERIC_RSP};
+constexpr nk_message::teType readable[] = {
+    nk_message::STATE_REQ,      nk_message::STATE_RSP,         nk_message::SET_CONFIG_REQ,
+    nk_message::SET_CONFIG_RSP, nk_message::SET_SCHEDULES_REQ, nk_message::SET_SCHEDULES_RSP,
+    nk_message::TIME,           nk_message::SHUTDOWN,          nk_message::GENERIC_REQ,
+    nk_message::GENERIC_RSP,
+};
 
 tString genericJson(nk_messageGeneric const& message) {
   tJson json;
