@@ -46,12 +46,13 @@ step_tidy() {
 }
 
 # Receiving constructors read through serialize() of their own class, which is what they mean.
+# Moved-from objects of this project are empty and may be used: that is part of their interface.
 step_cppcheck() {
   configure clang
   mkdir -p build/check/cppcheck
   cppcheck --project=build/clang/compile_commands.json --cppcheck-build-dir=build/check/cppcheck \
     --enable=warning,performance,portability --library=googletest --inline-suppr --quiet \
-    --suppress='*:/usr/*' --suppress=virtualCallInConstructor --error-exitcode=1 -j "$cores"
+    --suppress='*:/usr/*' --suppress=virtualCallInConstructor --suppress=accessMoved --error-exitcode=1 -j "$cores"
 }
 
 step_asan() { testSanitized asan; }

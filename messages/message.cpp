@@ -40,7 +40,10 @@ nk_message* nk_message::getMessage(tBlob* blob) {
     return nullptr;
   }
   nk_messageKind const* kind = messageKind(teType(type));
-  if (kind != nullptr && kind->make != nullptr) return kind->make(&ser, teVersion(version));
+  if (kind != nullptr && kind->make != nullptr) {
+    // cppcheck-suppress returnDanglingLifetime ; the serializer is borrowed for the call only
+    return kind->make(&ser, teVersion(version));
+  }
   // PEER: standard output and no line end; supervisors of deployed devices look for this text.
   std::printf("!!!!! TODO !!!!!, unhandled message type: %d (version %d)", type, version);
   return nullptr;

@@ -81,7 +81,7 @@ tBytes shuffled(tBytes content) {
 
 std::vector<unsigned int> fibonacci(unsigned int count) {
   std::vector<unsigned int> numbers{1, 1};
-  while (numbers.size() < count) numbers.push_back(numbers.end()[-1] + numbers.end()[-2]);
+  while (numbers.size() < count) numbers.push_back(numbers.back() + *(numbers.rbegin() + 1));
   return numbers;
 }
 
