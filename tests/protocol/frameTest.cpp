@@ -21,7 +21,7 @@ tBlob frameOf(tBlob body) {
   return frame;
 }
 
-// Source 1, destination 2, id 7, part 1, time stamp 0x65431234.
+// Source 1, destination 2, id 7, first part, time stamp 0x65431234.
 constexpr char header[] = "01000000 02000000 07000000 01000000 34124365";
 
 tBlob goodFrame() { return frameOf(hex(std::string(header) + "0a 03000000 616263")); }
