@@ -2,13 +2,15 @@
 
 #include <type_traits>
 
+#include "nkSupport/tBlob.h"
 #include "nkSupport/tJson.h"
 #include "nkSupport/tString.h"
+#include "nkSupport/tStringList.h"
 
 /// Passes the members of a message through a JSON object in one direction or the other, so that a
 /// class names each key once. Writing adds the members in the order of the calls. Reading leaves a
-/// number alone whose key is missing and cuts what is read to the number's width; a missing text is
-/// read as the empty text.
+/// number alone whose key is missing and cuts what is read to the number's width; a missing text,
+/// list of texts or binary is read as an empty one.
 class nk_jsonFields {
  public:
   enum teDirection { READ, WRITE };
@@ -43,6 +45,22 @@ class nk_jsonFields {
       m_json.addBool(key, value);
     } else {
       value = m_json.getBool(key, value);
+    }
+    return *this;
+  }
+  nk_jsonFields& texts(char const* key, tStringList& values) {
+    if (m_writing) {
+      m_json.addStringArray(key, values);
+    } else {
+      m_json.getStringArray(key, values);
+    }
+    return *this;
+  }
+  nk_jsonFields& binary(char const* key, tBlob& bytes) {
+    if (m_writing) {
+      m_json.addBinary(key, bytes);
+    } else {
+      m_json.getBinary(key, bytes);
     }
     return *this;
   }

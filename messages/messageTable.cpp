@@ -4,8 +4,12 @@
 
 #include "nkProtocol/configMessages.h"
 #include "nkProtocol/controlMessages.h"
+#include "nkProtocol/displayConfigMessages.h"
+#include "nkProtocol/eventMessages.h"
+#include "nkProtocol/imageMessage.h"
 #include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/stateMessages.h"
+#include "nkProtocol/statisticsMessages.h"
 
 namespace {
 
@@ -22,19 +26,21 @@ constexpr char const* response = "response";
 constexpr nk_messageKind kinds[] = {
     {NK_KIND(STATE_REQ), "state", request, make<nk_messageStateReq>},
     {NK_KIND(STATE_RSP), "state", response, make<nk_messageStateRsp>},
-    {NK_KIND(EVENTS_REQ), "events", request, nullptr},
-    {NK_KIND(EVENTS_RSP), "events", response, nullptr},
+    {NK_KIND(EVENTS_REQ), "events", request, make<nk_messageEventsReq>},
+    {NK_KIND(EVENTS_RSP), "events", response, make<nk_messageEventsRsp>},
     {NK_KIND(SET_CONFIG_REQ), "config", request, make<nk_messageSetConfigReq>},
     {NK_KIND(SET_CONFIG_RSP), "config", response, make<nk_messageSetConfigRsp>},
-    {NK_KIND(GET_DISPLAY_CONFIGURATION_REQ), "displayConfig", request, nullptr},
-    {NK_KIND(GET_DISPLAY_CONFIGURATION_RSP), "displayConfig", response, nullptr},
+    {NK_KIND(GET_DISPLAY_CONFIGURATION_REQ), "displayConfig", request,
+     make<nk_messageGetDisplayConfigurationReq>},
+    {NK_KIND(GET_DISPLAY_CONFIGURATION_RSP), "displayConfig", response,
+     make<nk_messageGetDisplayConfigurationRsp>},
     {NK_KIND(SET_SCHEDULES_REQ), "schedules", request, make<nk_messageSetSchedulesReq>},
     {NK_KIND(SET_SCHEDULES_RSP), "schedules", response, make<nk_messageSetSchedulesRsp>},
     {NK_KIND(TIME), "time", request, make<nk_messageTime>},
     {NK_KIND(SHUTDOWN), "shutdown", request, make<nk_messageShutdown>},
-    {NK_KIND(IMAGE), "images", request, nullptr},
-    {NK_KIND(STATISTICS_REQ), "statistics", request, nullptr},
-    {NK_KIND(STATISTICS_RSP), "statistics", response, nullptr},
+    {NK_KIND(IMAGE), "images", request, make<nk_messageImage>},
+    {NK_KIND(STATISTICS_REQ), "statistics", request, make<nk_messageStatisticsReq>},
+    {NK_KIND(STATISTICS_RSP), "statistics", response, make<nk_messageStatisticsRsp>},
     {NK_KIND(TAVO_AUTHORIZE_REQ), nullptr, nullptr, nullptr},
     {NK_KIND(TAVO_AUTHORIZE_RSP), nullptr, nullptr, nullptr},
     {NK_KIND(TAVO_DEVICE_LIST_REQ), nullptr, nullptr, nullptr},

@@ -17,9 +17,15 @@ struct tGoldenRow {
   char const* json;
   /// Reading the JSON text gives a message that writes it again.
   bool jsonReadsBack = true;
+  /// The message as JSON once it has refused its own text with "tv" 0; null if nothing changes.
+  char const* jsonAfterOldText = nullptr;
 };
 
 std::vector<tGoldenRow> configMessageRows();
 std::vector<tGoldenRow> controlMessageRows();
+std::vector<tGoldenRow> displayConfigMessageRows();
+std::vector<tGoldenRow> eventMessageRows();
+std::vector<tGoldenRow> imageMessageRows();
 std::vector<tGoldenRow> scheduleMessageRows();
 std::vector<tGoldenRow> stateMessageRows();
+std::vector<tGoldenRow> statisticsMessageRows();

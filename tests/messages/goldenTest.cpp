@@ -13,7 +13,8 @@ using harness::toHex;
 std::vector<tGoldenRow> allRows() {
   std::vector<tGoldenRow> rows;
   for (auto const family :
-       {configMessageRows, controlMessageRows, scheduleMessageRows, stateMessageRows}) {
+       {configMessageRows, controlMessageRows, displayConfigMessageRows, eventMessageRows,
+        imageMessageRows, scheduleMessageRows, stateMessageRows, statisticsMessageRows}) {
     for (auto& row : family()) rows.push_back(std::move(row));
   }
   return rows;
@@ -77,13 +78,16 @@ TEST_P(Golden, RefusesForeignJsonUnchanged) {
        {tChange([](tJson& json) { json.clear(); }),
         tChange([](tJson& json) { json.addString("action", "other"); }), tChange([](tJson& json) {
           json.addString("type", json.getString("type") == "request" ? "response" : "request");
-        }),
-        tChange([](tJson& json) { json.addInt("tv", 0); })}) {
+        })}) {
     tJson foreign(own);
     change(foreign);
     EXPECT_FALSE(message->serializeFromJson(&foreign));
     EXPECT_EQ(message->getJson().c_str(), before);
   }
+  own.addInt("tv", 0);
+  EXPECT_FALSE(message->serializeFromJson(&own));
+  char const* const after = GetParam().jsonAfterOldText;
+  EXPECT_EQ(message->getJson().c_str(), after != nullptr ? after : before);
 }
 
 INSTANTIATE_TEST_SUITE_P(Messages, Golden, testing::ValuesIn(allRows()),

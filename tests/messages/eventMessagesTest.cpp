@@ -1,0 +1,232 @@
+#include "nkProtocol/eventMessages.h"
+
+#include <gtest/gtest.h>
+
+#include "golden.h"
+#include "harness/hex.h"
+#include "nkSupport/tJson.h"
+
+namespace {
+
+using tEvents = nk_messageEventsRsp;
+constexpr auto V0 = nk_message::VERSION_0;
+
+tStringList list(std::initializer_list<char const*> texts) {
+  tStringList all;
+  for (char const* text : texts) all.add(tString(text));
+  return all;
+}
+
+std::unique_ptr<nk_message> twoEvents() {
+  auto message = std::make_unique<tEvents>(nk_message::VERSION_1, nullptr, nullptr);
+  message->setTask(7);
+  tStringList subEvents = list({"a", "b"});
+  message->addEvent(1, 2, 3, 0x0504, "m", 6, &subEvents, 8, "r");
+  message->addEvent(0x80000000, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFF, "", 255, nullptr, 0xFFFFFFFD, "");
+  return message;
+}
+
+#define EVENTS_JSON_START R"({"action":"events","type":"response","tv":1,"task":)"
+
+}  // namespace
+
+std::vector<tGoldenRow> eventMessageRows() {
+  return {
+      {"EventsReq",
+       [] {
+         auto message = std::make_unique<nk_messageEventsReq>(nk_message::VERSION_2);
+         message->setTask(200);
+         return message;
+       },
+       "03 00 02 00 c8", R"({"action":"events","type":"request","tv":1,"task":200})"},
+      {"EventsRsp", twoEvents,
+       "04 00 01 00 07 02 00 00 00 "
+       "01 00 00 00 02 00 00 00 03 00 00 00 04 05 01 00 00 00 6d 06 02 00 00 00 08 00 00 00 "
+       // The sub-events travel as two empty texts.
+       "01 00 00 00 72 00 00 00 00 00 00 00 00 "
+       "00 00 00 80 ff ff ff ff fe ff ff ff ff ff 00 00 00 00 ff 00 00 00 00 fd ff ff ff "
+       "00 00 00 00",
+       EVENTS_JSON_START R"(7,"events":[{"timeFirst":1,"timeLast":2,"id":3,"type":1284,)"
+                         R"("event":"m","cat":6,"occ":8,"refImage":"r","subEvents":["a","b"]},)"
+                         R"({"timeFirst":2147483648,"timeLast":4294967295,"id":4294967294,)"
+                         R"("type":65535,"event":"","cat":255,"occ":4294967293,"refImage":"",)"
+                         R"("subEvents":[]}]})",
+       true, EVENTS_JSON_START "7}"},
+  };
+}
+
+namespace {
+
+// Which accessors can be used on a const event is part of the interface.
+template <class Event>
+concept tReadable = requires(Event& event) {
+  event.id(), event.eventMessage();
+};
+template <class Event>
+concept tWhollyReadable = requires(Event& event) {
+  event.category(), event.subEventCount(), event.subEventList(), event.occurence(),
+      event.subEvent(0), event.refImage();
+};
+static_assert(tReadable<nk_messageEvent const> && tWhollyReadable<nk_messageEvent>);
+static_assert(!tWhollyReadable<nk_messageEvent const>);
+
+/// Sees the events that a response destroys, and notes their ids.
+struct tObserver {
+  std::string seen;
+  static void notes(void* context, nk_messageEvent* event) {
+    static_cast<tObserver*>(context)->seen += std::to_string(event->id()) + " ";
+  }
+};
+
+nk_messageEvent* add(tEvents& events, unsigned int id) {
+  return events.addEvent(0, 0, id, 0, "", 0, nullptr, 0, "");
+}
+
+std::string ids(tEvents const& events) {
+  std::string text;
+  for (unsigned int i = 0; i < events.count(); ++i) {
+    text += std::to_string(events.getEvent(i)->id()) + " ";
+  }
+  return text;
+}
+
+TEST(Event, IsCopiedWhole) {
+  tStringList subEvents = list({"x", "y", "z"});
+  nk_messageEvent event(1, 2, 3, 4, "m", 5, &subEvents, 6, "r");
+  subEvents.add(tString("later"));
+  nk_messageEvent copy(0, 0, 0, 0, "", 0, &subEvents, 0, "");
+  copy.set(event);
+  copy.set(copy);
+  for (nk_messageEvent& one : {std::ref(event), std::ref(copy)}) {
+    EXPECT_TRUE(one.timeFirst() == 1 && one.timeLast() == 2 && one.id() == 3 && one.type() == 4);
+    EXPECT_TRUE(one.eventMessage() == "m" && one.category() == 5 && one.occurence() == 6);
+    EXPECT_TRUE(one.refImage() == "r" && one.subEventList() == list({"x", "y", "z"}));
+    EXPECT_EQ(one.subEventCount(), 3u);
+    EXPECT_EQ(one.subEvent(2), "z");
+    EXPECT_EQ(one.subEvent(3), "");
+  }
+}
+
+TEST(Events, TheLimitDropsFromTheFront) {
+  constexpr unsigned int many = tEvents::maxEvents + 2;
+  tEvents all(V0, nullptr, nullptr);
+  for (unsigned int id = 0; id < many; ++id) {
+    nk_messageEvent one(0, 0, id, 0, "", 0, nullptr, 0, "");
+    all.addEvent(&one);
+  }
+  // The copying form knows no limit; stations rely on it to gather several logs.
+  ASSERT_EQ(all.count(), many);
+  nk_serializer body;
+  ASSERT_TRUE(all.serialize(&body, nk_serializer::SER_WRITE));
+  tJson json;
+  ASSERT_TRUE(all.serializeToJson(&json));
+
+  using tFill = std::function<void(tEvents&)>;
+  tFill const fills[] = {
+      [](tEvents& events) {
+        for (unsigned int id = 0; id < many; ++id) add(events, id);
+      },
+      [&](tEvents& events) { events.serialize(&body, nk_serializer::SER_READ); },
+      [&](tEvents& events) { events.serializeFromJson(&json); },
+      [&](tEvents& events) {
+        events.setFrom(all);  // longer than the limit, until the next one is added
+        add(events, many);
+      }};
+  char const* const dropped[] = {"0 1 ", "0 1 ", "0 1 ", "0 1 2 "};
+  for (unsigned int i = 0; i < std::size(fills); ++i) {
+    SCOPED_TRACE(i);
+    tObserver observer;
+    tEvents events(V0, &observer, tObserver::notes);
+    fills[i](events);
+    EXPECT_EQ(observer.seen, dropped[i]);
+    EXPECT_EQ(events.count(), tEvents::maxEvents);
+    EXPECT_EQ(events.getEvent(0)->id(), i < 3 ? 2u : 3u);
+  }
+}
+
+TEST(Events, ShowsEveryEventThatItDestroys) {
+  tEvents other(V0, nullptr, nullptr);
+  add(other, 9);
+  other.setTask(5);
+  nk_serializer body;
+  ASSERT_TRUE(other.serialize(&body, nk_serializer::SER_WRITE));
+  tObserver observer;
+  {
+    tEvents events(V0, &observer, tObserver::notes);
+    for (unsigned int id : {3u, 1u, 2u}) add(events, id);
+    EXPECT_EQ(events.addEvent(nullptr), nullptr);
+    events.setFrom(events);
+    EXPECT_EQ(observer.seen, "");
+    events.setFrom(other);
+    EXPECT_EQ(observer.seen, "3 1 2 ");
+    EXPECT_EQ(events.task(), 0);
+    add(events, 8);
+    EXPECT_TRUE(events.serialize(&body, nk_serializer::SER_READ));
+    EXPECT_EQ(observer.seen, "3 1 2 9 8 ");
+    EXPECT_EQ(events.task(), 5);
+  }
+  EXPECT_EQ(observer.seen, "3 1 2 9 8 9 ");
+}
+
+TEST(Events, GivesNothingPastTheEnd) {
+  tEvents events(V0, nullptr, nullptr);
+  add(events, 4);
+  nk_messageEvent out(0, 0, 7, 0, "", 0, nullptr, 0, "");
+  EXPECT_EQ(events.getEvent(1), nullptr);
+  EXPECT_FALSE(events.getEvent(out, 1));
+  EXPECT_EQ(out.id(), 7u);
+  EXPECT_TRUE(events.getEvent(out, 0));
+  EXPECT_EQ(out.id(), 4u);
+}
+
+TEST(Events, ReadsTheSubEventsOfWritersThatSendThem) {
+  tBlob bytes = harness::hex(
+      "04 00 00 00 00 01 00 00 00 01 00 00 00 02 00 00 00 03 00 00 00 04 00 00 00 00 00 05 "
+      "02 00 00 00 06 00 00 00 00 00 00 00 01 00 00 00 61 02 00 00 00 62 63");
+  std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));
+  EXPECT_EQ(dynamic_cast<tEvents&>(*message).getEvent(0)->subEventList(), list({"a", "bc"}));
+}
+
+TEST(Events, KeepsTheEventsBeforeTheOneThatIsCut) {
+  nk_serializer bytes;
+  ASSERT_TRUE(twoEvents()->serializeMsg(&bytes));
+  bytes.truncate(bytes.size() - 1);
+  std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));
+  EXPECT_EQ(ids(dynamic_cast<tEvents&>(*message)), "3 ");
+}
+
+TEST(Events, SortsByAnyCriterion) {
+  struct tRow {
+    int criterion;
+    char const* ids;
+  };
+  for (tRow const& row :
+       {tRow{tEvents::SORT_TIME_FIRST_DESC, "3 1 4 2 "},
+        tRow{tEvents::SORT_TIME_FIRST_ASC, "2 1 4 3 "},
+        tRow{tEvents::SORT_TIME_LAST_DESC, "2 1 3 4 "},
+        tRow{tEvents::SORT_TIME_LAST_ASC, "4 3 1 2 "}, tRow{tEvents::SORT_ID_DESC, "4 3 2 1 "},
+        tRow{tEvents::SORT_ID_ASC, "1 2 3 4 "}, tRow{6, "3 1 2 4 "}}) {
+    SCOPED_TRACE(row.criterion);
+    tEvents events(V0, nullptr, nullptr);
+    // Differences of 2^31 and more: a subtraction would not tell the order.
+    events.addEvent(0xFFFFFFFF, 5, 3, 0, "", 0, nullptr, 0, "");
+    events.addEvent(5, 6, 1, 0, "", 0, nullptr, 0, "");
+    events.addEvent(1, 0xFFFFFFFF, 2, 0, "", 0, nullptr, 0, "");
+    events.addEvent(5, 1, 4, 0, "", 0, nullptr, 0, "");
+    events.sort(tEvents::teSortCriteria(row.criterion));
+    EXPECT_EQ(ids(events), row.ids);
+    EXPECT_EQ(tEvents::l_eSortCriteria, tEvents::teSortCriteria(row.criterion));
+  }
+  nk_messageEvent event(1, 1, 1, 0, "", 0, nullptr, 0, "");
+  nk_messageEvent* some = &event;
+  nk_messageEvent* none = nullptr;
+  EXPECT_FALSE(tEvents::sortCompare(some, none) || tEvents::sortCompare(none, some));
+}
+
+TEST(Events, TwoCategoriesHaveColours) {
+  EXPECT_EQ(tEvents::categoryColor(0), "#FF6600");
+  EXPECT_EQ(tEvents::categoryColor(1), "#FFFF66");
+  EXPECT_EQ(tEvents::categoryColor(2), "");
+}
+
+}  // namespace

@@ -1,0 +1,188 @@
+#include "nkProtocol/imageMessage.h"
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+#include "golden.h"
+#include "harness/hex.h"
+#include "nkSupport/tJson.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using harness::bytes;
+
+constexpr char const* sha1OfAbc = "a9993e364706816aba3e25717850c26c9cd0d89d";
+constexpr char const* sha1OfNothing = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
+
+template <nk_message::teVersion version>
+std::unique_ptr<nk_message> image() {
+  auto message = std::make_unique<nk_messageImage>(version);
+  message->setTaskRemove(5);
+  message->setTaskFbc(6);
+  tBlob content = bytes("abc");
+  message->add(1ULL << 63, "n", "image/jpeg", &content);
+  return message;
+}
+
+#define IMAGE_BODY                                                                          \
+  "05 01 00 00 00 00 00 00 00 00 00 00 80 01 00 00 00 6e 28 00 00 00 "                      \
+  "61 39 39 39 33 65 33 36 34 37 30 36 38 31 36 61 62 61 33 65 32 35 37 31 37 38 35 30 63 " \
+  "32 36 63 39 63 64 30 64 38 39 64 01 03 00 00 00 61 62 63"
+#define IMAGE_JSON_START R"({"action":"images","type":"request","tv":1,"taskRemove":5,"taskFbc":)"
+#define IMAGE_JSON_END                                   \
+  R"(,"images":[{"uid":9223372036854775808,"name":"n",)" \
+  R"("cs":"a9993e364706816aba3e25717850c26c9cd0d89d","mime":1,"content":"YWJj"}]})"
+
+}  // namespace
+
+std::vector<tGoldenRow> imageMessageRows() {
+  return {
+      {"ImageV2", image<nk_message::VERSION_2>, "0d 00 02 00 " IMAGE_BODY,
+       IMAGE_JSON_START "6" IMAGE_JSON_END},
+      {"ImageV3", image<nk_message::VERSION_3>, "0d 00 03 00 " IMAGE_BODY " 06",
+       IMAGE_JSON_START "6" IMAGE_JSON_END},
+  };
+}
+
+namespace {
+
+TEST(Image, OnlyFilesWithContentAreAddedOnce) {
+  nk_messageImage message(nk_message::VERSION_0);
+  tBlob content = bytes("abc");
+  tBlob other = bytes("other");
+  EXPECT_FALSE(message.add(1, "null", "image/png", nullptr));
+  EXPECT_EQ(message.count(), 0u);
+  EXPECT_TRUE(message.add(1, "first", "image/png", &content));
+  EXPECT_TRUE(message.add(1, "again", "image/png", &other));
+  ASSERT_EQ(message.count(), 1u);
+  EXPECT_EQ(message.get(0)->name(), "first");
+  EXPECT_EQ(message.get(0)->checksum(), sha1OfAbc);
+  EXPECT_EQ(harness::text(content), "abc");
+  // Without content an id may come as often as wanted.
+  EXPECT_TRUE(message.add(1, "", "image/png") && message.add(1, "", "image/png"));
+  ASSERT_EQ(message.count(), 3u);
+  EXPECT_EQ(message.get(2)->checksum(), sha1OfNothing);
+  EXPECT_TRUE(message.imageIsPresent(1));
+  EXPECT_FALSE(message.imageIsPresent(2));
+  EXPECT_EQ(message.get(3), nullptr);
+}
+
+TEST(Image, KeepsWhatPeersSendUnchecked) {
+  nk_messageImage message(nk_message::VERSION_0);
+  tBlob old = bytes("old");
+  message.add(9, "old", "image/png", &old);
+  tJson json;
+  ASSERT_TRUE(json.parse(
+      R"({"action":"images","type":"request","tv":1,"images":[{"uid":4,"cs":"x","mime":259,)"
+      R"("content":"YWJj"},{"uid":4,"content":"no base64"}]})"));
+  ASSERT_TRUE(message.serializeFromJson(&json));
+  ASSERT_EQ(message.count(), 2u);
+  nk_msgFile& file = *message.get(0);
+  EXPECT_EQ(harness::text(file.content()), "abc");
+  EXPECT_EQ(file.checksum(), "x");
+  EXPECT_EQ(file.mimeType(), nk_msgFile::MIME_XML - 1);  // 259 in 8 bits
+  EXPECT_EQ(message.get(1)->id(), 4u);
+  EXPECT_EQ(message.get(1)->mimeType(), nk_msgFile::MIME_UNSUPPORTED);
+  EXPECT_TRUE(message.get(1)->content().empty());
+}
+
+template <class Call>
+std::string printedBy(Call call) {
+  testing::internal::CaptureStdout();
+  call();
+  std::fflush(stdout);
+  return testing::internal::GetCapturedStdout();
+}
+
+TEST(File, MimeTypesHaveNumbersAndExtensions) {
+  struct tRow {
+    char const* mimeType;
+    int number;
+    char const* name;
+    char const* printed;
+    char const* printedForName;
+  };
+  char const* const unsupported = "unsupported mime type: 5\r\n";
+  for (tRow const& row :
+       {tRow{"image/png", 0, "image_id42.png", "", ""},
+        tRow{"image/jpeg", 1, "image_id42.jpg", "", ""},
+        tRow{"application/pdf", 2, "image_id42.pdf", "", ""},
+        tRow{"application/x-7z-compressed", 3, "image_id42.7z", "", ""},
+        tRow{"application/octet-stream", 3, "image_id42.7z", "", ""},
+        tRow{"application/xml", 4, "image_id42.xml", "", ""},
+        tRow{"text/xml", 4, "image_id42.xml", "", ""},
+        tRow{"IMAGE/PNG", 5, "image_id42.", "unsupported mime type: IMAGE/PNG\r\n", unsupported},
+        tRow{"", 5, "image_id42.", "unsupported mime type: \r\n", unsupported}}) {
+    SCOPED_TRACE(row.mimeType);
+    std::unique_ptr<nk_msgFile> file;
+    tString name;
+    EXPECT_EQ(printedBy([&] { file = std::make_unique<nk_msgFile>(1, "", row.mimeType, nullptr); }),
+              row.printed);
+    EXPECT_EQ(file->mimeType(), row.number);
+    EXPECT_EQ(printedBy([&] { name = file->imageName(42); }), row.printedForName);
+    EXPECT_EQ(name, row.name);
+  }
+  EXPECT_EQ(nk_msgFile::imageNameByMimeType_e(~0ULL, nk_msgFile::MIME_JPEG),
+            "image_id18446744073709551615.jpg");
+  EXPECT_EQ(printedBy([] { nk_msgFile::getFileExtension(nk_msgFile::teMimeType(255)); }),
+            "unsupported mime type: 255\r\n");
+  EXPECT_EQ("x" + tString("y"), "xy");
+}
+
+class SaveToDir : public testing::Test {
+ protected:
+  SaveToDir() {
+    std::string pattern = testing::TempDir() + "nkImageXXXXXX";
+    m_directory = ::mkdtemp(pattern.data());
+  }
+  ~SaveToDir() override { fs::remove_all(m_directory); }
+
+  tString save(char const* fileName, bool sync = false, char const* below = "") {
+    tBlob content = bytes("the new content");
+    nk_msgFile file(7, "", "image/png", &content);
+    return file.saveToDir(tString((m_directory / below).string()), sync, fileName);
+  }
+  tString path(char const* name) const { return tString((m_directory / name).string()); }
+  std::string content(char const* name) const {
+    std::ifstream in(m_directory / name);
+    return {std::istreambuf_iterator<char>(in), {}};
+  }
+
+  fs::path m_directory;
+};
+
+TEST_F(SaveToDir, PutsTheWholeFileUnderItsName) {
+  std::ofstream(m_directory / "own") << "what was there before, longer than what comes";
+  std::ofstream(m_directory / "own~") << "left by a crash, longer than what comes, too";
+  for (bool const sync : {false, true}) {
+    EXPECT_EQ(save("", sync), path("image_id7.png"));
+    EXPECT_EQ(save("own", sync), path("own"));
+    EXPECT_EQ(content("image_id7.png"), "the new content");
+    EXPECT_EQ(content("own"), "the new content");
+    EXPECT_FALSE(fs::exists(m_directory / "own~"));
+  }
+}
+
+TEST_F(SaveToDir, LeavesWhatWasThereWhenItCannotWrite) {
+  EXPECT_EQ(save("x", false, "missing"), "");
+  fs::create_symlink("/dev/full", m_directory / "own~");  // a disk without room
+  std::ofstream(m_directory / "own") << "before";
+  for (bool const sync : {false, true}) EXPECT_EQ(save("own", sync), "");
+  EXPECT_EQ(content("own"), "before");
+  EXPECT_TRUE(fs::is_symlink(m_directory / "own~"));  // for the next try
+}
+
+TEST_F(SaveToDir, DoesNotSayWhenOnlyTheNameIsRefused) {
+  fs::create_directories(m_directory / "own" / "full");
+  for (bool const sync : {false, true}) EXPECT_EQ(save("own", sync), path("own"));
+  EXPECT_EQ(content("own~"), "the new content");
+}
+
+}  // namespace
