@@ -197,6 +197,8 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
     };
     listener.start([&](int one) {
       panel = std::make_unique<nk_linkedEngine>(io, one, nk_carrier::tLimits{}, setup);
+      tBlob late("to an earlier run", 17);
+      panel->engine().respond_TS(&late, 1, 1);
       panel->start([&] {
         if (row.reply.empty() && panel->carrier().received() != 0) panel->carrier().finishSending();
       });

@@ -1,6 +1,7 @@
 #include "tools/nkctl/station.h"
 
 #include <algorithm>
+#include <random>
 #include <string>
 
 #include "link/dialer.h"
@@ -16,6 +17,10 @@ constexpr seconds closeTime{1};
 void sayLog(void*, char const* text) { nk_tools::say(text); }
 
 }  // namespace
+
+tStation::tStation(tOptions const& options) : m_options(options) {
+  nk_protocol::u32TlgNumber = std::random_device()();
+}
 
 nk_tools::teExit tStation::ask(tBlob& content, tBlob& answer) {
   m_answered = m_timedOut = false;

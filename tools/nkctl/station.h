@@ -22,7 +22,9 @@ class tStation {
     bool verbose = false;
   };
 
-  explicit tStation(tOptions const& options) : m_options(options) {}
+  /// Lets this process number its requests from anywhere: answers are known by their number alone,
+  /// and those to the requests of an earlier run may still be under way.
+  explicit tStation(tOptions const& options);
 
   /// Sends the request `content`, which is consumed, and waits for the first answer to it. The link
   /// is opened if it is not open yet.
