@@ -181,6 +181,7 @@ bool nk_messageSetConfigReq::serializeFromJson(tJson* json) {
 }
 
 tString nk_messageSetConfigReq::checksum(teVersion asVersion) {
+  // PEER: the version is taken for layouts to come; the JSON form is the same for all.
   teVersion const before = version();
   setVersion(asVersion);
   tJson json;
@@ -210,7 +211,7 @@ void nk_messageSetConfigReq::setConfigFrom(nk_messageSetConfigReq* other) {
   for (unsigned int i = 0; other->frame_get_ts(i, &frame); ++i) frm_change_ts(frame);
 }
 
-// PEER: neither lock is taken here; programs call setConfigFrom while they hold one of their own.
+// PEER: neither lock is taken here; who copies a whole configuration keeps others away from both.
 void nk_messageSetConfigReq::copyTimeSlotsUnlocked(nk_messageSetConfigReq const& other) {
   m_timeslots = other.m_timeslots;
 }

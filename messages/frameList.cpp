@@ -38,6 +38,7 @@ void nk_frameList::clear() {
 }
 
 unsigned short nk_frameList::freeId(unsigned short candidate) const {
+  if (m_byId.size() == 65536 - firstId) return 0;  // the search would end there, after a while
   // The word of the candidate first, without the ids below it; then whole words, round to 0.
   unsigned int word = candidate / bitsPerWord;
   unsigned long long free = ~m_usedIds[word] & (~0ULL << (candidate % bitsPerWord));

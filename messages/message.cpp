@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <new>
 
 #include "messages/messageTable.h"
 #include "nkSupport/SHA1.h"
@@ -41,12 +42,22 @@ nk_message* nk_message::getMessage(tBlob* blob) {
   }
   nk_messageKind const* kind = messageKind(teType(type));
   if (kind != nullptr && kind->make != nullptr) {
-    // cppcheck-suppress returnDanglingLifetime ; the serializer is borrowed for the call only
-    return kind->make(&ser, teVersion(version));
+    // PEER: a body that fails to parse still gives a message, with what could be read.
+    try {
+      // cppcheck-suppress returnDanglingLifetime ; the serializer is borrowed for the call only
+      return kind->make(&ser, teVersion(version));
+    } catch (std::bad_alloc const&) {
+      return nullptr;
+    }
   }
   // PEER: standard output and no line end; supervisors of deployed devices look for this text.
   std::printf("!!!!! TODO !!!!!, unhandled message type: %d (version %d)", type, version);
   return nullptr;
+}
+
+bool nk_message::hasClass(teType type) {
+  nk_messageKind const* kind = messageKind(type);
+  return kind != nullptr && kind->make != nullptr;
 }
 
 tString nk_message::getJson() {

@@ -41,6 +41,7 @@ constexpr nk_messageKind kinds[] = {
     {NK_KIND(IMAGE), "images", request, make<nk_messageImage>},
     {NK_KIND(STATISTICS_REQ), "statistics", request, make<nk_messageStatisticsReq>},
     {NK_KIND(STATISTICS_RSP), "statistics", response, make<nk_messageStatisticsRsp>},
+    // PEER: the TAVO numbers are reserved; peers that use them are told apart by name only.
     {NK_KIND(TAVO_AUTHORIZE_REQ), nullptr, nullptr, nullptr},
     {NK_KIND(TAVO_AUTHORIZE_RSP), nullptr, nullptr, nullptr},
     {NK_KIND(TAVO_DEVICE_LIST_REQ), nullptr, nullptr, nullptr},

@@ -327,14 +327,21 @@ bool nk_messageSetSchedulesReq::dropMissing(nk_messageSetSchedulesReq const& oth
   return dropped;
 }
 
+// The order of sort(), or of its first half, in O(n log n): the order of a set that has just come
+// may have been chosen by a hostile peer, and the exchange sort takes quadratic time for some.
+void nk_messageSetSchedulesReq::order(bool entriesToo) {
+  auto const byId = [](auto const* a, auto const* b) { return a->id() < b->id(); };
+  std::stable_sort(m_schedules.begin(), m_schedules.end(), byId);
+  if (!entriesToo) return;
+  for (nk_messageSchedule* schedule : m_schedules) {
+    std::stable_sort(schedule->m_entries.begin(), schedule->m_entries.end(), byId);
+  }
+}
+
 tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
   nk_messageSetSchedulesReq sorted(asVersion);
   for (nk_messageSchedule const* schedule : m_schedules) sorted.addCopy(*schedule);
-  if (asVersion >= VERSION_2) {
-    sorted.sort();
-  } else {
-    sorted.m_schedules.sort(compareSchedules);
-  }
+  sorted.order(asVersion >= VERSION_2);
   nk_serializer body;
   if (!sorted.serialize(&body, nk_serializer::SER_WRITE)) return tString();
   SHA1 sha1;

@@ -71,7 +71,8 @@ bool nk_frameWriter::add(nk_telegramPart& part, unsigned char const* payload, un
 bool nk_frameWriter::add(tBlob& out, nk_telegramPart& part, unsigned char const* payload,
                          unsigned int size) {
   m_header.clearSer();
-  if (!part.header(m_header, nk_serializer::SER_WRITE) ||
+  unsigned char flags = part.flags();
+  if (!part.header(m_header, nk_serializer::SER_WRITE, flags) ||
       !m_header.u32(size, nk_serializer::SER_WRITE)) {
     return false;
   }

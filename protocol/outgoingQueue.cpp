@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <utility>
 
 #include "nkSupport/tTime.h"
@@ -16,9 +17,15 @@ nk_outgoingQueue::nk_outgoingQueue() : m_earliestTimeout(never) {}
 // Notes that the telegram at the end waits for its response.
 void nk_outgoingQueue::addWaiting() {
   nk_telegram const& added = m_unsent.back().telegram;
-  auto const waiting = m_waiting.emplace(
-      added.telegramId(), tWaiting{m_count++, added.receiver(), never, std::prev(m_unsent.end())});
-  m_unsent.back().waiting = &waiting->second;
+  try {
+    auto const waiting = m_waiting.emplace(
+        added.telegramId(), tWaiting{m_count, added.receiver(), never, std::prev(m_unsent.end())});
+    m_unsent.back().waiting = &waiting->second;
+    ++m_count;
+  } catch (std::bad_alloc const&) {
+    m_unsent.pop_back();
+    throw;
+  }
 }
 
 nk_telegram* nk_outgoingQueue::firstUnsent() {
@@ -48,11 +55,11 @@ std::vector<nk_outgoingQueue::tRequest> nk_outgoingQueue::takeTimedOut() {
   long long const now = tTime::now();
   if (now <= m_earliestTimeout) return {};
   m_earliestTimeout = never;
-  std::vector<std::pair<unsigned long long, tRequest>> timedOut;
+  std::vector<tRequest> timedOut;
   for (auto entry = m_waiting.begin(); entry != m_waiting.end();) {
     auto const& [id, waiting] = *entry;
     if (waiting.timesOutAfter < now) {
-      timedOut.push_back({waiting.number, {id, waiting.receiver}});
+      timedOut.push_back({id, waiting.number, waiting.receiver});
       entry = m_waiting.erase(entry);
     } else {
       m_earliestTimeout = std::min(m_earliestTimeout, waiting.timesOutAfter);
@@ -60,10 +67,8 @@ std::vector<nk_outgoingQueue::tRequest> nk_outgoingQueue::takeTimedOut() {
     }
   }
   std::sort(timedOut.begin(), timedOut.end(),
-            [](auto const& a, auto const& b) { return a.first < b.first; });
-  std::vector<tRequest> requests;
-  for (auto const& entry : timedOut) requests.push_back(entry.second);
-  return requests;
+            [](tRequest const& a, tRequest const& b) { return a.number < b.number; });
+  return timedOut;
 }
 
 bool nk_outgoingQueue::takeWaiting(unsigned int id, nk_responseReceiver& receiver) {

@@ -22,6 +22,8 @@ class nk_outgoingQueue {
   }
   /// The first telegram that is not sent yet, owned by the queue; null if there is none.
   nk_telegram* firstUnsent();
+  /// Number of telegrams that are not sent yet.
+  unsigned int unsentCount() const { return static_cast<unsigned int>(m_unsent.size()); }
   /// Removes the first unsent telegram; if it waits for a response nobody hears of that.
   void dropFirstUnsent();
   /// Removes the first unsent telegram, now sent, and waits for its response.
@@ -29,6 +31,7 @@ class nk_outgoingQueue {
 
   struct tRequest {
     unsigned int id;
+    unsigned long long number;  // counts the requests queued
     nk_responseReceiver receiver;
   };
   /// Takes out the sent requests that have timed out, in the order in which they were queued. Walks

@@ -140,7 +140,10 @@ void nk_protocol::handleOutgoing(nk_server* server, void* ctx, nk_transferFuncti
     log(logTimedOut, request.id);
     request.receiver.notifyTimeout();
   }
-  while (nk_telegram* telegram = m_outgoing->firstUnsent()) {
+  // What is queued meanwhile, by a log function say, waits for the next poll.
+  for (unsigned int left = m_outgoing->unsentCount(); left != 0; --left) {
+    nk_telegram* const telegram = m_outgoing->firstUnsent();
+    if (telegram == nullptr) break;
     if (sendFn == nullptr) {
       log(logNoSendMethod);
       m_outgoing->dropFirstUnsent();
@@ -176,14 +179,13 @@ void nk_protocol::eraseDeletedTelegrams_TS() {}
 
 unsigned int nk_protocol::recvData(nk_server* server, void* ctx, nk_transferFunction recvFn) {
   if (recvFn == nullptr) return 0;
+  // Not straight into the stream: the receive function may push data of its own.
+  unsigned char buffer[readSize];
   unsigned int total = 0;
   unsigned int received = readSize;
   while (received == readSize) {
-    unsigned int const before = m_stream.size();
-    unsigned char* const room = m_stream.extend(readSize);
-    if (room == nullptr) break;
-    received = std::min(recvFn(server, ctx, room, readSize, nullptr), readSize);
-    m_stream.truncate(before + received);
+    received = std::min(recvFn(server, ctx, buffer, readSize, nullptr), readSize);
+    if (!m_stream.append(buffer, received)) break;
     total += received;
   }
   if (total != 0) m_newData = true;
@@ -251,29 +253,38 @@ tBlob* nk_protocol::checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** co
   if (part == nullptr) return nullptr;
   *complete = nullptr;
   tLockGuard guard(m_incomingLock);
-  nk_telegram* const telegram = m_incoming->find(*part);
+  try {
+    return filePart(*part, complete);
+  } catch (std::bad_alloc const&) {
+    return nullptr;  // the part is lost, as on a bad line
+  }
+}
+
+tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete) {
+  nk_telegram* const telegram = m_incoming->find(part);
+  // PEER: the first part of a telegram is never checked for completeness.
   if (telegram == nullptr) {
-    log(logNewContext, part->telegramId());
-    m_incoming->add(std::make_unique<nk_telegram>(part));
+    log(logNewContext, part.telegramId());
+    m_incoming->add(std::make_unique<nk_telegram>(&part));
     return nullptr;
   }
-  if (!telegram->addTelegramPart(part)) return nullptr;
+  if (!telegram->addTelegramPart(&part)) return nullptr;
   if (!telegram->lastPartPresent()) {
     log(logPartIncomplete);
     return nullptr;
   }
   if (telegram->isCorrupt()) {
-    log(logPartCorrupt, part->telegramId());
-    m_incoming->remove(*part, telegram);
+    log(logPartCorrupt, part.telegramId());
+    m_incoming->remove(part, telegram);
     return nullptr;
   }
   tBlob* const content = telegram->getCompleteContent();
   if (content == nullptr) {
-    log(logPartNoContent, part->telegramId());
-    m_incoming->remove(*part, telegram);
+    log(logPartNoContent, part.telegramId());
+    m_incoming->remove(part, telegram);
     return nullptr;
   }
-  log(logPartComplete, part->telegramId(), shown(content->size()));
+  log(logPartComplete, part.telegramId(), shown(content->size()));
   *complete = telegram;
   return content;
 }

@@ -30,6 +30,7 @@ nk_telegram::nk_telegram(unsigned int id, unsigned int src, unsigned int dest, t
                                              : TYPE_REQUEST_NO_RESPONSE),
       m_compressionAllowed(allowCompression),
       m_receiver{callback, context, userData} {
+  // PEER: content that is not compressed is consumed; callers reuse the empty blob.
   if (content != nullptr && !checkCompression(content, &m_payload)) m_payload.swap(*content);
 }
 
@@ -132,17 +133,22 @@ void nk_responseReceiver::notifyTimeout() const {
 bool nk_telegram::addTelegramPart(nk_telegramPart* part) {
   if (part == nullptr) return false;
   if (m_parts == nullptr) m_parts = std::make_unique<nk_receivedParts>();
-  return m_parts->add(*part, m_payload);
+  return m_parts->add(*part);
 }
 
+// PEER: what counts is the part that came last; a last part that came early is not looked for.
 bool nk_telegram::lastPartPresent() const { return m_parts != nullptr && m_parts->endsWithLast(); }
 
-bool nk_telegram::isCorrupt() { return m_parts != nullptr && !m_parts->sort(m_payload); }
+bool nk_telegram::isCorrupt() { return m_parts != nullptr && !m_parts->sort(); }
 
 tBlob* nk_telegram::getCompleteContent() {
-  if (m_payload.size() > tCompression::maxDecodedSize()) return nullptr;
-  deCompress();
-  return decodingFailed() ? nullptr : &m_payload;
+  // Joined and decoded once: whoever was given the content may have changed it since.
+  if (m_parts != nullptr && m_parts->takePayloads(m_payload)) {
+    bool const tooLarge = m_payload.size() > tCompression::maxDecodedSize();
+    if (!tooLarge) deCompress();
+    m_broken = tooLarge || decodingFailed();
+  }
+  return m_broken ? nullptr : &m_payload;
 }
 
 bool nk_telegram::sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b) {

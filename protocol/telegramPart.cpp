@@ -45,29 +45,38 @@ tBlob* nk_telegramPart::isSinglePartTelegram() {
   return &m_payload;
 }
 
-// The header in either direction, up to the payload.
-bool nk_telegramPart::header(nk_serializer& ser, nk_serializer::teSerDirection d) {
-  auto flags = static_cast<unsigned char>((m_type & typeMask) | (m_partInfo & partInfoMask) |
-                                          (m_compression & compressionMask));
-  bool const passed = ser.u32(m_source, d) && ser.u32(m_destination, d) && ser.u32(m_id, d) &&
-                      ser.u32(m_partId, d) && ser.u32(m_timestamp, d) && ser.u8(flags, d);
-  if (!passed || d != nk_serializer::SER_READ) return passed;
-  m_type = teType(flags & typeMask);
-  m_partInfo = tePartInfo(flags & partInfoMask);
-  m_compression = teCompression(flags & compressionMask);
-  return true;
+// The header in either direction, up to the payload; the flags stand for three fields.
+bool nk_telegramPart::header(nk_serializer& ser, nk_serializer::teSerDirection d,
+                             unsigned char& flags) {
+  return ser.u32(m_source, d) && ser.u32(m_destination, d) && ser.u32(m_id, d) &&
+         ser.u32(m_partId, d) && ser.u32(m_timestamp, d) && ser.u8(flags, d);
+}
+
+unsigned char nk_telegramPart::flags() const {
+  return static_cast<unsigned char>((m_type & typeMask) | (m_partInfo & partInfoMask) |
+                                    (m_compression & compressionMask));
 }
 
 bool nk_telegramPart::serialize(tBlob* out) {
-  return out != nullptr && nk_frameWriter().add(*out, *this, m_payload.data(), m_payload.size());
+  if (out == nullptr) return false;
+  if (out != &m_payload) {
+    return nk_frameWriter().add(*out, *this, m_payload.data(), m_payload.size());
+  }
+  tBlob const payload(m_payload);  // it must not move while it is read
+  return nk_frameWriter().add(*out, *this, payload.data(), payload.size());
 }
 
 bool nk_telegramPart::readBody(nk_serializer& body) {
+  unsigned char read = 0;
   unsigned int payloadSize = 0;
-  if (!header(body, nk_serializer::SER_READ) || !body.u32(payloadSize, nk_serializer::SER_READ) ||
-      payloadSize > body.remaining()) {
+  if (!header(body, nk_serializer::SER_READ, read)) return false;
+  if (!body.u32(payloadSize, nk_serializer::SER_READ) || payloadSize > body.remaining()) {
+    m_payload.clear();
     return false;
   }
+  m_type = teType(read & typeMask);
+  m_partInfo = tePartInfo(read & partInfoMask);
+  m_compression = teCompression(read & compressionMask);
   // The body's memory becomes the payload's: no copy.
   tBlob& bytes = body;
   bytes.slice(frameHeaderSize);

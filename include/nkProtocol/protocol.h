@@ -86,6 +86,7 @@ class NK_API nk_protocol : public tLog {
   void handleStream();
   bool isForMe(nk_telegramPart const& part);
   tBlob* takeContent(nk_telegramPart& part, nk_telegram** complete);
+  tBlob* filePart(nk_telegramPart& part, nk_telegram** complete) NK_REQUIRES(m_incomingLock);
   void handleResponse(nk_telegramPart const& part, tBlob* content);
   void handleRequest(nk_telegramPart const& part, tBlob* content);
   void removeHandled(nk_telegramPart const& part, nk_telegram const* telegram);

@@ -81,6 +81,7 @@ class NK_API nk_messageSchedule {
   bool scheduleExpired(long long now) const;
 
  private:
+  friend class nk_messageSetSchedulesReq;
   unsigned long long m_id;
   tString m_name;
   long long m_startTime;

@@ -75,6 +75,7 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
 
  private:
   void addCopy(nk_messageSchedule const& original);
+  void order(bool entriesToo);
   void copyChanged(nk_messageSetSchedulesReq const& other);
   bool dropMissing(nk_messageSetSchedulesReq const& other);
 

@@ -14,7 +14,7 @@ class nk_receivedParts;
 /// Moves bytes between an engine and its link. Sending: writes up to `length` bytes of `data` and
 /// returns how many it took; on 0 it stores the reason in `*error`, EAGAIN (11) meaning try again.
 /// Receiving: fills in up to `length` bytes and returns how many, 0 if nothing waits; `error` is
-/// null then. Neither may call the engine that calls it.
+/// null then.
 using nk_transferFunction = unsigned int (*)(nk_server* server, void* ctx, unsigned char* data,
                                              unsigned int length, int* error);
 
@@ -65,6 +65,7 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// Writes all frames through `sendFn`. After a zero return with EAGAIN it pauses 500 ms and tries
   /// again, five times in a row at most. True if every byte went out.
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
+  // PEER: the spelling is part of the interface that programs are built against.
   bool hasBeenSend() const { return m_sent; }
   bool isOutgoingRequest(unsigned int address) const { return address == m_source; }
   bool waitForResponse() const { return m_receiver.callback != nullptr; }
@@ -90,8 +91,9 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool lastPartPresent() const;
   /// Sorts the parts by number; true if the numbers are not 1, 2, 3 and so on.
   bool isCorrupt();
-  /// Joins and decompresses the parts and returns the content, owned by the telegram. To be called
-  /// once. Null if it cannot be decompressed or memory runs out.
+  /// Joins and decompresses the parts and returns the content, owned by the telegram; no more parts
+  /// are taken then. Null if it cannot be decompressed or is larger than
+  /// tCompression::maxDecodedSize().
   tBlob* getCompleteContent();
   /// Comparator for tVector::sort: ascending part numbers.
   static bool sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b);
@@ -102,10 +104,12 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool writeFrames(nk_frameWriter& writer) const;
 
   bool m_sent = false;
+  bool m_broken = false;  // received, but not to be decoded
   unsigned char m_retries = 0;
   bool m_compressionAllowed = true;
   nk_responseReceiver m_receiver;
   long long m_timeout_s = 10;
-  unsigned int m_partSize = s_u32MaxPayloadSize;  // most payload bytes of a part to be sent
-  std::unique_ptr<nk_receivedParts> m_parts;      // of a telegram being received; else null
+  // Most payload bytes of a part to be sent; parts of none would never end.
+  unsigned int m_partSize = s_u32MaxPayloadSize != 0 ? s_u32MaxPayloadSize : 1;
+  std::unique_ptr<nk_receivedParts> m_parts;  // of a telegram being received; else null
 };

@@ -48,7 +48,8 @@ class NK_API nk_telegramPart : public nk_basicTelegram {
   friend class nk_frameReader;
   friend class nk_frameWriter;
   friend class nk_telegram;
-  bool header(nk_serializer& ser, nk_serializer::teSerDirection d);
+  bool header(nk_serializer& ser, nk_serializer::teSerDirection d, unsigned char& flags);
+  unsigned char flags() const;
   bool readBody(nk_serializer& body);
 
   unsigned int m_partId = 0;

@@ -184,6 +184,7 @@ TEST_F(Protocol, ATypeOfNoneIsARequest) {
   pair.b.poll();
   ASSERT_EQ(pair.b.requests.size(), 1u);
   EXPECT_EQ(pair.b.requests[0].content, "type 0");
+  EXPECT_EQ(pair.b.takeLog().back(), "prot: send response (id: 5; src: 2; dest: 1)");
 }
 
 TEST_F(Protocol, WhatCannotBeSentIsDroppedWithoutACall) {
@@ -310,6 +311,22 @@ TEST_F(Protocol, ReadsUntilTheLinkGivesLessThanItWasAskedFor) {
     EXPECT_EQ(pair.a.engine.recvData(nullptr, &feed, receive), row.total);
     EXPECT_EQ(feed.calls, row.calls);
   }
+}
+
+TEST_F(Protocol, TheReceiveFunctionMayPushData) {
+  pair.a.tell("pushed", 2);
+  pair.a.poll();
+  struct tLink {
+    nk_protocol& engine;
+    tBlob& bytes;
+  } link{pair.b.engine, pair.toB.bytes};
+  pair.b.engine.poll(nullptr, &link, nullptr,
+                     [](nk_server*, void* ctx, unsigned char*, unsigned int, int*) {
+                       auto& self = *static_cast<tLink*>(ctx);
+                       self.engine.pushData(self.bytes.data(), self.bytes.size());
+                       return 0u;
+                     });
+  EXPECT_EQ(pair.b.requests.size(), 1u);
 }
 
 TEST_F(Protocol, CallbacksMayEnqueue) {

@@ -223,6 +223,50 @@ TEST(Telegram, PutsPartsTogether) {
   }
 }
 
+TEST(Telegram, ContentThatWasHandedOutIsLeftAlone) {
+  tBlob content = harness::bytes(std::string(300, 'x'));
+  tBlob packed = tCompression::encodeRLE(content);
+  auto const add = [&packed](nk_telegram& telegram, unsigned int id, tBlob* payload) {
+    nk_telegramPart part(7, 1, 2, id, 0, true, payload, nk_telegramPart::TYPE_RESPONSE,
+                         nk_telegramPart::COMPRESSION_RLE);
+    return telegram.addTelegramPart(&part);
+  };
+  nk_telegramPart first(7, 1, 2, 1, 0, false, &packed, nk_telegramPart::TYPE_RESPONSE,
+                        nk_telegramPart::COMPRESSION_RLE);
+  nk_telegram telegram(&first);
+  EXPECT_TRUE(add(telegram, 2, nullptr));
+  tBlob* const given = telegram.getCompleteContent();
+  ASSERT_NE(given, nullptr);
+  EXPECT_EQ(*given == content, true);
+  EXPECT_EQ(telegram.getCompleteContent(), given);
+  given->clear();
+  EXPECT_FALSE(add(telegram, 4, &packed) || add(telegram, 3, &packed));
+  EXPECT_FALSE(telegram.isCorrupt());
+  EXPECT_TRUE(telegram.getCompleteContent()->empty());
+}
+
+TEST(Telegram, NotifiesWhoAsked) {
+  struct tCalls {
+    int answers = 0, timeouts = 0;
+    static void count(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
+      auto& calls = *static_cast<tCalls*>(userData);
+      ++(timedOut ? calls.timeouts : calls.answers);
+      EXPECT_EQ(content == nullptr, timedOut);
+    }
+  } calls;
+  tBlob answer;
+  nk_telegram asking(7, 1, 2, nullptr, tCalls::count, nullptr, false, &calls, true);
+  nk_telegram telling(7, 1, 2, nullptr, nullptr, nullptr, false, &calls, true);
+  for (nk_telegram* telegram : {&asking, &telling}) {
+    telegram->notifyResponse(2, &answer);
+    telegram->notifyTimeout();
+    EXPECT_EQ(telegram->waitForResponse(), telegram == &asking);
+    EXPECT_TRUE(telegram->isOutgoingRequest(1) && !telegram->isOutgoingRequest(2));
+  }
+  EXPECT_EQ(calls.answers, 1);
+  EXPECT_EQ(calls.timeouts, 1);
+}
+
 TEST(Telegram, OrdersPartsAndNullByNumber) {
   nk_telegramPart low(1, 1, 1, 1, 0, false, nullptr, nk_telegramPart::TYPE_RESPONSE,
                       nk_telegramPart::COMPRESSION_NONE);

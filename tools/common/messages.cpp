@@ -1,19 +1,9 @@
 #include "tools/common/messages.h"
 
-#include <algorithm>
-
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/tJson.h"
 
 namespace {
-
-// The types with a class in the library.
-constexpr nk_message::teType readable[] = {
-    nk_message::STATE_REQ,      nk_message::STATE_RSP,         nk_message::SET_CONFIG_REQ,
-    nk_message::SET_CONFIG_RSP, nk_message::SET_SCHEDULES_REQ, nk_message::SET_SCHEDULES_RSP,
-    nk_message::TIME,           nk_message::SHUTDOWN,          nk_message::GENERIC_REQ,
-    nk_message::GENERIC_RSP,
-};
 
 tString genericJson(nk_messageGeneric const& message) {
   tJson json;
@@ -33,9 +23,7 @@ nk_message::teType nk_tools::messageType(tBlob const& content) {
 }
 
 std::unique_ptr<nk_message> nk_tools::readMessage(tBlob& content) {
-  auto const type = messageType(content);
-  if (std::find(std::begin(readable), std::end(readable), type) == std::end(readable))
-    return nullptr;
+  if (!nk_message::hasClass(messageType(content))) return nullptr;
   return std::unique_ptr<nk_message>(nk_message::getMessage(&content));
 }
 
