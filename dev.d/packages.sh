@@ -6,7 +6,10 @@ packagesFor() {
   case $1 in
     build) echo g++ cmake ninja-build pkg-config nettle-dev rapidjson-dev libasio-dev libcli11-dev ;;
     test) echo libgtest-dev ;;
-    bench) echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev ;;
+    bench)
+      echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev \
+        libprotobuf-dev protobuf-compiler
+      ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
     *)
       echo "dev: no packages are listed for '$1'; there are lists for: build test bench check" >&2

@@ -57,9 +57,9 @@ run() {
 
 # Starts a panel on the link given and waits until it listens. Sets $panel, and $link to where.
 startPanel() {
-  show nkdevice --link "$1" --address 2 '&'
+  show nkdevice --link "$1" --address 2 --verbose '&'
   : >"$scratch/panel.log"
-  timeout -k 2 60 nkdevice --link "$1" --address 2 >"$scratch/panel.log" 2>&1 &
+  timeout -k 2 60 nkdevice --link "$1" --address 2 --verbose >"$scratch/panel.log" 2>&1 &
   panel=$!
   link=
   tries=100
@@ -91,7 +91,7 @@ story() {
   startPanel "$1"
   run nkctl --link "$link" --to 2 generic hello panel
   run nkctl --link "$link" --to 2 time
-  run nkctl --link "$link" --to broadcast generic 'hello, all panels' 'nobody answers a broadcast'
+  run nkctl --link "$link" --to broadcast generic 'hello, all panels' 'the first answer is shown'
   run nkctl --link "$link" --to 2 shutdown
   awaitPanel
 }
