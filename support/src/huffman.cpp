@@ -1,5 +1,6 @@
 #include "huffman.h"
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstdint>
@@ -16,25 +17,46 @@ namespace {
 
 using words::tWord;
 
+struct tPiece {
+  unsigned char const* bytes;
+  unsigned int size;
+  bool isLast;
+};
+
+// Calls use(piece) for all pieces in order until it returns false.
+template <class tUse>
+void forEachPiece(tBlob const& content, tUse use) {
+  unsigned int left = content.size();
+  for (unsigned char const* bytes = content.data(); left != 0;) {
+    unsigned int const size = std::min(left, pieceSize);
+    left -= size;
+    if (!use(tPiece{bytes, size, left == 0})) return;
+    bytes += size;
+  }
+}
+
 // How often each byte occurs, in each stream and in all.
 struct tCounts {
-  tCounts(unsigned char const* bytes, unsigned int size);
-  unsigned int ofStream[streamCount][symbolCount] = {};
-  unsigned int ofAll[symbolCount];
+  explicit tCounts(tPiece const& piece);
+  tCountOf ofStream[streamCount] = {};
+  tCountOf ofAll;
   tSymbols present;  // the bytes that occur, in ascending order
 };
 
-tCounts::tCounts(unsigned char const* bytes, unsigned int size) {
+tCounts::tCounts(tPiece const& piece) {
   // One byte of each stream in turn: equal bytes in a row wait for the sum of the one before.
-  unsigned int const quarter = size / streamCount;
+  unsigned int const quarter = piece.size / streamCount;
   unsigned char const* stream[streamCount];
-  for (unsigned int i = 0; i < streamCount; ++i) stream[i] = bytes + i * quarter;
+  for (unsigned int i = 0; i < streamCount; ++i) stream[i] = piece.bytes + i * quarter;
   for (unsigned int i = 0; i < quarter; ++i) {
     for (unsigned int j = 0; j < streamCount; ++j) ++ofStream[j][stream[j][i]];
   }
-  for (unsigned int i = streamCount * quarter; i < size; ++i) ++ofStream[streamCount - 1][bytes[i]];
+  for (unsigned int i = streamCount * quarter; i < piece.size; ++i) {
+    ++ofStream[streamCount - 1][piece.bytes[i]];
+  }
   for (unsigned int i = 0; i < symbolCount; ++i) {
-    ofAll[i] = ofStream[0][i] + ofStream[1][i] + ofStream[2][i] + ofStream[3][i];
+    ofAll[i] = static_cast<unsigned short>(ofStream[0][i] + ofStream[1][i] + ofStream[2][i] +
+                                           ofStream[3][i]);
   }
   unsigned int count = 0;
   for (unsigned int i = 0; i < symbolCount; ++i) {
@@ -44,32 +66,8 @@ tCounts::tCounts(unsigned char const* bytes, unsigned int size) {
   present.count = count;
 }
 
-// The code of a content and the sizes that follow from it.
-struct tPlan {
-  tPlan(tCounts const& counts, unsigned int size);
-  tCode const code;
-  unsigned int streamSize[streamCount];
-  unsigned long long encodedSize;
-};
-
-tPlan::tPlan(tCounts const& counts, unsigned int size)
-    : code(makeCode(counts.ofAll, counts.present)),
-      encodedSize(varint::size(size) + lengthsSize(counts.present)) {
-  for (unsigned int j = 0; j < streamCount; ++j) {
-    std::uint64_t bits = 0;
-    for (unsigned int i = 0; i < counts.present.count; ++i) {
-      unsigned int const symbol = counts.present.symbol[i];
-      bits += std::uint64_t{counts.ofStream[j][symbol]} * code.length[symbol];
-    }
-    streamSize[j] = static_cast<unsigned int>((bits + 7) / 8);
-    encodedSize += streamSize[j];
-    if (j + 1 < streamCount) encodedSize += varint::size(streamSize[j]);
-  }
-}
-
-// Lower bounds follow from the entropy: no code takes fewer bits than size * log2(size) minus the
-// sum of count * log2(count) over all bytes.
 constexpr unsigned int fewBytes = 256;
+// count * log2(count)
 constexpr std::array<unsigned int, fewBytes> timesLogOfFew = [] {
   std::array<unsigned int, fewBytes> table{};
   for (unsigned int i = 1; i < fewBytes; ++i) table[i] = i * logarithm::above(i);
@@ -79,31 +77,74 @@ inline std::uint64_t timesLog(unsigned int count) {
   return count < fewBytes ? timesLogOfFew[count] : std::uint64_t{count} * logarithm::above(count);
 }
 
-std::uint64_t leastSize(unsigned int size, unsigned int sizeOfLengths, std::uint64_t sumOfLogs) {
-  std::uint64_t const most = std::uint64_t{size} * (logarithm::above(size) - logarithm::error);
-  std::uint64_t const bits = most > sumOfLogs ? (most - sumOfLogs) >> logarithm::fraction : 0;
-  return varint::size(size) + sizeOfLengths + streamCount - 1 + (bits + 7) / 8;
+// Bits that any code takes at least for `size` bytes: their entropy, which is
+// size * log2(size) minus the sum of count * log2(count).
+unsigned int leastBits(unsigned int size, std::uint64_t sumOfTimesLog) {
+  std::uint64_t const most = std::uint64_t{size} * logarithm::above(size);
+  std::uint64_t const less = sumOfTimesLog + std::uint64_t{size} * logarithm::error;
+  return most > less ? static_cast<unsigned int>((most - less) >> logarithm::fraction) : 0;
 }
 
-std::uint64_t leastSize(tCounts const& counts, unsigned int size) {
-  std::uint64_t sumOfLogs = 0;
+unsigned int leastBits(tCounts const& counts, unsigned int size) {
+  std::uint64_t sumOfTimesLog = 0;
   for (unsigned int i = 0; i < counts.present.count; ++i) {
-    sumOfLogs += timesLog(counts.ofAll[counts.present.symbol[i]]);
+    sumOfTimesLog += timesLog(counts.ofAll[counts.present.symbol[i]]);
   }
-  return leastSize(size, lengthsSize(counts.present), sumOfLogs);
+  return leastBits(size, sumOfTimesLog);
 }
 
-// The same for fewer than 256 bytes, in a single pass: it settles most short contents.
-std::uint64_t leastSizeOfFew(unsigned char const* bytes, unsigned int size) {
+// The same for fewer than 256 bytes, in a single pass, together with the code lengths.
+unsigned int leastSizeOfFew(tPiece const& piece) {
   unsigned char counts[symbolCount] = {};
-  std::uint64_t sumOfLogs = 0;
+  std::uint64_t sumOfTimesLog = 0;
   unsigned int distinct = 0;
-  for (unsigned int i = 0; i < size; ++i) {
-    unsigned int const count = ++counts[bytes[i]];
-    sumOfLogs += timesLogOfFew[count] - timesLogOfFew[count - 1];
+  for (unsigned int i = 0; i < piece.size; ++i) {
+    unsigned int const count = ++counts[piece.bytes[i]];
+    sumOfTimesLog += timesLogOfFew[count] - timesLogOfFew[count - 1];
     distinct += count == 1;
   }
-  return leastSize(size, (distinct + 1) / 2, sumOfLogs);
+  return (distinct + 1) / 2 + (leastBits(piece.size, sumOfTimesLog) + 7) / 8;
+}
+
+// How many sizes of streams a piece has.
+constexpr unsigned int sizesOf(tPiece const& piece) {
+  return piece.isLast ? streamCount - 1 : streamCount;
+}
+
+// The code of a piece and the sizes that follow from it.
+struct tPlan {
+  tPlan(tPiece const& piece, tCounts const& counts);
+  unsigned int encodedSize(tPiece const& piece) const;
+
+  tCode code;
+  tSymbols present;  // the bytes that have a code, in ascending order
+  unsigned int streamSize[streamCount];
+};
+
+tPlan::tPlan(tPiece const& piece, tCounts const& counts) {
+  // What codes hardly shorten is better copied.
+  if (leastBits(counts, piece.size) * 8 > piece.size * 63) {
+    code = makeIdentity();
+    present = code.inOrder;
+  } else {
+    code = makeCode(counts.ofAll, counts.present);
+    present = counts.present;
+  }
+  for (unsigned int j = 0; j < streamCount; ++j) {
+    unsigned int bits = 0;
+    for (unsigned int i = 0; i < present.count; ++i) {
+      unsigned int const symbol = present.symbol[i];
+      bits += unsigned{counts.ofStream[j][symbol]} * code.length[symbol];
+    }
+    streamSize[j] = (bits + 7) / 8;
+  }
+}
+
+unsigned int tPlan::encodedSize(tPiece const& piece) const {
+  unsigned int sum = lengthsSize(present);
+  for (unsigned int j = 0; j < streamCount; ++j) sum += streamSize[j];
+  for (unsigned int j = 0; j < sizesOf(piece); ++j) sum += varint::size(streamSize[j]);
+  return sum;
 }
 
 // Bits to be written: the lowest ones of a word.
@@ -164,64 +205,97 @@ unsigned char* writeStream(unsigned char* to, unsigned char const* end, unsigned
   return to;
 }
 
-tBlob encode(tBlob const& content) {
-  tBlob blob;
-  unsigned int const size = content.size();
-  tCounts const counts(content.data(), size);
-  tPlan const plan(counts, size);
-  if (plan.encodedSize > tBlob::maxSize) return blob;
-  unsigned char* to = blob.extend(static_cast<unsigned int>(plan.encodedSize));
-  if (to == nullptr) return blob;
-  unsigned char const* const end = to + plan.encodedSize;
-
-  to = varint::write(to, size);
-  to = writeLengths(to, counts.present, plan.code);
-  for (unsigned int j = 0; j + 1 < streamCount; ++j) to = varint::write(to, plan.streamSize[j]);
-  if (plan.code.isIdentity()) {
-    std::memcpy(to, content.data(), size);
-  } else if (plan.code.longest != 0) {
-    tCodeTable const table(plan.code);
-    unsigned char const* bytes = content.data();
-    for (unsigned int j = 0; j < streamCount; ++j) {
-      to = writeStream(to, end, bytes, symbolsOfStream(size, j), table);
-      bytes += symbolsOfStream(size, j);
-    }
+unsigned char* writePiece(unsigned char* to, unsigned char const* end, tPiece const& piece) {
+  tPlan const plan(piece, tCounts(piece));
+  to = writeLengths(to, plan.present, plan.code);
+  for (unsigned int j = 0; j < sizesOf(piece); ++j) {
+    to = varint::write(to, plan.streamSize[j]);
   }
-  return blob;
+  if (plan.code.isIdentity()) {
+    std::memcpy(to, piece.bytes, piece.size);
+    return to + piece.size;
+  }
+  if (plan.code.longest == 0) return to;
+  tCodeTable const table(plan.code);
+  unsigned char const* bytes = piece.bytes;
+  for (unsigned int j = 0; j < streamCount; ++j) {
+    unsigned int const count = symbolsOfStream(piece.size, j);
+    to = writeStream(to, end, bytes, count, table);
+    bytes += count;
+  }
+  return to;
+}
+
+// The most that a piece adds to the size of its bytes: 128 bytes of code lengths, for no entry
+// takes more than half a byte per byte value, four stream sizes of up to 2 bytes, and padding.
+constexpr unsigned int mostAdded = symbolCount / 2 + 2 * streamCount + streamCount;
+
+// What can be said without the counts of each stream.
+bool cannotBeShorter(tBlob const& content, unsigned long long limit) {
+  // A piece has a byte of code lengths at least, the sizes, and a bit per byte unless all its bytes
+  // are equal.
+  unsigned int const front = varint::size(content.size());
+  unsigned long long least = front;
+  forEachPiece(content, [&](tPiece const& piece) {
+    bool const allEqual = std::memcmp(piece.bytes, piece.bytes + 1, piece.size - 1) == 0;
+    least += 1 + sizesOf(piece) + (allEqual ? 0 : piece.size / 8);
+    return least < limit;
+  });
+  if (least >= limit) return true;
+  if (content.size() >= fewBytes) return false;
+  tPiece const piece{content.data(), content.size(), true};
+  return front + sizesOf(piece) + leastSizeOfFew(piece) >= limit;
 }
 
 }  // namespace
 
 bool isShorter(tBlob const& content, unsigned long long limit) {
-  unsigned int const size = content.size();
-  unsigned char const* const bytes = content.data();
-  // Content of a single byte takes no bits, any other one at least a bit per byte.
-  std::uint64_t const least = varint::size(size) + 1 + streamCount - 1;
-  if (limit <= least) return false;
-  if (limit <= least + size / 8) {
-    if (std::memcmp(bytes, bytes + 1, size - 1) != 0) return false;
-    tSymbols only{1, {bytes[0]}};
-    return least - 1 + lengthsSize(only) < limit;
-  }
-  if (size < fewBytes && leastSizeOfFew(bytes, size) >= limit) return false;
-  tCounts const counts(bytes, size);
-  std::uint64_t const lower = leastSize(counts, size);
-  if (lower >= limit) return false;
-  // Codes of -log2(7/8 * count / size + 1/8 * 1/256) bits, rounded up, exist and have at most 11,
-  // so the best ones take less than 1.2 bits per byte more than the entropy.
-  std::uint64_t const upper = lower + std::uint64_t{size} * 3 / 20 + 1 + streamCount +
-                              (streamCount - 1) * (varint::size(size) - 1);
-  return upper < limit || tPlan(counts, size).encodedSize < limit;
+  if (cannotBeShorter(content, limit)) return false;
+  unsigned long long lower = varint::size(content.size()), upper = lower;
+  forEachPiece(content, [&](tPiece const& piece) {
+    tCounts const counts(piece);
+    unsigned int const least =
+        lengthsSize(counts.present) + sizesOf(piece) + (leastBits(counts, piece.size) + 7) / 8;
+    lower += least;
+    // Codes of -log2(7/8 * count / size + 1/8 * 1/256) bits, rounded up, exist and have at most 11,
+    // so the best ones take less than 1.2 bits per byte more than the entropy. The sizes may have a
+    // second byte.
+    upper += least + piece.size * 3 / 20 + 1 + streamCount + sizesOf(piece);
+    return lower < limit;
+  });
+  if (lower >= limit || upper < limit) return lower < limit;
+  return tCompression::encodedSizeHuffman(content) < limit;
 }
 
 }  // namespace huffman
 
-tBlob tCompression::encodeHuffman(tBlob const& content) {
-  return content.empty() ? tBlob() : huffman::encode(content);
+unsigned long long tCompression::encodedSizeHuffman(tBlob const& content) {
+  using namespace huffman;
+  if (content.empty()) return 0;
+  unsigned long long size = varint::size(content.size());
+  forEachPiece(content, [&size](tPiece const& piece) {
+    size += tPlan(piece, tCounts(piece)).encodedSize(piece);
+    return true;
+  });
+  return size;
 }
 
-unsigned long long tCompression::encodedSizeHuffman(tBlob const& content) {
-  if (content.empty()) return 0;
-  huffman::tCounts const counts(content.data(), content.size());
-  return huffman::tPlan(counts, content.size()).encodedSize;
+tBlob tCompression::encodeHuffman(tBlob const& content) {
+  using namespace huffman;
+  tBlob encoded;
+  if (content.empty()) return encoded;
+  unsigned long long room = 5ULL + content.size() + pieceCount(content.size()) * mostAdded;
+  if (room > tBlob::maxSize) room = encodedSizeHuffman(content);
+  if (room > tBlob::maxSize) return encoded;
+  unsigned char* const start = encoded.extend(static_cast<unsigned int>(room));
+  if (start == nullptr) return encoded;
+  unsigned char* to = varint::write(start, content.size());
+  forEachPiece(content, [&to, end = start + room](tPiece const& piece) {
+    to = writePiece(to, end, piece);
+    return true;
+  });
+  encoded.truncate(static_cast<unsigned int>(to - start));
+  // Not to hold on to memory for nothing.
+  if (encoded.size() < room / 2) return tBlob(encoded.data(), encoded.size());
+  return encoded;
 }

@@ -1,7 +1,7 @@
 #include "huffmanCode.h"
 
 #include <algorithm>
-#include <cstdint>
+#include <utility>
 
 namespace huffman {
 namespace {
@@ -24,16 +24,19 @@ void putInOrder(tCode& code, tSymbols const& present) {
 }
 
 // Sorts symbols by their counts; equal ones keep their order.
-void sortByCount(tSymbols& symbols, unsigned int const (&counts)[symbolCount]) {
-  unsigned int most = 0;
-  for (unsigned int i = 0; i < symbols.count; ++i) most = std::max(most, counts[symbols.symbol[i]]);
+void sortByCount(tSymbols& symbols, tCountOf const& counts) {
+  unsigned int most = 0;  // sets at least the bits that the largest count has
+  for (unsigned int i = 0; i < symbols.count; ++i) most |= counts[symbols.symbol[i]];
   // Digit by digit, the lowest first.
   constexpr unsigned int digitBits = 6, digits = 1U << digitBits;
-  for (unsigned int shift = 0; shift < 32 && most >> shift != 0; shift += digitBits) {
-    auto const digit = [&](unsigned char symbol) { return counts[symbol] >> shift & (digits - 1); };
-    unsigned int place[digits + 1] = {};
-    for (unsigned int i = 0; i < symbols.count; ++i) ++place[digit(symbols.symbol[i]) + 1];
-    for (unsigned int i = 0; i < digits; ++i) place[i + 1] += place[i];
+  for (unsigned int shift = 0; most >> shift != 0; shift += digitBits) {
+    auto const digit = [&](unsigned char symbol) {
+      return unsigned{counts[symbol]} >> shift & (digits - 1);
+    };
+    unsigned int place[digits] = {};
+    for (unsigned int i = 0; i < symbols.count; ++i) ++place[digit(symbols.symbol[i])];
+    unsigned int sum = 0;
+    for (unsigned int& next : place) sum += std::exchange(next, sum);
     tSymbols const before = symbols;
     for (unsigned int i = 0; i < before.count; ++i) {
       symbols.symbol[place[digit(before.symbol[i])]++] = before.symbol[i];
@@ -82,21 +85,21 @@ bool makeLengths(tWeights const& leaves, unsigned char* lengths) {
   return lengths[0] <= maxLength;
 }
 
-// Package-merge. Level by level, starting with the symbols' counts, pairs of the level before are
-// merged with the counts again; a symbol gets one bit for each level at which it is among the
-// cheapest items that the level above uses.
+// Package-merge. Level by level, starting with the symbols' weights, pairs of the level before are
+// merged with the weights again; a symbol gets one bit for each level at which it is among the
+// cheapest items that the level above uses. The last level uses all weights.
 class tPackageMerge {
  public:
-  explicit tPackageMerge(tWeights const& weights)
-      : m_weights(weights.weight), m_count(weights.count), m_size(weights.count) {
-    std::copy_n(m_weights, m_count, m_items);
-    for (unsigned int level = 1; level < maxLength; ++level) mergeInto(m_weightsBefore[level]);
+  explicit tPackageMerge(tWeights const& weights) : m_count(weights.count), m_size(weights.count) {
+    std::copy_n(weights.weight, m_count + 1, m_weights + 1);
+    std::copy_n(weights.weight, m_count, m_items);
+    for (unsigned int level = 1; level < maxLength - 1; ++level) makeLevel(m_weightsBefore[level]);
   }
   // Gives the lengths of the codes, in the order of the weights.
   void makeLengths(unsigned char* lengths) const {
-    std::fill_n(lengths, m_count, static_cast<unsigned char>(0));
-    unsigned int used = 2 * m_count - 2;
-    for (unsigned int level = maxLength - 1; level > 0; --level) {
+    std::fill_n(lengths, m_count, static_cast<unsigned char>(1));
+    unsigned int used = 2 * (m_count - 2);
+    for (unsigned int level = maxLength - 2; level > 0; --level) {
       unsigned int const weights = m_weightsBefore[level][used];
       for (unsigned int i = 0; i < weights; ++i) ++lengths[i];
       used = 2 * (used - weights);
@@ -107,29 +110,35 @@ class tPackageMerge {
  private:
   using tBefore = unsigned short[2 * symbolCount];
 
-  void mergeInto(tBefore& before) {
-    std::uint64_t merged[2 * symbolCount];
+  // Merges from both ends at once, for each step of one end waits for the one before.
+  void makeLevel(tBefore& before) {
     unsigned int const pairs = m_size / 2;
-    unsigned int weight = 0, pair = 0;
-    m_size = std::min(m_count + pairs, 2 * m_count - 2);
-    for (unsigned int i = 0; i < m_size; ++i) {
-      before[i] = static_cast<unsigned short>(weight);
-      std::uint64_t const package =
-          pair < pairs ? m_items[2 * pair] + m_items[2 * pair + 1] : ~std::uint64_t{0};
-      bool const takeWeight = weight < m_count && m_weights[weight] <= package;
-      merged[i] = takeWeight ? m_weights[weight] : package;
-      weight += takeWeight;
-      pair += !takeWeight;
+    unsigned int packages[symbolCount + 2] = {0};
+    for (unsigned int i = 0; i < pairs; ++i) packages[i + 1] = m_items[2 * i] + m_items[2 * i + 1];
+    packages[pairs + 1] = tWeights::none;
+    m_size = m_count + pairs;
+    unsigned int weight = 1, package = 1, lastWeight = m_count, lastPackage = pairs;
+    for (unsigned int i = 0, last = m_size - 1; i <= last; ++i, --last) {
+      before[i] = static_cast<unsigned short>(weight - 1);
+      bool const isWeight = m_weights[weight] <= packages[package];
+      m_items[i] = isWeight ? m_weights[weight] : packages[package];
+      weight += isWeight;
+      package += !isWeight;
+
+      bool const lastIsWeight = m_weights[lastWeight] > packages[lastPackage];
+      m_items[last] = lastIsWeight ? m_weights[lastWeight] : packages[lastPackage];
+      lastWeight -= lastIsWeight;
+      lastPackage -= !lastIsWeight;
+      before[last] = static_cast<unsigned short>(lastWeight);
     }
-    before[m_size] = static_cast<unsigned short>(weight);
-    std::copy_n(merged, m_size, m_items);
+    before[m_size] = static_cast<unsigned short>(m_count);
   }
 
-  unsigned int const* m_weights;
-  unsigned int m_count;
+  unsigned int const m_count;
+  unsigned int m_weights[symbolCount + 2] = {0};  // between one that is below all and one above
+  unsigned int m_items[2 * symbolCount];          // of the current level, in ascending order
   unsigned int m_size;
-  std::uint64_t m_items[2 * symbolCount];
-  tBefore m_weightsBefore[maxLength];  // of the first i items of a level, how many are weights
+  tBefore m_weightsBefore[maxLength - 1];  // of the first i items of a level, how many are weights
 };
 
 // Half bytes, high half first.
@@ -216,7 +225,7 @@ bool getGap(tHalvesReader& halves, unsigned int kind, unsigned int& gap) {
 
 }  // namespace
 
-tCode makeCode(unsigned int const (&counts)[symbolCount], tSymbols const& present) {
+tCode makeCode(tCountOf const& counts, tSymbols const& present) {
   tCode code;
   if (present.count > 1) {
     tSymbols sorted = present;
@@ -228,6 +237,17 @@ tCode makeCode(unsigned int const (&counts)[symbolCount], tSymbols const& presen
     for (unsigned int i = 0; i < sorted.count; ++i) code.length[sorted.symbol[i]] = lengths[i];
   }
   putInOrder(code, present);
+  return code;
+}
+
+tCode makeIdentity() {
+  tCode code;
+  code.longest = 8;
+  code.inOrder.count = symbolCount;
+  for (unsigned int i = 0; i < symbolCount; ++i) {
+    code.length[i] = 8;
+    code.inOrder.symbol[i] = static_cast<unsigned char>(i);
+  }
   return code;
 }
 

@@ -26,9 +26,14 @@ struct tCode {
   bool isIdentity() const { return inOrder.count == symbolCount && longest == 8; }
 };
 
-/// The code that makes content of these counts shortest. `present`: the bytes whose count is not 0,
+/// How often bytes occur in a piece.
+using tCountOf = unsigned short[symbolCount];
+
+/// The code that makes a piece of these counts shortest. `present`: the bytes whose count is not 0,
 /// at least one, in ascending order.
-tCode makeCode(unsigned int const (&counts)[symbolCount], tSymbols const& present);
+tCode makeCode(tCountOf const& counts, tSymbols const& present);
+/// The code that gives every byte as it is.
+tCode makeIdentity();
 
 /// Code lengths are written in half bytes, high half first, byte by byte from 0 until the code is
 /// complete: 0..11 the length of the byte's code (0 for the only byte of a content), 12 a byte
@@ -36,7 +41,7 @@ tCode makeCode(unsigned int const (&counts)[symbolCount], tSymbols const& presen
 ///
 /// How many bytes they take if the bytes `present`, in ascending order, have codes.
 unsigned int lengthsSize(tSymbols const& present);
-/// Writes them and returns the place behind.
+/// Writes the lengths of the bytes `present` and returns the place behind.
 unsigned char* writeLengths(unsigned char* to, tSymbols const& present, tCode const& code);
 /// Reads them and moves `from` behind. False if they make no complete code.
 bool readLengths(unsigned char const*& from, unsigned char const* end, tCode& code);

@@ -13,48 +13,59 @@ namespace {
 
 using words::tWord;
 
-// What the next bits of a stream stand for: one byte or two.
-struct tEntry {
-  unsigned char symbol[2];
-  unsigned char bits;   // of all symbols
-  unsigned char count;  // of symbols
-};
+// What the next bits of a stream stand for, one byte or two: the bytes, how many bits they take,
+// how many they are. Numbers of this form are joined by a sum.
+using tEntry = std::uint32_t;
+constexpr unsigned int bitsAt = 2, countAt = 3;  // bytes of it
+constexpr tEntry makeEntry(unsigned char first, unsigned char second, unsigned char bits) {
+  struct tBytes {
+    unsigned char symbol[2], bits, count;
+  };
+  return std::bit_cast<tEntry>(tBytes{{first, second}, bits, 1});
+}
 
 struct tTable {
   // `tableWidth`: how many bits are looked at together, no fewer than the longest code.
   tTable(tCode const& tableCode, unsigned int tableWidth);
-  tEntry const& entryOf(tWord word) const { return entry[word >> (words::bits - width)]; }
 
   tCode const& code;
   unsigned int const width;
   tEntry entry[1U << maxLength];
 };
 
+// The bytes of the entry that `word` begins with.
+inline unsigned char const* find(tEntry const* entries, unsigned int width, tWord word) {
+  return reinterpret_cast<unsigned char const*>(entries + (word >> (words::bits - width)));
+}
+
 tTable::tTable(tCode const& tableCode, unsigned int tableWidth)
     : code(tableCode), width(tableWidth) {
-  // Entries as numbers, to be joined by a sum: what the first byte gives, and the second.
-  auto const number = [](tEntry part) { return std::bit_cast<std::uint32_t>(part); };
-  std::uint32_t second[1U << maxLength];  // by the bits behind the first byte
+  tEntry second[1U << maxLength];         // by the bits behind the first byte
   unsigned int upTo[maxLength + 1] = {};  // shorter codes come first: where those of a length end
   unsigned int end = 0;
   for (unsigned int i = 0; i < code.inOrder.count; ++i) {
     unsigned char const symbol = code.inOrder.symbol[i], length = code.length[symbol];
     unsigned int const count = 1U << (tableWidth - length);
-    std::fill_n(second + end, count, number({{0, symbol}, length, 1}));
+    std::fill_n(second + end, count, makeEntry(0, symbol, length));
     end += count;
     upTo[length] = end;
   }
   for (unsigned int i = 1; i <= maxLength; ++i) upTo[i] = std::max(upTo[i], upTo[i - 1]);
+  // Behind first bytes of the same length there is the same choice of second ones, or none.
+  tEntry choice[1U << (maxLength - 1)];
+  unsigned int choiceLength = 0;
   tEntry* to = entry;
   for (unsigned int i = 0; i < code.inOrder.count; ++i) {
     unsigned char const symbol = code.inOrder.symbol[i], length = code.length[symbol];
-    std::uint32_t const first = number({{symbol, 0}, length, 1});
-    unsigned int const endOfTwo = upTo[tableWidth - length] >> length;
     unsigned int const count = 1U << (tableWidth - length);
-    for (unsigned int rest = 0; rest < endOfTwo; ++rest) {
-      to[rest] = std::bit_cast<tEntry>(first + second[rest << length]);
+    if (length != choiceLength) {
+      unsigned int const fitting = upTo[tableWidth - length] >> length;
+      for (unsigned int j = 0; j < fitting; ++j) choice[j] = second[j << length];
+      std::fill(choice + fitting, choice + count, 0);
+      choiceLength = length;
     }
-    std::fill(to + endOfTwo, to + count, std::bit_cast<tEntry>(first));
+    tEntry const first = makeEntry(symbol, 0, length);
+    for (unsigned int j = 0; j < count; ++j) to[j] = first + choice[j];
     to += count;
   }
 }
@@ -82,11 +93,11 @@ inline void step(tStream& stream, tEntry const* entries, unsigned int width) {
   unsigned char* to = stream.to;
   unsigned int bits = stream.bit;
   for (unsigned int i = 0; i < lookups; ++i) {
-    tEntry const& entry = entries[word >> (words::bits - width)];
-    std::memcpy(to, entry.symbol, 2);
-    to += entry.count;
-    word <<= entry.bits;
-    bits += entry.bits;
+    unsigned char const* const entry = find(entries, width, word);
+    std::memcpy(to, entry, 2);
+    to += entry[countAt];
+    word <<= entry[bitsAt];
+    bits += entry[bitsAt];
   }
   stream.to = to;
   stream.from += bits / 8;
@@ -105,15 +116,16 @@ tWord loadBigUpTo(unsigned char const* from, unsigned char const* end) {
 // Reads what is left. True if range and bits end together.
 bool finish(tStream& stream, tTable const& table, unsigned char const* end) {
   while (stream.to != stream.toEnd) {
-    tEntry const& entry = table.entryOf(loadBigUpTo(stream.from, end) << stream.bit);
+    tWord const word = loadBigUpTo(stream.from, end) << stream.bit;
+    unsigned char const* const entry = find(table.entry, table.width, word);
     unsigned int bits = stream.bit;
     if (stream.toEnd - stream.to >= 2) {
-      std::memcpy(stream.to, entry.symbol, 2);
-      stream.to += entry.count;
-      bits += entry.bits;
+      std::memcpy(stream.to, entry, 2);
+      stream.to += entry[countAt];
+      bits += entry[bitsAt];
     } else {
-      *stream.to++ = entry.symbol[0];
-      bits += table.code.length[entry.symbol[0]];
+      *stream.to++ = *entry;
+      bits += table.code.length[*entry];
     }
     if (static_cast<int>(bits / 8) > end - stream.from) return false;
     stream.from += bits / 8;
@@ -123,9 +135,8 @@ bool finish(tStream& stream, tTable const& table, unsigned char const* end) {
   return stream.end - stream.from == 1 && (*stream.from << stream.bit & 0xFF) == 0;
 }
 
-// Streams are read up to the end of all of them; where one stopped is checked at the end.
-bool decode(tStream (&streams)[streamCount], tTable const& table) {
-  unsigned char const* const end = streams[streamCount - 1].end;
+// Streams are read up to the `end` of all; where each one stopped is checked at last.
+bool readStreams(tStream (&streams)[streamCount], tTable const& table, unsigned char const* end) {
   unsigned int const width = table.width;
   for (;;) {
     tStream* active[streamCount];
@@ -145,67 +156,79 @@ bool decode(tStream (&streams)[streamCount], tTable const& table) {
                      [&](tStream& stream) { return finish(stream, table, end); });
 }
 
-struct tParts {
-  unsigned int size;
-  tCode code;
-  unsigned char const* stream[streamCount + 1];  // where each begins, and where the last one ends
-};
-
-bool readParts(tBlob const& encoded, tParts& parts) {
-  unsigned char const* from = encoded.data();
-  unsigned char const* const end = from + encoded.size();
-  if (!varint::read(from, end, parts.size) || parts.size == 0) return false;
-  if (!readLengths(from, end, parts.code)) return false;
-  unsigned int sizes[streamCount - 1];
-  for (unsigned int& size : sizes) {
-    if (!varint::read(from, end, size)) return false;
+// Reads the sizes of a piece's streams and where they lie, and moves `from` behind them. What they
+// give goes to `to`.
+bool findStreams(unsigned char const*& from, unsigned char const* end, bool isLast,
+                 unsigned char* to, unsigned int size, tStream (&streams)[streamCount]) {
+  unsigned int sizes[streamCount];
+  for (unsigned int j = 0; j < streamCount - isLast; ++j) {
+    if (!varint::read(from, end, sizes[j])) return false;
   }
   for (unsigned int j = 0; j < streamCount; ++j) {
-    parts.stream[j] = from;
-    if (j + 1 == streamCount) break;
-    if (sizes[j] > static_cast<unsigned int>(end - from)) return false;
+    auto const left = static_cast<unsigned int>(end - from);
+    if (j + 1 == streamCount && isLast) sizes[j] = left;
+    if (sizes[j] > left) return false;
+    unsigned int const count = symbolsOfStream(size, j);
+    streams[j] = {from, from + sizes[j], 0, to, to + count};
     from += sizes[j];
-  }
-  parts.stream[streamCount] = end;
-  // Sizes that no content has are refused before memory is asked for.
-  unsigned int const shortest = parts.code.shortest();
-  for (unsigned int j = 0; j < streamCount; ++j) {
-    auto const bits = 8ULL * static_cast<unsigned int>(parts.stream[j + 1] - parts.stream[j]);
-    unsigned long long const count = symbolsOfStream(parts.size, j);
-    if (bits < count * shortest || bits > count * parts.code.longest + 7) return false;
+    to += count;
   }
   return true;
 }
 
-bool fill(unsigned char* to, tParts const& parts) {
-  if (parts.code.longest == 0) {
-    std::memset(to, parts.code.inOrder.symbol[0], parts.size);
+// Whether a stream's bytes are as many as its codes may take; if all have the same length, it is
+// then right.
+bool fits(tStream const& stream, tCode const& code) {
+  auto const bits = 8ULL * static_cast<unsigned int>(stream.end - stream.from);
+  auto const count = static_cast<unsigned int>(stream.toEnd - stream.to);
+  return bits >= count * code.shortest() && bits <= count * code.longest + 7;
+}
+
+// Reads the piece at `from`, which gives `size` bytes to `to`, and moves `from` behind it.
+bool readPiece(unsigned char const*& from, unsigned char const* end, bool isLast, unsigned char* to,
+               unsigned int size) {
+  tCode code;
+  tStream streams[streamCount];
+  if (!readLengths(from, end, code)) return false;
+  if (!findStreams(from, end, isLast, to, size, streams)) return false;
+  for (tStream const& stream : streams) {
+    if (!fits(stream, code)) return false;
+  }
+  if (code.longest == 0) {
+    std::memset(to, code.inOrder.symbol[0], size);
     return true;
   }
-  if (parts.code.isIdentity()) {
-    std::memcpy(to, parts.stream[0], parts.size);
+  if (code.isIdentity()) {
+    std::memcpy(to, streams[0].from, size);
     return true;
   }
   // A wider table takes longer to make and reads two bytes at once more often.
-  bool const small = parts.size < 4096;
-  tTable const table(parts.code, small ? parts.code.longest : maxLength);
-  tStream streams[streamCount];
-  for (unsigned int j = 0; j < streamCount; ++j) {
-    unsigned int const count = symbolsOfStream(parts.size, j);
-    streams[j] = {parts.stream[j], parts.stream[j + 1], 0, to, to + count};
-    to += count;
-  }
-  return decode(streams, table);
+  constexpr unsigned int small = 4096;
+  return readStreams(streams, tTable(code, size < small ? code.longest : maxLength), end);
 }
 
 }  // namespace
 }  // namespace huffman
 
 tBlob tCompression::decodeHuffman(tBlob const& encoded) {
+  using namespace huffman;
   tBlob content;
-  huffman::tParts parts;
-  if (!huffman::readParts(encoded, parts) || parts.size > maxDecodedSize()) return content;
-  unsigned char* const to = content.extend(parts.size);
-  if (to == nullptr || !huffman::fill(to, parts)) content.release();
+  unsigned char const* from = encoded.data();
+  unsigned char const* const end = from + encoded.size();
+  unsigned int left;
+  if (!varint::read(from, end, left) || left == 0 || left > maxDecodedSize()) return content;
+  // A piece takes a byte of code lengths and its sizes at least.
+  if (end - from < static_cast<int>(pieceCount(left) * (1 + streamCount) - 1)) return content;
+  unsigned char* to = content.extend(left);
+  if (to == nullptr) return content;
+  while (left != 0) {
+    unsigned int const size = std::min(left, pieceSize);
+    left -= size;
+    if (!readPiece(from, end, left == 0, to, size)) {
+      content.release();
+      return content;
+    }
+    to += size;
+  }
   return content;
 }

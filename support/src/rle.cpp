@@ -14,9 +14,6 @@
 
 namespace {
 
-using words::tWord;
-constexpr tWord ones = static_cast<tWord>(0x0101010101010101);
-
 // A run of 3 costs 2 bytes and at most one more literal token, so it never costs more than it
 // saves; a run of 2 may.
 constexpr unsigned int shortestRun = 3;
@@ -35,8 +32,10 @@ std::uint64_t equalNeighboursOfStep(unsigned char const* bytes) {
   return static_cast<std::uint64_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(here, next)));
 }
 #else
+using words::tWord;
 constexpr unsigned int scanStep = sizeof(tWord);
 std::uint64_t equalNeighboursOfStep(unsigned char const* bytes) {
+  constexpr tWord ones = static_cast<tWord>(0x0101010101010101);
   constexpr tWord lows = 0x7F * ones;
   tWord const differ = words::loadLittle(bytes) ^ words::loadLittle(bytes + 1);
   tWord const equal = ~(((differ & lows) + lows) | differ) >> 7 & ones;
