@@ -55,11 +55,6 @@ nk_message* nk_message::getMessage(tBlob* blob) {
   return nullptr;
 }
 
-bool nk_message::hasClass(teType type) {
-  nk_messageKind const* kind = messageKind(type);
-  return kind != nullptr && kind->make != nullptr;
-}
-
 tString nk_message::getJson() {
   tJson json;
   return serializeToJson(&json) ? json.getJson(false) : tString();

@@ -80,9 +80,6 @@ class NK_API nk_message {
   /// without a class (said on standard output), and when memory runs out. A body that fails to
   /// parse still gives an object.
   static nk_message* getMessage(tBlob* blob);
-  /// True if getMessage makes messages of this type. Programs that must keep their standard output
-  /// clean ask this first.
-  static bool hasClass(teType type);
   /// The message as compact JSON text; empty if it has none.
   tString getJson();
 
