@@ -11,16 +11,11 @@ constexpr auto reading = nk_serializer::SER_READ;
 
 // The types that answers have, those that a panel sends back as they came included.
 constexpr nk_message::teType answerTypes[] = {
-    nk_message::STATE_RSP,
-    nk_message::EVENTS_RSP,
-    nk_message::SET_CONFIG_RSP,
-    nk_message::GET_DISPLAY_CONFIGURATION_RSP,
-    nk_message::SET_SCHEDULES_RSP,
-    nk_message::TIME,
-    nk_message::SHUTDOWN,
-    nk_message::STATISTICS_RSP,
-    nk_message::GENERIC_REQ,
-    nk_message::GENERIC_RSP};
+    nk_message::STATE_RSP,         nk_message::EVENTS_RSP,
+    nk_message::SET_CONFIG_RSP,    nk_message::GET_DISPLAY_CONFIGURATION_RSP,
+    nk_message::SET_SCHEDULES_RSP, nk_message::TIME,
+    nk_message::SHUTDOWN,          nk_message::STATISTICS_RSP,
+    nk_message::GENERIC_REQ,       nk_message::GENERIC_RSP};
 
 tString genericJson(nk_messageGeneric const& message) {
   tJson json;
