@@ -65,7 +65,7 @@ class nk_carrier {
   /// Bytes that have arrived and were not handed out.
   unsigned int incoming() const { return m_incoming.size(); }
   /// True if so many bytes wait to be sent that no new work should be taken on from this peer.
-  bool congested() const { return outgoing() > m_limits.buffered / 2; }
+  bool congested() const { return !m_error && outgoing() > m_limits.buffered / 2; }
   /// All bytes that send() ever took, and that receive() ever handed out.
   unsigned long long sent() const { return m_sent; }
   unsigned long long received() const { return m_received; }

@@ -78,6 +78,7 @@ nk_tools::teExit tStation::connect() {
   auto const opened = [this](int descriptor) {
     nk_carrier::tLimits limits;
     limits.patience = m_options.timeout;
+    limits.buffered = 1u << 29;  // any request at once, so that the deadline alone decides
     nk_linkedEngine::tSetup setup;
     setup.address = m_options.from;
     if (m_options.verbose) setup.logOutput = sayLog;

@@ -57,7 +57,6 @@ void tDevice::stop() {
   m_dialer.cancel();
   m_stopTimer.expires_after(stopTime);
   m_stopTimer.async_wait([this](std::error_code) { m_io.stop(); });
-  for (auto& link : m_links) link.pump();
   sweep();
 }
 
