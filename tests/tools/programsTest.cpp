@@ -1,11 +1,7 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
-#include <sstream>
-
 #include "harness/link.h"
-#include "harness/program.h"
+#include "harness/programs.h"
 #include "link/dialer.h"
 #include "link/linkedEngine.h"
 #include "link/listener.h"
@@ -16,54 +12,12 @@
 
 namespace {
 
+using harness::contentOf;
+using harness::programs;
 using harness::runUntil;
 using harness::tProgram;
-
-std::vector<std::string> words(std::string const& line) {
-  std::istringstream stream(line);
-  return {std::istream_iterator<std::string>(stream), {}};
-}
-
-std::string write(std::string const& path, std::string const& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
-}
-
-std::string contentOf(nk_message& message) {
-  nk_serializer content;
-  EXPECT_TRUE(message.serializeMsg(&content));
-  return std::string(reinterpret_cast<char const*>(content.data()), content.size());
-}
-
-// nkdevice at address 2, and nkctl to talk to it.
-class programs : public testing::Test {
- protected:
-  std::unique_ptr<tProgram> startDevice(std::string const& url) {
-    auto device = std::make_unique<tProgram>(
-        io, std::vector<std::string>{NK_DEVICE, "--link", url, "--address", "2"});
-    station = device->waitFor("listening on ");
-    station = station.substr(0, station.find(", address 2"));
-    return device;
-  }
-  // Runs nkctl with these arguments and gives its exit status.
-  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
-    std::vector<std::string> all{NK_CTL};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    tProgram program(io, all, input);
-    int const status = program.finish();
-    output = program.output;
-    errors = program.errors;
-    return status;
-  }
-  // Runs a command, a line of words, with the device.
-  int ask(std::string const& command) {
-    return control(words("--link " + station + " --to 2 " + command));
-  }
-
-  asio::io_context io{1};
-  harness::tTempDir dir;
-  std::string station, output, errors;
-};
+using harness::words;
+using harness::write;
 
 class programsOverLink : public programs, public testing::WithParamInterface<char const*> {};
 
@@ -117,7 +71,7 @@ INSTANTIATE_TEST_SUITE_P(links, programsOverLink, testing::Values("tcp", "unix",
 TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   auto const device = startDevice("tcp://127.0.0.1:0");
   auto const link = "--link " + station, good = link + " --to 2 ";
-  auto const unknown = write(dir / "unknown", std::string("\x01\0\0\0", 4));  // STATE_REQ
+  auto const unknown = write(dir / "unknown", std::string("\x03\0\0\0", 4));  // EVENTS_REQ
   auto const brief = write(dir / "brief", "abc");
   auto const empty = write(dir / "empty", "");
   struct {
@@ -128,7 +82,8 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
       {"--help", 0, "Exit status"},
       {"time --help", 0, "clock"},
       {"--version", 0, "0."},
-      {"", 2, "--link"},
+      {"", 2, "A command is required"},
+      {"time", 2, "--link is required"},
       {link + " time", 2, "--to is required"},
       {"--to 2 time", 2, "--link is required"},
       {good, 2, "A command is required"},

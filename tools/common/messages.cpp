@@ -7,9 +7,13 @@
 
 namespace {
 
-// The types with a class in the library.
-constexpr nk_message::teType readable[] = {nk_message::TIME, nk_message::SHUTDOWN,
-                                           nk_message::GENERIC_REQ, nk_message::GENERIC_RSP};
+constexpr auto reading = nk_serializer::SER_READ;
+
+// The types that answers have, those that a panel sends back as they came included.
+constexpr nk_message::teType answerTypes[] = {
+    nk_message::STATE_RSP,  nk_message::SET_CONFIG_RSP, nk_message::SET_SCHEDULES_RSP,
+    nk_message::TIME,       nk_message::SHUTDOWN,       nk_message::GENERIC_REQ,
+    nk_message::GENERIC_RSP};
 
 tString genericJson(nk_messageGeneric const& message) {
   tJson json;
@@ -22,24 +26,36 @@ tString genericJson(nk_messageGeneric const& message) {
 
 }  // namespace
 
-nk_message::teType nk_tools::messageType(tBlob const& content) {
-  constexpr unsigned int headerSize = 4;
-  if (content.size() < headerSize) return nk_message::teType(0);
-  return nk_message::teType(content.data()[0] | content.data()[1] << 8);
+nk_tools::tContent::tContent(tBlob& content) : body(&content) {
+  unsigned short number = 0, revision = 0;
+  if (!body.u16(number, reading) || !body.u16(revision, reading)) return;
+  type = nk_message::teType(number);
+  version = nk_message::teVersion(revision);
 }
 
-std::unique_ptr<nk_message> nk_tools::readMessage(tBlob& content) {
-  auto const type = messageType(content);
-  if (std::find(std::begin(readable), std::end(readable), type) == std::end(readable))
+bool nk_tools::tContent::readInto(nk_message& message) {
+  return message.serialize(&body, reading) && body.remaining() == 0;
+}
+
+std::unique_ptr<nk_message> nk_tools::readAnswer(tBlob& content) {
+  tContent parts(content);
+  if (std::find(std::begin(answerTypes), std::end(answerTypes), parts.type) ==
+      std::end(answerTypes))
     return nullptr;
-  return std::unique_ptr<nk_message>(nk_message::getMessage(&content));
+  std::unique_ptr<nk_message> message(nk_message::getMessage(&content));
+  // The library does not tell of a body that is cut short: read once more, to see. What is left
+  // over belongs to later versions.
+  if (!message->serialize(&parts.body, reading)) return nullptr;
+  return message;
 }
 
-tString nk_tools::messageJson(tBlob& content) {
-  auto const message = readMessage(content);
-  if (auto const* const generic = dynamic_cast<nk_messageGeneric const*>(message.get()))
-    return genericJson(*generic);
-  if (message) return message->getJson();
+tString nk_tools::messageJson(nk_message& message) {
+  auto const* const generic = dynamic_cast<nk_messageGeneric const*>(&message);
+  return generic != nullptr ? genericJson(*generic) : message.getJson();
+}
+
+tString nk_tools::contentJson(tBlob& content) {
+  if (auto const message = readAnswer(content)) return messageJson(*message);
   tJson json;
   json.addBinary("content", content);
   json.addInt("size", content.size());

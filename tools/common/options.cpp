@@ -18,14 +18,16 @@ bool nk_tools::parseAddress(std::string const& text, unsigned int& address) {
   return true;
 }
 
-void nk_tools::addLinkOption(CLI::App& app, nk_linkUrl& url) {
-  auto const parse = [&url](std::string const& text) {
+CLI::Option* nk_tools::addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store) {
+  auto const parse = [store = std::move(store)](std::string const& text) {
+    nk_linkUrl url;
     std::string error;
     if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError("--link", error);
+    store(url);
   };
-  app.add_option_function<std::string>(
-         "--link", parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
-      ->required()
+  return app
+      .add_option_function<std::string>(
+          "--link", parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
       ->type_name("URL");
 }
 

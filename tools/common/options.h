@@ -14,8 +14,8 @@ namespace nk_tools {
 /// two addresses that belong to no instance.
 bool parseAddress(std::string const& text, unsigned int& address);
 
-/// Adds --link, which must be given.
-void addLinkOption(CLI::App& app, nk_linkUrl& url);
+/// Adds --link; `store` is given what was read.
+CLI::Option* addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store);
 /// Adds an option that takes an address; with `broadcast` also that word, which stands for
 /// nk_basicTelegram::addressBroadcast.
 CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned int& address,

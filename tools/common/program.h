@@ -1,23 +1,31 @@
 #pragma once
 
+#include <string>
 #include <string_view>
 
 /// What every program here has in common: its exit status and how it speaks to people.
 namespace nk_tools {
 
-/// The exit status of both programs, as --help lists it.
+/// The exit status of both programs; exitHelp says what each means.
 enum teExit {
   STATUS_OK = 0,
-  STATUS_OTHER = 1,     ///< no memory, or the output cannot be written
-  STATUS_USAGE = 2,     ///< wrong command line or unreadable input file
-  STATUS_LINK = 3,      ///< the link cannot be opened
-  STATUS_TIMEOUT = 4,   ///< no answer in time
-  STATUS_PROTOCOL = 5,  ///< the link broke before the work was done, or an unexpected answer
+  STATUS_OTHER = 1,
+  STATUS_USAGE = 2,
+  STATUS_LINK = 3,
+  STATUS_TIMEOUT = 4,
+  STATUS_PROTOCOL = 5,
+  STATUS_DIFFERS = 6,
 };
+
+/// The lines of --help on the exit statuses up to `last`.
+std::string exitHelp(teExit last);
 
 /// Stands before every line on standard error. Set once, first thing in main.
 inline char const* programName = "";
 
+/// `text` with question marks for control characters: texts of peers and files must not steer the
+/// terminal.
+std::string printable(std::string_view text);
 /// Writes one line to standard error.
 void say(std::string_view text);
 

@@ -1,5 +1,6 @@
 #include "nkProtocol/controlMessages.h"
 #include "tools/nkctl/commands.h"
+#include "tools/nkctl/station.h"
 
 tRun declareTime(CLI::App&) {
   return [](tStation& station) {
@@ -18,8 +19,8 @@ tRun declareShutdown(CLI::App&) {
 
 tRun declareGeneric(CLI::App& app) {
   auto const texts = std::make_shared<std::pair<std::string, std::string>>();
-  app.add_option("TEXT1", texts->first, "The first text")->required();
-  app.add_option("TEXT2", texts->second, "The second text")->required();
+  addArgument(app, "TEXT1", texts->first, "The first text");
+  addArgument(app, "TEXT2", texts->second, "The second text");
   return [texts](tStation& station) {
     nk_messageGenericReq request(nk_message::VERSION_0, tString(std::string_view(texts->first)),
                                  tString(std::string_view(texts->second)));

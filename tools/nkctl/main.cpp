@@ -1,20 +1,26 @@
 #include <CLI/CLI.hpp>
+#include <string>
 
 #include "tools/common/options.h"
 #include "tools/nkctl/commands.h"
+#include "tools/nkctl/station.h"
 
 namespace {
 
 constexpr char footer[] =
-    "Answers are printed on standard output, one line of JSON each: the message's own form;\n"
+    "Answers are printed on standard output: as tables by state, set-name, config and schedules;\n"
+    "by the other commands, and with --json, as one line of JSON each: the message's own form;\n"
     "  {\"action\":\"generic\",\"type\":\"response\",\"text1\":...,\"text2\":...}  for generic "
     "ones;\n"
     "  {\"content\":BASE64,\"size\":BYTES}  for content that is no known message.\n"
-    "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n\n"
-    "Exit status: 0 done, 1 other failure, 2 wrong usage, 3 cannot connect, 4 time-out,\n"
-    "5 protocol error: the link broke first, or the answer is of an unexpected type.\n\n"
-    "Examples:\n"
+    "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n"
+    "All commands but config init and schedules preview need --link and --to.\n\n";
+
+constexpr char examples[] =
+    "\n\nExamples:\n"
     "  nkctl --link tcp://127.0.0.1:4711 --to 2 time\n"
+    "  nkctl --link tcp://127.0.0.1:4711 --to 2 config set hall.json\n"
+    "  nkctl schedules preview week.json --config hall.json --at \"2026-03-01 08:00:00\"\n"
     "  nkctl --link unix:///tmp/panel.sock --to 0x20 generic hello world\n"
     "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast --timeout 30 raw content.bin";
 
@@ -31,10 +37,9 @@ void addSeconds(CLI::App& app, std::string const& name, std::chrono::millisecond
 }
 
 void addOptions(CLI::App& app, tStation::tOptions& options) {
-  nk_tools::addLinkOption(app, options.link);
+  nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; });
   nk_tools::addAddressOption(app, "--to", options.to, true,
-                             "The panel's address, decimal or 0x..., or broadcast")
-      ->required();
+                             "The panel's address, decimal or 0x..., or broadcast");
   nk_tools::addAddressOption(app, "--from", options.from, false, "The station's own address [1]");
   addSeconds(app, "--timeout", options.timeout, 0.001,
              "For the whole exchange, sending included [5]");
@@ -61,7 +66,7 @@ int main(int argc, char** argv) {
   app.final_callback([&run] {
     if (!run) throw CLI::RequiredError("A command");
   });
-  app.footer(footer);
+  app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_DIFFERS) + examples);
   return nk_tools::parseAndRun(app, argc, argv, [&] {
     tStation station(options);
     auto const status = run(station);

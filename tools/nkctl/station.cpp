@@ -45,6 +45,7 @@ void tStation::close() {
 }
 
 nk_tools::teExit tStation::submit(tBlob& content, nk_responseCallback callback) {
+  if (auto const status = checkOptions()) return status;
   if (auto const status = connect()) return status;
   m_deadline = steady_clock::now() + m_options.timeout;
   m_unconfirmed = true;
@@ -57,6 +58,13 @@ nk_tools::teExit tStation::submit(tBlob& content, nk_responseCallback callback) 
   if (m_link->carrier().sent() != before || m_link->carrier().error()) return nk_tools::STATUS_OK;
   nk_tools::say("the request could not be sent");
   return nk_tools::STATUS_PROTOCOL;
+}
+
+nk_tools::teExit tStation::checkOptions() const {
+  bool const complete = m_options.link && m_options.to != nk_basicTelegram::addressNone;
+  if (complete) return nk_tools::STATUS_OK;
+  nk_tools::say(m_options.link ? "--to is required" : "--link is required");
+  return nk_tools::STATUS_USAGE;
 }
 
 nk_tools::teExit tStation::connect() {
@@ -75,12 +83,12 @@ nk_tools::teExit tStation::connect() {
     if (m_options.verbose) nk_tools::say(reason.message() + "; trying again");
   };
   auto const giveUp = [&](std::error_code reason) {
-    nk_tools::say("cannot open " + m_options.link.text() + ": " + reason.message());
+    nk_tools::say("cannot open " + m_options.link->text() + ": " + reason.message());
     gaveUp = true;
   };
   nk_dialer::tPlan plan;
   plan.giveUp = m_options.connectTimeout;
-  nk_dialer dialer(m_io, m_options.link, plan, {opened, failed, giveUp});
+  nk_dialer dialer(m_io, *m_options.link, plan, {opened, failed, giveUp});
   dialer.dial();
   while (!m_link && !gaveUp) m_io.run_one();
   return gaveUp ? nk_tools::STATUS_LINK : nk_tools::STATUS_OK;

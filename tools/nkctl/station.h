@@ -4,18 +4,20 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "link/linkUrl.h"
 #include "link/linkedEngine.h"
 #include "tools/common/program.h"
 
 /// The station's end of a link to one panel, or to all of them by broadcast. Each call blocks until
-/// its work is done or has failed, and says on standard error why it failed.
+/// its work is done or has failed, and says on standard error why it failed. Commands that need no
+/// panel do not call it: that link and address are there is looked at by the first call.
 class tStation {
  public:
   struct tOptions {
-    nk_linkUrl link;
-    unsigned int to = nk_basicTelegram::addressNone;
+    std::optional<nk_linkUrl> link;                   ///< must be given
+    unsigned int to = nk_basicTelegram::addressNone;  ///< must be given
     unsigned int from = 1;
     std::chrono::milliseconds timeout{5000};
     std::chrono::milliseconds connectTimeout{2000};
@@ -35,6 +37,7 @@ class tStation {
  private:
   using tDeadline = std::chrono::steady_clock::time_point;
 
+  nk_tools::teExit checkOptions() const;
   nk_tools::teExit connect();
   nk_tools::teExit submit(tBlob& content, nk_responseCallback callback);
   nk_tools::teExit waitFor(std::function<bool()> const& done, char const* timeoutText);

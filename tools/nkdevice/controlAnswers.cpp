@@ -1,13 +1,13 @@
 #include "nkProtocol/controlMessages.h"
 #include "tools/nkdevice/panel.h"
 
-void answerTime(tPanel&, nk_message& request, nk_serializer& answer) {
-  nk_messageTime(request.version()).serializeMsg(&answer);
+void answerTime(tPanel&, nk_tools::tContent& request, nk_serializer& answer) {
+  nk_messageTime(request.version).serializeMsg(&answer);
 }
 
-void answerShutdown(tPanel& panel, nk_message&, nk_serializer&) { panel.shutDown(); }
+void answerShutdown(tPanel& panel, nk_tools::tContent&, nk_serializer&) { panel.shutDown(); }
 
-void answerGeneric(tPanel&, nk_message& request, nk_serializer& answer) {
-  auto const& asked = static_cast<nk_messageGeneric const&>(request);
+void answerGeneric(tPanel&, nk_tools::tContent& request, nk_serializer& answer) {
+  nk_messageGenericReq const asked(&request.body, request.version);
   nk_messageGenericRsp(asked.version(), asked.text1, asked.text2).serializeMsg(&answer);
 }

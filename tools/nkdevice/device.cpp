@@ -18,7 +18,7 @@ void sayLog(void*, char const* text) { nk_tools::say(text); }
 
 tDevice::tDevice(tOptions const& options)
     : m_options(options),
-      m_panel(options.verbose, [this] { asio::post(m_io, [this] { stop(); }); }),
+      m_panel(options.panel, [this] { asio::post(m_io, [this] { stop(); }); }),
       m_listener(m_io),
       m_dialer(m_io, options.link, serialPlan,
                {[this](int descriptor) {
@@ -31,6 +31,7 @@ tDevice::tDevice(tOptions const& options)
       m_stopTimer(m_io) {}
 
 nk_tools::teExit tDevice::run() {
+  if (!m_panel.load()) return nk_tools::STATUS_OTHER;
   asio::signal_set signals(m_io, SIGINT, SIGTERM);
   signals.async_wait([this](std::error_code problem, int) {
     if (!problem) stop();
@@ -65,7 +66,7 @@ void tDevice::serve(int descriptor) {
   setup.address = m_options.address;
   setup.receive = tPanel::receiveFor;
   setup.context = &m_panel;
-  if (m_options.verbose) setup.logOutput = sayLog;
+  if (m_options.panel.verbose) setup.logOutput = sayLog;
   auto& link = m_links.emplace_back(m_io, descriptor, nk_carrier::tLimits{}, setup);
   link.start([this, &link] {
     if (m_stopping || link.finished()) asio::post(m_io, [this] { sweep(); });

@@ -17,13 +17,14 @@ class tDevice {
   struct tOptions {
     nk_linkUrl link;
     unsigned int address = 0;
-    bool verbose = false;
+    tPanel::tOptions panel;
   };
 
   explicit tDevice(tOptions const& options);
 
   /// Serves until stop(). Says on standard error when it is ready, with the port that the system
-  /// chose. A socket that cannot be opened ends it; a serial line is tried again for ever.
+  /// chose. A socket that cannot be opened and a state that cannot be kept end it; a serial line is
+  /// tried again for ever.
   nk_tools::teExit run();
   /// Ends run() once the answers that wait have been sent, or soon in any case.
   void stop();

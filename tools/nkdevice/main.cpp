@@ -1,5 +1,6 @@
 #include <CLI/CLI.hpp>
 #include <csignal>
+#include <string>
 
 #include "tools/common/options.h"
 #include "tools/nkdevice/device.h"
@@ -9,14 +10,37 @@ namespace {
 constexpr char footer[] =
     "Says on standard error when it is ready, with the port that the system chose for port 0:\n"
     "  nkdevice: listening on tcp://127.0.0.1:40123, address 2\n"
-    "Answers GENERIC_REQ with the same two texts and TIME with its own clock; ends on SHUTDOWN,\n"
-    "SIGINT and SIGTERM. Serves any number of stations at once. A serial line that is missing or\n"
-    "vanishes is tried again until it is there.\n\n"
-    "Exit status: 0 ended as told, 1 other failure, 2 wrong usage, 3 cannot listen.\n\n"
-    "Examples:\n"
+    "Answers TIME with its own clock, GENERIC_REQ with the same two texts, STATE_REQ with its "
+    "state;\n"
+    "takes configuration, schedules and its name from SET_CONFIG_REQ, SET_SCHEDULES_REQ and\n"
+    "STATE_REQ, and keeps them in the directory of --state. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
+    "Serves any number of stations at once. A serial line that is missing or vanishes is tried\n"
+    "again until it is there.\n\n";
+
+constexpr char examples[] =
+    "\n\nExamples:\n"
     "  nkdevice --link tcp://127.0.0.1:4711 --address 2\n"
-    "  nkdevice --link unix:///tmp/panel.sock --address 0x20 --verbose\n"
+    "  nkdevice --link unix:///tmp/panel.sock --address 0x20 --state /var/lib/panel --verbose\n"
     "  nkdevice --link serial:///dev/ttyUSB0?baud=115200 --address 2";
+
+void addIdentity(CLI::App& app, tPanel::tIdentity& identity) {
+  app.add_option("--serial", identity.serial, "The serial number in the state [1]")
+      ->type_name("NUMBER");
+  struct {
+    char const* name;
+    std::string& value;
+    char const* help;
+  } const texts[] = {
+      {"--ci", identity.ci, "Text ci of the state"},
+      {"--vc", identity.vc, "Text vc of the state"},
+      {"--va", identity.va, "Text va of the state"},
+      {"--customer", identity.devCus, "Customer in the state"},
+  };
+  for (auto const& each : texts) {
+    app.add_option(each.name, each.value, std::string(each.help) + " [" + each.value + "]")
+        ->type_name("TEXT");
+  }
+}
 
 }  // namespace
 
@@ -25,11 +49,14 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);  // nobody need read standard error for the panel to go on
   CLI::App app("Simulates a display panel.", nk_tools::programName);
   tDevice::tOptions options;
-  nk_tools::addLinkOption(app, options.link);
+  nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; })->required();
   nk_tools::addAddressOption(app, "--address", options.address, false, "The panel's own address")
       ->required();
-  app.add_flag("--verbose", options.verbose, "Tell each request and what the engine does");
+  app.add_option("--state", options.panel.state, "Where to keep configuration and schedules")
+      ->type_name("DIRECTORY");
+  addIdentity(app, options.panel.identity);
+  app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
-  app.footer(footer);
+  app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
   return nk_tools::parseAndRun(app, argc, argv, [&] { return tDevice(options).run(); });
 }

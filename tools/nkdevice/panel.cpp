@@ -1,9 +1,7 @@
 #include "tools/nkdevice/panel.h"
 
 #include <algorithm>
-#include <string>
 
-#include "tools/common/messages.h"
 #include "tools/common/program.h"
 
 namespace {
@@ -15,6 +13,9 @@ struct tAnswerRow {
 
 // What the panel answers. Each function lives in the file of its area.
 constexpr tAnswerRow answers[] = {
+    {nk_message::STATE_REQ, answerState},
+    {nk_message::SET_CONFIG_REQ, answerSetConfig},
+    {nk_message::SET_SCHEDULES_REQ, answerSetSchedules},
     {nk_message::TIME, answerTime},
     {nk_message::SHUTDOWN, answerShutdown},
     {nk_message::GENERIC_REQ, answerGeneric},
@@ -22,21 +23,31 @@ constexpr tAnswerRow answers[] = {
 
 }  // namespace
 
-tPanel::tPanel(bool verbose, std::function<void()> shutDown)
-    : m_verbose(verbose), m_shutDown(std::move(shutDown)) {}
+tPanel::tPanel(tOptions const& options, std::function<void()> shutDown)
+    : m_options(options),
+      m_shutDown(std::move(shutDown)),
+      m_store(options.state),
+      m_settings(m_store) {}
+
+bool tPanel::load() {
+  if (!m_store.open()) return false;
+  m_settings.load();
+  return true;
+}
 
 void tPanel::receive(unsigned int source, tBlob& content) {
-  auto const type = nk_tools::messageType(content);
+  nk_tools::tContent request(content);
   auto const row = std::find_if(std::begin(answers), std::end(answers),
-                                [type](auto const& each) { return each.type == type; });
-  auto const request = row == std::end(answers) ? nullptr : nk_tools::readMessage(content);
-  if (m_verbose) {
-    nk_tools::say(std::string(request ? "request " : "no answer to request ") +
-                  nk_message::typeName(type).c_str() + " (type " + std::to_string(type) + ", " +
-                  std::to_string(content.size()) + " bytes) from " + std::to_string(source));
+                                [&](auto const& each) { return each.type == request.type; });
+  bool const known = row != std::end(answers);
+  if (m_options.verbose) {
+    nk_tools::say(std::string(known ? "request " : "no answer to request ") +
+                  nk_message::typeName(request.type).c_str() + " (type " +
+                  std::to_string(request.type) + ", " + std::to_string(content.size()) +
+                  " bytes) from " + std::to_string(source));
   }
   nk_serializer answer;
-  if (request) row->answer(*this, *request, answer);
+  if (known) row->answer(*this, request, answer);
   content.swap(answer);
 }
 

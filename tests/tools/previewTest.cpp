@@ -1,0 +1,168 @@
+#include "tools/nkctl/preview.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <climits>
+#include <random>
+
+#include "tools/common/schedules.h"
+#include "tools/nkctl/moment.h"
+
+namespace {
+
+struct tSpec {
+  unsigned long long uid;
+  unsigned short display;
+  long long start, stop;
+  unsigned int flags;
+  std::vector<unsigned int> durations;
+};
+
+void fill(nk_messageSetSchedulesReq& set, std::vector<tSpec> const& specs) {
+  for (auto const& spec : specs) {
+    auto* const one =
+        set.addSchedule_(spec.uid, "s", spec.start, spec.stop, spec.flags, spec.display);
+    for (unsigned int id = 1; auto const duration : spec.durations) {
+      one->addScheduleEntry(id, "e", duration, id, false);
+      ++id;
+    }
+  }
+}
+
+// "display:uid.entry-until", with h for hidden; "display:" where nothing runs.
+std::string shown(nk_messageSetSchedulesReq const& set, long long at) {
+  std::string text;
+  for (auto const& row : runningAt(set, at)) {
+    text += (text.empty() ? "" : " ") + std::to_string(row.display) + ":";
+    if (row.schedule == nullptr) continue;
+    text += std::to_string(row.schedule->id()) + "." + std::to_string(row.number) + "-" +
+            std::to_string(row.until) + (row.hidden ? "h" : "");
+  }
+  return text;
+}
+
+TEST(preview, showsWhatTheRulesSay) {
+  std::vector<tSpec> const once{{1, 0, 100, 0, 0, {10, 20}}}, looping{{1, 0, 100, 0, 5, {10, 20}}},
+      untilStop{{1, 0, 100, 199, 6, {10, 20}}}, loopingUntilStop{{1, 0, 100, 199, 7, {10, 20}}},
+      two{{1, 3, 100, 500, 6, {9}},
+          {2, 3, 200, 500, 6, {9}},
+          {3, 3, 200, 500, 6, {9}},
+          {4, 1, 0, 500, 6, {}},
+          {5, 2, 0, 500, 8, {9}}},
+      zero{{1, 0, 0, 99, 7, {0, 0}}, {2, 1, 0, 99, 6, {0, 5, 0, 5}}},
+      extreme{{1, 0, LLONG_MIN, LLONG_MAX, 7, {5}}, {2, 1, LLONG_MAX, 0, 0, {5}}};
+  struct {
+    std::vector<tSpec> const& specs;
+    long long at;
+    std::string shown;
+  } const rows[] = {
+      {once, 99, "0:"},
+      {once, 100, "0:1.1-109"},
+      {once, 109, "0:1.1-109"},
+      {once, 110, "0:1.2-130"},
+      {once, 130, "0:1.2-130"},  // the end itself belongs to the schedule
+      {once, 131, "0:"},
+      {looping, 130, "0:1.1-130"},
+      {looping, 131, "0:"},  // one pass counts, looping or not
+      {untilStop, 150, "0:1.2-199"},
+      {untilStop, 200, "0:"},
+      {loopingUntilStop, 131, "0:1.1-139"},
+      {loopingUntilStop, 190, "0:1.1-199"},
+      {loopingUntilStop, 145, "0:1.2-159"},
+      {two, 150, "1:4.0-500 2: 3:1.1-500"},
+      {two, 200, "1:4.0-500 2: 3:3.1-500 3:2.1-500h 3:1.1-500h"},
+      {zero, 50, "0:1.2-99 1:2.4-99"},
+      {zero, 2, "0:1.2-99 1:2.2-4"},
+      {extreme, LLONG_MAX, "0:1.1-9223372036854775807 1:"},
+      {extreme, LLONG_MIN, "0:1.1--9223372036854775804 1:"},
+  };
+  for (auto const& row : rows) {
+    nk_messageSetSchedulesReq set(nk_message::VERSION_3);
+    fill(set, row.specs);
+    EXPECT_EQ(shown(set, row.at), row.shown) << row.at;
+  }
+}
+
+TEST(preview, tablesAndWarnings) {
+  nk_messageSetSchedulesReq set(nk_message::VERSION_3);
+  fill(set, {{18446744073709551615u, 7, 0, 90, 6, {60, 60}}, {2, 8, 0, 0, 14, {1}}});
+  set.addSchedule_(3, "\x1b[2Jüber", 5, 0, 0, 7)->addScheduleEntry(1, "e", 60, 9, false);
+  EXPECT_EQ(schedulesPreview(set, 61),
+            "display  state    uid                   schedule  since                entry  image  "
+            "until\n"
+            "7        shown    3                     ?[2Jüber  1970-01-01 00:00:05  1/1 e  9      "
+            "1970-01-01 00:01:05\n"
+            "7        hidden   18446744073709551615  s         1970-01-01 00:00:00  2/2 e  2      "
+            "1970-01-01 00:01:30\n"
+            "8        nothing\n");
+  EXPECT_EQ(scheduleWarnings(set), std::vector<std::string>{"the schedule with uid 2 always counts "
+                                                            "as expired: it is of type 14"});
+  tTimeslots slots;
+  slots.add("day", 3600, 7200, 3);
+  slots.add("night", 80000, 100, 1);
+  slots.add("late", 86400, 90000, 1);
+  struct {
+    long long at;
+    std::string state;
+  } const rows[] = {{3599, "starts in 00:00:01"},
+                    {3600, "active"},
+                    {7200, "active"},
+                    {7201, "starts in 22:59:59"}};
+  for (auto const& row : rows) {
+    EXPECT_EQ(slotsPreview(slots, 86400 + row.at),
+              "time slot  from      to        activity  state\n"
+              "day        01:00:00  02:00:00  3         " +
+                  row.state +
+                  "\n"
+                  "night      22:13:20  00:01:40  1         never active\n"
+                  "late       24:00:00  25:00:00  1         never active\n");
+  }
+  EXPECT_EQ(slotWarnings(slots),
+            (std::vector<std::string>{"timeslots[1] is never active: it crosses midnight",
+                                      "timeslots[2] is never active: it starts after the day"}));
+}
+
+TEST(preview, momentsAreReadAsTheLibraryReadsThemOrRefused) {
+  struct {
+    std::string text;
+    long long seconds;  // -7: refused
+    std::string back;
+  } const rows[] = {
+      {"1970-01-01 00:00:00", 0, "1970-01-01 00:00:00"},
+      {"2024-02-29 23:59:59", 1709251199, "2024-02-29 23:59:59"},
+      {"2106-02-07 06:28:15", 4294967295, "2106-02-07 06:28:15"},
+      {"4294967296", 4294967296, "2106-02-07 06:28:16"},
+      {"-1", -1, "1969-12-31 23:59:59"},
+      {"9223372036854775807", LLONG_MAX, "9223372036854775807"},
+      {"2106-02-07 06:28:16", -7, ""},
+      {"1969-12-31 23:59:59", -7, ""},
+      {"2023-02-29 00:00:00", -7, ""},
+      {"2024-01-01 24:00:00", -7, ""},
+      {"2024-1-01 00:00:00", -7, ""},
+      {"2024-01-01 00:00:00 ", -7, ""},
+      {"2024-01-01", -7, ""},
+      {"", -7, ""},
+  };
+  for (auto const& row : rows) {
+    long long seconds = -7;
+    EXPECT_EQ(parseMoment(row.text, seconds), row.seconds != -7) << row.text;
+    EXPECT_EQ(seconds, row.seconds) << row.text;
+    EXPECT_EQ(row.seconds == -7 ? "" : momentText(seconds), row.back);
+  }
+}
+
+TEST(preview, checksumInAnyOrderIsThatOfTheLibrary) {
+  std::mt19937 random(1);
+  nk_messageSetSchedulesReq set(nk_message::VERSION_3);
+  for (unsigned int i = 0; i < 40; ++i) {
+    auto* const one = set.addSchedule_(random() % 20, "s", i, i, 0, 0);  // some ids twice
+    for (unsigned int k = 0; k < 5; ++k) one->addScheduleEntry(random() % 4, "e", k, k, false);
+  }
+  for (auto const version : {nk_message::VERSION_0, nk_message::VERSION_1, nk_message::VERSION_2,
+                             nk_message::VERSION_3}) {
+    EXPECT_EQ(nk_tools::schedulesChecksum(set, version), set.checksum(version)) << version;
+  }
+}
+
+}  // namespace

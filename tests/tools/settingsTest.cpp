@@ -1,0 +1,241 @@
+#include <gtest/gtest.h>
+
+#include "harness/programs.h"
+#include "nkProtocol/configMessages.h"
+#include "nkProtocol/scheduleMessages.h"
+#include "nkProtocol/stateMessages.h"
+#include "tools/common/program.h"
+#include "tools/nkctl/settingsFile.h"
+
+namespace {
+
+using harness::contentOf;
+using harness::programs;
+using harness::write;
+
+constexpr char config[] = R"({"action":"config","type":"request","tv":1,"updateTime":7,
+ "timeslots":[{"name":"day","start":1,"stop":2,"activity":3}],"deviceName":"hall",
+ "frames":[{"name":"f","left":1,"width":2,"height":3,"id":10,"logDisp":4}]})";
+
+// Schedules with these uids.
+std::string schedules(std::vector<std::string> const& uids) {
+  std::string text;
+  for (auto const& uid : uids) {
+    text += std::string(text.empty() ? "" : ",") + R"({"uid":)" + uid +
+            R"(,"name":"s","startTime":"2026-03-01 06:00:00","stopTime":-5,"flags":7,
+ "showOnLogicalDisplay":65535,"entries":[{"uid":18446744073709551615,"name":"e",
+ "duration":4294967295,"imageUid":9223372036854775808}]})";
+  }
+  return R"({"schedules":[)" + text + "]}";
+}
+
+class settings : public programs {
+ protected:
+  std::string state = dir / "state", file = write(dir / "config.json", config),
+              set = write(dir / "set.json", schedules({"18446744073709551615"}));
+};
+
+TEST_F(settings, outlastAKillAndARestart) {
+  auto device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
+  EXPECT_EQ(ask("config init " + (dir / "new.json")), 0) << errors;
+  EXPECT_EQ(ask("config init " + (dir / "new.json")), 1) << "over a file that is there";
+  EXPECT_EQ(ask("config check " + (dir / "new.json")), 0) << output << errors;
+  EXPECT_EQ(ask("config check " + file), 6) << output << errors;
+  EXPECT_NE(output.find("different"), output.npos) << output;
+  EXPECT_EQ(ask("config set " + file), 0) << output << errors;
+  EXPECT_EQ(ask("schedules check " + set), 6) << output << errors;
+  EXPECT_EQ(ask("schedules set --json " + set), 0) << output << errors;
+  EXPECT_EQ(output.find(R"({"action":"schedules","type":"response","tv":1,"cs":")"), 0u) << output;
+  for (char const* const name : {"hall", "lobby"}) {
+    EXPECT_EQ(ask(std::string("set-name ") + name), 0) << output << errors;
+    EXPECT_EQ(ask("config check " + file), std::string(name) == "hall" ? 0 : 6) << errors;
+    device->signal(SIGKILL);
+    device->finish();
+    device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
+    EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
+    EXPECT_EQ(ask("schedules check " + set), 0) << output << errors;
+    EXPECT_EQ(ask("state --json"), 0) << errors;
+    EXPECT_NE(output.find(R"("serial":4000000000)"), output.npos) << output;
+    EXPECT_NE(output.find(std::string(R"("devName":")") + name), output.npos) << output;
+  }
+  EXPECT_EQ(ask("state"), 0) << errors;
+  EXPECT_NE(output.find("\ndevice name    lobby\n"), output.npos) << output;
+}
+
+// A panel drops only every second one of neighbours that are to go.
+TEST_F(settings, schedulesAreSentUntilThePanelHoldsThem) {
+  auto const device = startDevice("tcp://127.0.0.1:0", "--verbose");
+  struct {
+    std::vector<std::string> uids;
+    unsigned int requests;
+  } const rows[] = {{{"1", "2", "3", "4", "5", "6"}, 1}, {{"6"}, 3}, {{}, 1}, {{}, 1}};
+  for (auto const& row : rows) {
+    device->errors.clear();
+    EXPECT_EQ(ask("schedules set " + write(dir / "set", schedules(row.uids))), 0) << output;
+    EXPECT_EQ(ask("time"), 0);
+    device->waitFor("request TIME");
+    unsigned int requests = 0;
+    for (auto at = device->errors.find("request SET_S"); at != std::string::npos; ++requests)
+      at = device->errors.find("request SET_S", at + 1);
+    EXPECT_EQ(requests, row.requests) << device->errors;
+  }
+}
+
+TEST_F(settings, damagedSetsAreRefusedAndVersionsAreAnswered) {
+  auto const device = startDevice("tcp://127.0.0.1:0");
+  nk_messageSetConfigReq with(nk_message::VERSION_3), older(nk_message::VERSION_1);
+  ASSERT_EQ(readConfigFile(file, with), "");
+  older.updateTime = 99;
+  nk_messageSetConfigReq both(nk_message::VERSION_3);  // the older one has no frames
+  both.setConfigFrom(&older);
+  both.frm_change_ts("f", 1, 0, 2, 3, 10, 4, 0);
+  nk_messageSetSchedulesReq set3(nk_message::VERSION_3), set1(nk_message::VERSION_1);
+  for (auto* const one : {&set3, &set1}) ASSERT_EQ(readSchedulesFile(set, *one), "");
+  nk_messageStateReq name(nk_message::VERSION_0);
+  name.setTaskNewName("new name");
+  auto const cut = [](std::string const& content) { return content.substr(0, content.size() - 1); };
+  auto const c3 = contentOf(with), c1 = contentOf(older), s3 = contentOf(set3),
+             s1 = contentOf(set1), n = contentOf(name);
+  auto const sum3 = set3.checksum(nk_message::VERSION_3),
+             sum1 = set1.checksum(nk_message::VERSION_1),
+             none =
+                 nk_messageSetSchedulesReq(nk_message::VERSION_3).checksum(nk_message::VERSION_3);
+  struct {
+    std::string content;
+    tString expected;  // in the answer
+  } const rows[] = {
+      {c3, with.checksum(nk_message::VERSION_3)},
+      {cut(c1), with.checksum(nk_message::VERSION_3)},
+      {c1 + "x", with.checksum(nk_message::VERSION_3)},
+      {c1, both.checksum(nk_message::VERSION_1)},
+      {cut(c3), both.checksum(nk_message::VERSION_3)},
+      {s3, sum3},
+      {cut(s3), sum3},
+      {s1.substr(0, 4), sum1},  // not even a count: what is in force, as version 1 reads it
+      {s3.substr(0, 4) + std::string(4, '\0'), none},
+      {s3 + "x", none},
+      {s1, sum1},
+      {s3, sum3},
+      {cut(n), R"("devName":"","devCus":"")"},
+      {n, R"("devName":"new name","devCus":"")"},
+      {n.substr(0, 4), R"("devName":"new name","devCus":"")"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(ask("raw " + write(dir / "raw", row.content)), 0) << errors;
+    EXPECT_NE(output.find(row.expected.view()), output.npos)
+        << &row - rows << ": " << row.expected.c_str() << " in " << output;
+  }
+}
+
+TEST_F(settings, damagedFilesAreSetAside) {
+  std::filesystem::create_directories(state + "/config.bin");
+  write(state + "/schedules.bin", std::string("\x09\0\x03\0\x01\0\0\0", 8));
+  write(state + "/schedules.bin.new", "what a crash left behind");
+  auto const device = startDevice("tcp://127.0.0.1:0", "--state " + state);
+  EXPECT_NE(device->errors.find("config.bin cannot be read; it is now "), std::string::npos);
+  EXPECT_NE(device->errors.find("schedules.bin is damaged; it is now "), std::string::npos);
+  EXPECT_TRUE(std::filesystem::exists(state + "/config.bin.bad"));
+  EXPECT_TRUE(std::filesystem::exists(state + "/schedules.bin.bad"));
+  EXPECT_EQ(ask("config set " + file), 0) << output << errors;
+  // What cannot be stored is refused.
+  std::filesystem::remove_all(state);
+  EXPECT_EQ(ask("config check " + file), 0) << output << errors;
+  EXPECT_EQ(ask("set-name lost"), 6) << output << errors;
+  EXPECT_EQ(ask("schedules set " + set), 6) << output << errors;
+  EXPECT_EQ(ask("config check " + file), 0) << output << errors;
+
+  harness::tProgram nowhere(io, harness::words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 "
+                                                         "--state /dev/null/x"));
+  EXPECT_EQ(nowhere.finish(), 1) << nowhere.errors;
+}
+
+TEST_F(settings, filesAreReadStrictly) {
+  std::string const head = R"({"action":"config","type":"request","tv":1,)";
+  std::string const tail = R"("startTime":0,"showOnLogicalDisplay":0,"entries":[)";
+  struct {
+    std::string content, problem;
+  } const configs[] =
+      {
+          {config, ""},
+          {"{", "line 1: Missing"},
+          {"\n\n[1}", "line 3: "},
+          {"[]", "is no object"},
+          {std::string(100000, '['), "nests too deep"},
+          {"{}", "action is missing"},
+          {R"({"action":"state","type":"request","tv":1})", "is no configuration"},
+          {head + R"("opMod":1})", "\"opMod\" is no key here"},
+          {head + R"("opMode":256})", "opMode is no integer from 0 to 255"},
+          {head + R"("opMode":1.0})", "opMode is no integer"},
+          {head + R"("updateTemp":-129})", "updateTemp is no integer from -128 to 127"},
+          {head + R"("sleepUserEna":1})", "sleepUserEna is neither"},
+          {head + R"("deviceName":null})", "deviceName is no text"},
+          {head + R"("tv":1})", "tv is there twice"},
+          {head + R"("frames":{}})", "frames is no array"},
+          {head + R"("frames":[1]})", "frames[0] is no object"},
+          {head + R"("frames":[{"width":1,"height":1,"id":9}]})",
+           "frames[0].id is no integer from 10"},
+          {head + R"("frames":[{"width":1,"height":1,"id":10},{"width":1,"height":1,"id":10}]})",
+           "two frames"},
+      },
+          sets[] = {
+              {schedules({"0", "18446744073709551615"}), ""},
+              {schedules({"18446744073709551616"}), "schedules[0].uid is no integer"},
+              {schedules({"-1"}), "schedules[0].uid is no integer"},
+              {schedules({"\"1\""}), "schedules[0].uid is no integer"},
+              {schedules({"1", "2", "1"}), "schedules[2].uid belongs to another"},
+              {config, "\"action\" is no key here"},
+              {"{}", "schedules is missing"},
+              {R"({"schedules":[{"uid":1,)" + tail + R"({"uid":1,"duration":1}]}]})",
+               "schedules[0].entries[0].imageUid is missing"},
+              {R"({"schedules":[{"uid":1,"stopTime":"1970-02-30 00:00:00",)" + tail + "]}]}",
+               "schedules[0].stopTime is neither"},
+          };
+  auto const check = [&](std::string const& name, std::string const& got, std::string const& want) {
+    EXPECT_EQ(got.empty(), want.empty()) << name << got;
+    EXPECT_NE(got.find(want), got.npos) << name << got;
+  };
+  for (auto const& row : configs) {
+    nk_messageSetConfigReq message(nk_message::VERSION_3);
+    check(row.content.substr(0, 99), readConfigFile(write(dir / "x", row.content), message),
+          row.problem);
+  }
+  for (auto const& row : sets) {
+    nk_messageSetSchedulesReq message(nk_message::VERSION_3);
+    check(row.content.substr(0, 99), readSchedulesFile(write(dir / "x", row.content), message),
+          row.problem);
+  }
+  nk_messageSetSchedulesReq read(nk_message::VERSION_3), built(nk_message::VERSION_3);
+  EXPECT_EQ(readSchedulesFile(set, read), "");
+  built.addSchedule_(~0ULL, "s", 1772344800, -5, 7, 65535)
+      ->addScheduleEntry(~0ULL, "e", ~0u, 1ULL << 63, false);
+  EXPECT_EQ(contentOf(read), contentOf(built));
+
+  struct {
+    std::string arguments;
+    int status;
+    std::string words;
+  } const runs[] = {
+      {"config check " + (dir / "none"), 2, "none cannot be opened"},
+      {"schedules set " + file, 2, "\"action\" is no key here"},
+      {"config check " + file, 2, "--link is required"},
+      {"config init -", 0, "\"slideshowInterval_sec\": 5"},
+      {"schedules preview --at 1772344801 --config " + file + " " + set, 0, "nothing"},
+      {"schedules preview --at yesterday " + set, 2, "--at yesterday"},
+      {"config", 2, "subcommand is required"},
+  };
+  for (auto const& row : runs) {
+    EXPECT_EQ(control(harness::words(row.arguments)), row.status) << row.arguments << errors;
+    EXPECT_NE((output + errors).find(row.words), errors.npos) << row.arguments << output << errors;
+  }
+}
+
+TEST(programsDocument, hasTheExitStatusesOfTheHelp) {
+  std::ifstream stream(NK_DOCS "/programs.md");
+  std::string const text{std::istreambuf_iterator<char>(stream), {}};
+  std::istringstream help(nk_tools::exitHelp(nk_tools::STATUS_DIFFERS));
+  std::string line;
+  std::getline(help, line);  // the heading
+  while (std::getline(help, line)) EXPECT_NE(text.find(line + "\n"), text.npos) << line;
+}
+
+}  // namespace

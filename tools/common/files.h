@@ -1,0 +1,14 @@
+#pragma once
+
+#include <string>
+
+#include "nkSupport/tBlob.h"
+
+namespace nk_tools {
+
+/// Reads the whole file into `content`; the name "-" stands for standard input. Null if that went
+/// well, otherwise what is wrong with it, for the place behind its name: "cannot be opened". Files
+/// above 256 MiB are refused.
+char const* readFile(std::string const& name, tBlob& content);
+
+}  // namespace nk_tools

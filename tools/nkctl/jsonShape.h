@@ -1,0 +1,30 @@
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+/// A strict look at a JSON file before it is read: the readers of the library pass over what they
+/// do not know, which is right for what peers send and wrong for what people write.
+
+enum teJsonKind {
+  JSON_TEXT,
+  JSON_NUMBER,  ///< an integer within its limits
+  JSON_FLAG,
+  JSON_LIST,    ///< an array of objects
+  JSON_MOMENT,  ///< an integer of 64 bits, or a text that parseMoment reads
+};
+
+/// One member that an object may have.
+struct tJsonField {
+  char const* key;
+  teJsonKind kind;
+  bool required = false;
+  long long least = 0;                       ///< of a number
+  unsigned long long most = 0;               ///< of a number
+  std::span<tJsonField const> element = {};  ///< the members of a list's objects
+};
+
+/// What is wrong with `text`, with its place, such as "schedules[2].entries[0].uid: ..."; the empty
+/// text if it is one JSON object with these members and no others, none of them twice.
+std::string shapeProblem(std::string_view text, std::span<tJsonField const> fields);

@@ -1,0 +1,110 @@
+#include "nkSupport/tTime.h"
+#include "tools/common/schedules.h"
+#include "tools/nkctl/moment.h"
+#include "tools/nkctl/preview.h"
+#include "tools/nkctl/settingsFile.h"
+#include "tools/nkctl/stateCommands.h"
+
+namespace {
+
+struct tArguments {
+  std::string file;
+  std::string config;
+  std::string at;
+  bool json = false;
+};
+
+std::shared_ptr<tArguments> addFile(CLI::App& app) {
+  auto arguments = std::make_shared<tArguments>();
+  addArgument(app, "FILE", arguments->file, "The schedules, - for standard input");
+  return arguments;
+}
+
+// Sends the set until the panel's answer is `wanted` or says the same as the one before: of
+// neighbours to be dropped a panel drops only every second one, so that each round halves what is
+// left over. No more than 2^32 schedules can be.
+nk_tools::teExit sendUntilItHolds(tStation& station, nk_messageSetSchedulesReq& set,
+                                  tString const& wanted, std::unique_ptr<nk_message>& answer) {
+  constexpr unsigned int mostRounds = 33;
+  tString before;
+  for (unsigned int round = 1; round <= mostRounds; ++round) {
+    if (auto const status = askFor(station, set, nk_message::SET_SCHEDULES_RSP, answer))
+      return status;
+    auto const& now = static_cast<nk_messageSetSchedulesRsp const&>(*answer).getChecksum();
+    if (now == wanted || now == before) break;
+    before = now;
+  }
+  return nk_tools::STATUS_OK;
+}
+
+tRun declareSet(CLI::App& app) {
+  auto const arguments = addFile(app);
+  addJsonFlag(app, arguments->json);
+  return [arguments](tStation& station) {
+    nk_messageSetSchedulesReq set(askedVersion);
+    auto const problem = readSchedulesFile(arguments->file, set);
+    if (!problem.empty()) return refuse(problem);
+    auto const wanted = nk_tools::schedulesChecksum(set, askedVersion);
+    std::unique_ptr<nk_message> answer;
+    if (auto const status = sendUntilItHolds(station, set, wanted, answer)) return status;
+    auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
+    return printComparison(arguments->json, *answer, wanted, response.getChecksum());
+  };
+}
+
+tRun declareCheck(CLI::App& app) {
+  auto const arguments = addFile(app);
+  addJsonFlag(app, arguments->json);
+  return [arguments](tStation& station) {
+    nk_messageSetSchedulesReq set(askedVersion);
+    auto const problem = readSchedulesFile(arguments->file, set);
+    if (!problem.empty()) return refuse(problem);
+    nk_messageStateReq request(askedVersion);
+    std::unique_ptr<nk_messageStateRsp> state;
+    if (auto const status = askForState(station, request, state)) return status;
+    return printComparison(arguments->json, *state, nk_tools::schedulesChecksum(set, askedVersion),
+                           state->csSched());
+  };
+}
+
+nk_tools::teExit printPreview(tArguments const& arguments) {
+  auto at = tTime::now();
+  if (!arguments.at.empty() && !parseMoment(arguments.at, at))
+    return refuse("--at " + arguments.at + R"(: neither seconds nor "YYYY-MM-DD hh:mm:ss")");
+  nk_messageSetSchedulesReq set(askedVersion);
+  auto problem = readSchedulesFile(arguments.file, set);
+  if (!problem.empty()) return refuse(problem);
+  auto text = "At " + momentText(at) + " UTC\n\n" + schedulesPreview(set, at);
+  auto warnings = scheduleWarnings(set);
+  if (!arguments.config.empty()) {
+    nk_messageSetConfigReq config(askedVersion);
+    problem = readConfigFile(arguments.config, config);
+    if (!problem.empty()) return refuse(problem);
+    tTimeslots slots;
+    config.timeslots_get(&slots);
+    text += "\n" + slotsPreview(slots, at);
+    for (auto const& warning : slotWarnings(slots)) warnings.push_back(warning);
+  }
+  for (auto const& warning : warnings) nk_tools::say("warning: " + warning);
+  return print(tString(std::string_view(text)));
+}
+
+tRun declarePreview(CLI::App& app) {
+  auto const arguments = addFile(app);
+  addOption(app, "--config", arguments->config, "FILE",
+            "Tell the time slots of this configuration too");
+  addOption(app, "--at", arguments->at, "TIME",
+            "The moment, UTC: seconds or \"YYYY-MM-DD hh:mm:ss\" [now]");
+  return [arguments](tStation&) { return printPreview(*arguments); };
+}
+
+}  // namespace
+
+tRun declareSchedules(CLI::App& app) {
+  static constexpr tCommand rows[] = {
+      {"set", "Send the schedules in a file", declareSet},
+      {"check", "Compare the schedules in a file with the panel's", declareCheck},
+      {"preview", "Tell what the displays show at a moment", declarePreview},
+  };
+  return declareFamily(app, rows);
+}
