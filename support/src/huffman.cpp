@@ -44,24 +44,31 @@ struct tCounts {
 };
 
 tCounts::tCounts(tPiece const& piece) {
-  // One byte of each stream in turn: equal bytes in a row wait for the sum of the one before.
+  // One byte of each stream in turn, into tables of their own by twos: a count that has just been
+  // written takes long to come back.
+  tCountOf second[streamCount] = {};
   unsigned int const quarter = piece.size / streamCount;
   unsigned char const* stream[streamCount];
   for (unsigned int i = 0; i < streamCount; ++i) stream[i] = piece.bytes + i * quarter;
-  for (unsigned int i = 0; i < quarter; ++i) {
+  unsigned int i = 0;
+  for (; i + 1 < quarter; i += 2) {
     for (unsigned int j = 0; j < streamCount; ++j) ++ofStream[j][stream[j][i]];
+    for (unsigned int j = 0; j < streamCount; ++j) ++second[j][stream[j][i + 1]];
   }
-  for (unsigned int i = streamCount * quarter; i < piece.size; ++i) {
-    ++ofStream[streamCount - 1][piece.bytes[i]];
+  for (unsigned int j = 0; j < streamCount; ++j) {
+    for (unsigned int k = i; k < symbolsOfStream(piece.size, j); ++k) ++ofStream[j][stream[j][k]];
+    for (unsigned int k = 0; k < symbolCount; ++k) {
+      ofStream[j][k] = static_cast<unsigned short>(ofStream[j][k] + second[j][k]);
+    }
   }
-  for (unsigned int i = 0; i < symbolCount; ++i) {
-    ofAll[i] = static_cast<unsigned short>(ofStream[0][i] + ofStream[1][i] + ofStream[2][i] +
-                                           ofStream[3][i]);
+  for (unsigned int k = 0; k < symbolCount; ++k) {
+    ofAll[k] = static_cast<unsigned short>(ofStream[0][k] + ofStream[1][k] + ofStream[2][k] +
+                                           ofStream[3][k]);
   }
   unsigned int count = 0;
-  for (unsigned int i = 0; i < symbolCount; ++i) {
-    present.symbol[count] = static_cast<unsigned char>(i);
-    count += ofAll[i] != 0;
+  for (unsigned int k = 0; k < symbolCount; ++k) {
+    present.symbol[count] = static_cast<unsigned char>(k);
+    count += ofAll[k] != 0;
   }
   present.count = count;
 }
@@ -251,7 +258,8 @@ bool cannotBeShorter(tBlob const& content, unsigned long long limit) {
 
 bool isShorter(tBlob const& content, unsigned long long limit) {
   if (cannotBeShorter(content, limit)) return false;
-  unsigned long long lower = varint::size(content.size()), upper = lower;
+  unsigned int const front = varint::size(content.size());
+  unsigned long long lower = front, upper = front;
   forEachPiece(content, [&](tPiece const& piece) {
     tCounts const counts(piece);
     unsigned int const least =
@@ -261,6 +269,10 @@ bool isShorter(tBlob const& content, unsigned long long limit) {
     // so the best ones take less than 1.2 bits per byte more than the entropy. The sizes may have a
     // second byte.
     upper += least + piece.size * 3 / 20 + 1 + streamCount + sizesOf(piece);
+    bool const undecided = lower < limit && upper >= limit;
+    if (undecided && piece.size == content.size()) {
+      lower = upper = front + tPlan(piece, counts).encodedSize(piece);
+    }
     return lower < limit;
   });
   if (lower >= limit || upper < limit) return lower < limit;

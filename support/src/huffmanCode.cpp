@@ -90,15 +90,14 @@ bool makeLengths(tWeights const& leaves, unsigned char* lengths) {
 // cheapest items that the level above uses. The last level uses all weights.
 class tPackageMerge {
  public:
-  explicit tPackageMerge(tWeights const& weights) : m_count(weights.count), m_size(weights.count) {
-    std::copy_n(weights.weight, m_count + 1, m_weights + 1);
-    std::copy_n(weights.weight, m_count, m_items);
-    for (unsigned int level = 1; level < maxLength - 1; ++level) makeLevel(m_weightsBefore[level]);
+  explicit tPackageMerge(tWeights const& weights) : m_weights(weights), m_size(weights.count) {
+    std::copy_n(weights.weight, weights.count, m_items);
+    for (unsigned int level = 1; level < maxLength - 1; ++level) makeLevel(level);
   }
   // Gives the lengths of the codes, in the order of the weights.
   void makeLengths(unsigned char* lengths) const {
-    std::fill_n(lengths, m_count, static_cast<unsigned char>(1));
-    unsigned int used = 2 * (m_count - 2);
+    std::fill_n(lengths, m_weights.count, static_cast<unsigned char>(1));
+    unsigned int used = 2 * (m_weights.count - 2);
     for (unsigned int level = maxLength - 2; level > 0; --level) {
       unsigned int const weights = m_weightsBefore[level][used];
       for (unsigned int i = 0; i < weights; ++i) ++lengths[i];
@@ -108,37 +107,38 @@ class tPackageMerge {
   }
 
  private:
-  using tBefore = unsigned short[2 * symbolCount];
-
-  // Merges from both ends at once, for each step of one end waits for the one before.
-  void makeLevel(tBefore& before) {
-    unsigned int const pairs = m_size / 2;
-    unsigned int packages[symbolCount + 2] = {0};
-    for (unsigned int i = 0; i < pairs; ++i) packages[i + 1] = m_items[2 * i] + m_items[2 * i + 1];
-    packages[pairs + 1] = tWeights::none;
-    m_size = m_count + pairs;
-    unsigned int weight = 1, package = 1, lastWeight = m_count, lastPackage = pairs;
-    for (unsigned int i = 0, last = m_size - 1; i <= last; ++i, --last) {
-      before[i] = static_cast<unsigned short>(weight - 1);
-      bool const isWeight = m_weights[weight] <= packages[package];
-      m_items[i] = isWeight ? m_weights[weight] : packages[package];
-      weight += isWeight;
-      package += !isWeight;
-
-      bool const lastIsWeight = m_weights[lastWeight] > packages[lastPackage];
-      m_items[last] = lastIsWeight ? m_weights[lastWeight] : packages[lastPackage];
-      lastWeight -= lastIsWeight;
-      lastPackage -= !lastIsWeight;
-      before[last] = static_cast<unsigned short>(lastWeight);
+  // Lists begin as those of the level before, up to the first package of changed items.
+  void makeLevel(unsigned int level) {
+    unsigned int const pairs = m_size / 2, unchanged = m_unchanged / 2;
+    for (unsigned int i = unchanged; i < pairs; ++i) {
+      m_packages[i] = m_items[2 * i] + m_items[2 * i + 1];
     }
-    before[m_size] = static_cast<unsigned short>(m_count);
+    m_packages[pairs] = tWeights::none;
+    m_size = m_weights.count + pairs;
+    unsigned int package = unchanged, i = unchanged == 0 ? 0 : m_places[unchanged - 1] + 1;
+    auto& before = m_weightsBefore[level];
+    std::copy_n(m_weightsBefore[level - 1], i, before);
+    for (unsigned int weight = i - package; i < m_size; ++i) {
+      before[i] = static_cast<unsigned short>(weight);
+      if (m_weights.weight[weight] <= m_packages[package]) {
+        m_items[i] = m_weights.weight[weight++];
+      } else {
+        m_places[package] = static_cast<unsigned short>(i);
+        m_items[i] = m_packages[package++];
+      }
+    }
+    before[m_size] = static_cast<unsigned short>(m_weights.count);
+    m_unchanged = unchanged < pairs ? m_places[unchanged] : m_size;
   }
 
-  unsigned int const m_count;
-  unsigned int m_weights[symbolCount + 2] = {0};  // between one that is below all and one above
-  unsigned int m_items[2 * symbolCount];          // of the current level, in ascending order
+  tWeights const& m_weights;
+  unsigned int m_items[2 * symbolCount];  // of the current level, in ascending order
   unsigned int m_size;
-  tBefore m_weightsBefore[maxLength - 1];  // of the first i items of a level, how many are weights
+  unsigned int m_unchanged = 0;              // the first items, equal in the level before
+  unsigned int m_packages[symbolCount + 1];  // pairs of the level before
+  unsigned short m_places[symbolCount];      // of the packages among the items
+  // Of the first i items of a level, how many are weights.
+  unsigned short m_weightsBefore[maxLength - 1][2 * symbolCount];
 };
 
 // Half bytes, high half first.
@@ -273,6 +273,14 @@ unsigned char* writeLengths(unsigned char* to, tSymbols const& present, tCode co
 }
 
 bool readLengths(unsigned char const*& from, unsigned char const* end, tCode& code) {
+  // The code that is most often read for nothing but a copy: 256 times 8.
+  constexpr unsigned int identitySize = symbolCount / 2;
+  if (end - from >= static_cast<int>(identitySize) &&
+      std::count(from, from + identitySize, 0x88) == identitySize) {
+    from += identitySize;
+    code = makeIdentity();
+    return true;
+  }
   tSymbols present;
   tHalvesReader halves(from, end);
   unsigned int sum = 0, gap = 0;
