@@ -315,7 +315,7 @@ bool nk_messageSetSchedulesReq::dropMissing(nk_messageSetSchedulesReq const& oth
   for (nk_messageSchedule const* schedule : other.m_schedules) wanted.insert(schedule->id());
   auto kept = m_schedules.begin();
   for (auto next = m_schedules.begin(); next != m_schedules.end(); ++next) {
-    if (wanted.count((*next)->id()) == 0) {
+    if (!wanted.contains((*next)->id())) {
       delete *next;
       // PEER: the one that follows a dropped schedule takes its place unseen, and stays.
       if (++next == m_schedules.end()) break;

@@ -34,7 +34,7 @@ class programs : public testing::Test {
     auto device = std::make_unique<tProgram>(
         io, words(NK_DEVICE " --link " + url + " --address 2 " + options));
     station = device->waitFor("listening on ");
-    station = station.substr(0, station.find(", address 2"));
+    station.resize(station.find(", address 2"));
     return device;
   }
   // Runs nkctl with these arguments and gives its exit status.

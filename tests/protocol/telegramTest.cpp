@@ -14,7 +14,6 @@ namespace {
 
 using harness::hex;
 using harness::tLinkEnd;
-using harness::toHex;
 
 /// Sets the payload size for one test.
 struct tPayloadSize {
