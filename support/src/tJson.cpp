@@ -3,6 +3,8 @@
 // The kind of every value is looked at before it is used, so the checks of the library behind this
 // file have nothing to say; in no case may a text from the link end the program.
 #define RAPIDJSON_ASSERT(condition) static_cast<void>(0)
+// Room for the members of most objects on the link, and not much more.
+#define RAPIDJSON_VALUE_DEFAULT_OBJECT_CAPACITY 10
 #include <rapidjson/document.h>
 #include <rapidjson/memorystream.h>
 
@@ -313,7 +315,7 @@ class tPrinter {
 /// What is behind an object that is not empty; the empty object may do without.
 struct tJson::tImpl {
   tImpl() = default;
-  explicit tImpl(tValue const& other) : root(other, allocator) {}
+  explicit tImpl(tValue const& other) : root(other, allocator), nameKinds(anyKind) {}
 
   static tImpl& of(std::unique_ptr<tImpl>& impl) {
     if (impl == nullptr) impl = std::make_unique<tImpl>();
@@ -345,7 +347,12 @@ struct tJson::tImpl {
 
   tValue& put(std::string_view key, tValue&& value) {
     tValue name = valueOf(key);  // before the search: reading it back at once would stall
-    if (tValue* old = find(key)) return *old = std::move(value);
+    unsigned long long const kind =
+        1ULL << (key.size() * 8 + (key.empty() ? 0U : static_cast<unsigned char>(key[0]))) % 64;
+    if ((nameKinds & kind) != 0) {
+      if (tValue* old = find(key)) return *old = std::move(value);
+    }
+    nameKinds |= kind;
     root.AddMember(std::move(name), std::move(value), allocator);
     return (root.MemberEnd() - 1)->value;
   }
@@ -362,7 +369,12 @@ struct tJson::tImpl {
     return value != nullptr && value->IsArray() ? value : nullptr;
   }
 
+  static constexpr unsigned long long anyKind = ~0ULL;
+
   tValue root{rapidjson::kObjectType};
+  /// A bit for each kind of name, by length and first letter, that members may have: a new name
+  /// of another kind needs no search.
+  unsigned long long nameKinds = 0;
   /// Where the last search ended; atomic, so that several threads may read one object.
   std::atomic<unsigned int> lastFound{0};
 };
@@ -375,11 +387,16 @@ tJson::tJson(tJson&& other) noexcept = default;
 tJson& tJson::operator=(tJson const& other) { return *this = tJson(other); }
 tJson& tJson::operator=(tJson&& other) noexcept = default;
 
-void tJson::clear() { m_impl.reset(); }
+void tJson::clear() {
+  if (m_impl == nullptr) return;
+  m_impl->root.SetObject();
+  m_impl->nameKinds = 0;
+}
 
 bool tJson::parse(std::string_view text) {
   // Not into this object at once: `text` may be one that it holds.
   auto parsed = std::make_unique<tImpl>();
+  parsed->nameKinds = tImpl::anyKind;
   bool good = false;
   try {
     good = text.size() <= tBlob::maxSize && parseObject(parsed->root, text);
@@ -429,9 +446,8 @@ void tJson::addStringArray(char const* key, tStringList const& values) {
 void tJson::addToArray(char const* key, tJson const& element) { addToArray(key, tJson(element)); }
 
 void tJson::addToArray(char const* key, tJson&& element) {
-  tJson const taken(std::move(element));
   tValue value(rapidjson::kObjectType);
-  if (taken.m_impl != nullptr) value.Swap(taken.m_impl->root);
+  if (element.m_impl != nullptr) value.Swap(element.m_impl->root);
   tImpl::of(m_impl).addToArray(key, std::move(value));
 }
 
