@@ -1,5 +1,6 @@
 #include "nkProtocol/eventMessages.h"
 
+#include <cstddef>
 #include <utility>
 
 #include "messages/bodyList.h"
@@ -46,7 +47,7 @@ bool nk_messageEventsRsp::serialize(nk_serializer* ser, nk_serializer::teSerDire
   bool const reading = d == nk_serializer::SER_READ;
   if (reading) clear();
   auto const event = [&](unsigned int index) {
-    if (!reading) return eventBody(*m_events[index], *ser, d);
+    if (!reading) return eventBody(*getEvent(index), *ser, d);
     std::unique_ptr<nk_messageEvent> read(new nk_messageEvent);
     if (!eventBody(*read, *ser, d)) return false;
     appendLimited(std::move(read));
@@ -59,10 +60,10 @@ bool nk_messageEventsRsp::serialize(nk_serializer* ser, nk_serializer::teSerDire
 bool nk_messageEventsRsp::eventBody(nk_messageEvent& event, nk_serializer& ser,
                                     nk_serializer::teSerDirection d) {
   unsigned int subEvents = event.subEventCount();
+  // PEER: what is written is each time the text one past the last, an empty one; receivers take the
+  // number of sub-events from here and their texts from the JSON form.
+  tString text = event.subEvent(subEvents);
   auto const subEvent = [&](unsigned int) {
-    // PEER: what is written is each time the text one past the last, an empty one; receivers take
-    // the number of sub-events from here and their texts from the JSON form.
-    tString text = event.subEvent(subEvents);
     if (!ser.string(text, d)) return false;
     if (d == nk_serializer::SER_READ) event.m_subEvents.add(text);
     return true;
@@ -88,7 +89,7 @@ bool nk_messageEventsRsp::eventJson(nk_messageEvent& event, nk_jsonFields fields
 
 bool nk_messageEventsRsp::jsonForm(nk_jsonFields fields) {
   auto const event = [this](nk_jsonFields object, unsigned int index) {
-    if (object.writing()) return eventJson(*m_events[index], object);
+    if (object.writing()) return eventJson(*getEvent(index), object);
     std::unique_ptr<nk_messageEvent> read(new nk_messageEvent);
     eventJson(*read, object);
     return appendLimited(std::move(read)) != nullptr;
@@ -108,8 +109,9 @@ bool nk_messageEventsRsp::serializeFromJson(tJson* json) {
 }
 
 void nk_messageEventsRsp::clear() {
-  for (nk_messageEvent* event : m_events) destroy(event);
+  for (unsigned int i = 0; i < count(); ++i) destroy(getEvent(i));
   m_events.clear();
+  m_dropped = 0;
 }
 
 void nk_messageEventsRsp::destroy(nk_messageEvent* event) {
@@ -124,11 +126,14 @@ nk_messageEvent* nk_messageEventsRsp::append(std::unique_ptr<nk_messageEvent> ev
 
 nk_messageEvent* nk_messageEventsRsp::appendLimited(std::unique_ptr<nk_messageEvent> event) {
   nk_messageEvent* const added = append(std::move(event));
-  while (count() > maxEvents) {
-    destroy(m_events.front());
-    m_events.erase(m_events.begin());
-  }
+  for (; count() > maxEvents; ++m_dropped) destroy(m_events[m_dropped]);
+  if (m_dropped >= maxEvents) removeDropped();
   return added;
+}
+
+void nk_messageEventsRsp::removeDropped() {
+  m_events.erase(m_events.begin(), m_events.begin() + static_cast<std::ptrdiff_t>(m_dropped));
+  m_dropped = 0;
 }
 
 nk_messageEvent* nk_messageEventsRsp::addEvent(unsigned int timeFirst, unsigned int timeLast,
@@ -147,7 +152,7 @@ nk_messageEvent* nk_messageEventsRsp::addEvent(nk_messageEvent* event) {
 }
 
 nk_messageEvent* nk_messageEventsRsp::getEvent(unsigned int index) const {
-  return index < count() ? m_events[index] : nullptr;
+  return index < count() ? m_events[m_dropped + index] : nullptr;
 }
 
 bool nk_messageEventsRsp::getEvent(nk_messageEvent& out, unsigned int index) {
@@ -164,6 +169,7 @@ void nk_messageEventsRsp::setFrom(nk_messageEventsRsp const& other) {
 }
 
 void nk_messageEventsRsp::sort(teSortCriteria criterion) {
+  removeDropped();
   l_eSortCriteria = criterion;
   m_events.sort(sortCompare);
 }

@@ -73,7 +73,7 @@ class NK_API nk_messageEventsRsp : public nk_message {
   unsigned char task() const { return m_task; }
   void setTask(unsigned char task) { m_task = task; }
 
-  unsigned int count() const { return static_cast<unsigned int>(m_events.size()); }
+  unsigned int count() const { return static_cast<unsigned int>(m_events.size()) - m_dropped; }
   /// Destroys all events, in order.
   void clear();
   /// Appends an event made of these values (see nk_messageEvent) and returns it. If there are more
@@ -109,9 +109,13 @@ class NK_API nk_messageEventsRsp : public nk_message {
   nk_messageEvent* append(std::unique_ptr<nk_messageEvent> event);
   nk_messageEvent* appendLimited(std::unique_ptr<nk_messageEvent> event);
   void destroy(nk_messageEvent* event);
+  void removeDropped();
 
   unsigned char m_task = 0;
   tVector<nk_messageEvent*> m_events;
+  // Places at the front whose events are gone. They are removed many at a time, so that an event
+  // that comes to a full list does not move all others.
+  unsigned int m_dropped = 0;
   void* m_context = nullptr;
   void (*m_callback)(void* context, nk_messageEvent* event) = nullptr;
 };

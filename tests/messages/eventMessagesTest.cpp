@@ -144,6 +144,24 @@ TEST(Events, TheLimitDropsFromTheFront) {
   }
 }
 
+TEST(Events, AFullListGoesOnForLong) {
+  constexpr unsigned int many = 3 * tEvents::maxEvents + 5;
+  tObserver observer;
+  std::string dropped;
+  tEvents events(V0, &observer, tObserver::notes);
+  for (unsigned int id = 0; id < many; ++id) {
+    add(events, id);
+    if (id + tEvents::maxEvents < many) dropped += std::to_string(id) + " ";
+    ASSERT_EQ(events.getEvent(events.count() - 1)->id(), id);
+  }
+  EXPECT_EQ(observer.seen, dropped);
+  EXPECT_EQ(events.getEvent(0)->id(), many - tEvents::maxEvents);
+  events.sort(tEvents::SORT_ID_DESC);
+  EXPECT_EQ(events.count(), tEvents::maxEvents);
+  EXPECT_EQ(events.getEvent(0)->id(), many - 1);
+  EXPECT_EQ(events.getEvent(tEvents::maxEvents), nullptr);
+}
+
 TEST(Events, ShowsEveryEventThatItDestroys) {
   tEvents other(V0, nullptr, nullptr);
   add(other, 9);
