@@ -30,6 +30,8 @@ bool nk_messageImage::serialize(nk_serializer* ser, nk_serializer::teSerDirectio
 
 bool nk_messageImage::fileBody(nk_msgFile& file, nk_serializer& ser,
                                nk_serializer::teSerDirection d) {
+  // PEER: checksum, mime type and id are kept as they come, neither compared with the content nor
+  // with those of other files; devices do that when they store the file.
   return ser.u64(file.m_id, d) && ser.string(file.m_name, d) && ser.string(file.m_checksum, d) &&
          ser.u8(file.m_mimeType, d) && ser.blob(file.m_content, d);
 }
@@ -83,7 +85,7 @@ bool nk_messageImage::add(unsigned long long id, tString const& name, tString co
 }
 
 bool nk_messageImage::add(unsigned long long id, tString const& name, tString const& mimeType) {
-  // PEER: no look at the ids that are there; stations list a file twice to have it removed twice.
+  // PEER: no look at the ids that are there; stations count on as many entries as they added.
   m_images.push_back(std::make_unique<nk_msgFile>(id, name, mimeType, nullptr));
   return true;
 }
