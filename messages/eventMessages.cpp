@@ -65,12 +65,12 @@ bool nk_messageEventsRsp::eventBody(nk_messageEvent& event, nk_serializer& ser,
   tString text = event.subEvent(subEvents);
   auto const subEvent = [&](unsigned int) {
     if (!ser.string(text, d)) return false;
-    if (d == nk_serializer::SER_READ) event.m_subEvents.add(text);
+    if (d == nk_serializer::SER_READ) event.m_subEvents.add(std::move(text));
     return true;
   };
-  return ser.u32(event.m_timeFirst, d) && ser.u32(event.m_timeLast, d) && ser.u32(event.m_id, d) &&
-         ser.u16(event.m_type, d) && ser.string(event.m_eventMessage, d) &&
-         ser.u8(event.m_category, d) && ser.u32(subEvents, d) && ser.u32(event.m_occurrence, d) &&
+  return ser.numbers(d, event.m_timeFirst, event.m_timeLast, event.m_id, event.m_type) &&
+         ser.string(event.m_eventMessage, d) &&
+         ser.numbers(d, event.m_category, subEvents, event.m_occurrence) &&
          ser.string(event.m_refImage, d) && transferElements(subEvents, subEvent);
 }
 

@@ -7,7 +7,14 @@ bool nk_serializer::readLength(unsigned int& length) {
 
 bool nk_serializer::string(tString& s, teSerDirection d) {
   unsigned int length = s.length();
-  if (d != SER_READ) return u32(length, d) && append(s.c_str(), length);
+  if (d != SER_READ) {
+    constexpr unsigned int prefix = sizeof length;
+    unsigned char* const to = length <= maxSize - prefix ? extend(prefix + length) : nullptr;
+    if (to == nullptr) return false;
+    std::memcpy(to, &length, prefix);
+    if (length != 0) std::memcpy(to + prefix, s.c_str(), length);  // most texts are empty
+    return true;
+  }
   s.clear();
   if (!readLength(length)) return false;
   s.assign(reinterpret_cast<char const*>(data()) + m_readPosition, length);

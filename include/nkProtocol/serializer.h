@@ -2,6 +2,7 @@
 
 #include <bit>
 #include <cstring>
+#include <type_traits>
 
 #include "nkProtocol/export.h"
 #include "nkSupport/tBlob.h"
@@ -36,6 +37,23 @@ class NK_API nk_serializer : public tBlob {
   bool i16(short& v, teSerDirection d) { return field(&v, sizeof v, d); }
   bool u32(unsigned int& v, teSerDirection d) { return field(&v, sizeof v, d); }
   bool u64(unsigned long long& v, teSerDirection d) { return field(&v, sizeof v, d); }
+  /// Several integers in a row, as one call for each would pass them, but all or none.
+  template <class... Number>
+  bool numbers(teSerDirection d, Number&... v) {
+    static_assert((std::is_integral_v<Number> && ...));
+    constexpr unsigned int width = (sizeof v + ...);
+    if (d != SER_READ) {
+      unsigned char* to = extend(width);
+      if (to == nullptr) return false;
+      ((std::memcpy(to, &v, sizeof v), to += sizeof v), ...);
+      return true;
+    }
+    if (width > remaining()) return false;
+    unsigned char const* from = data() + m_readPosition;
+    ((std::memcpy(&v, from, sizeof v), from += sizeof v), ...);
+    m_readPosition += width;
+    return true;
+  }
 
   /// One text or blob. Reading clears the target first, so that it is empty after a failure.
   bool string(tString& s, teSerDirection d);

@@ -93,7 +93,7 @@ bool tBlob::appendSlow(void const* bytes, unsigned int size) {
   return true;
 }
 
-unsigned char* tBlob::extend(unsigned int size) {
+unsigned char* tBlob::extendSlow(unsigned int size) {
   // Nothing at the end of an empty blob has a place too: null would say that it failed.
   if (!makeRoom(m_base == nullptr ? std::max(size, 1U) : size)) return nullptr;
   unsigned char* first = m_base + m_head + m_size;

@@ -37,6 +37,15 @@ TEST(Serializer, EveryFieldHasItsBytesAndNoPrefixOfThemIsRead) {
        field<unsigned long long>(&nk_serializer::u64, 0x8000000000000001ULL)},
       {"00 00 00 00", field<tString>(&nk_serializer::string, "")},
       {"03 00 00 00 61 00 ff", field<tString>(&nk_serializer::string, tString("a\0\xff", 3))},
+      {"01 03 02 07 06 05 04",
+       [](nk_serializer& ser, nk_serializer::teSerDirection d) {
+         unsigned char a = d == WRITE ? 1 : 0;
+         unsigned short b = d == WRITE ? 0x0203 : 0;
+         unsigned int c = d == WRITE ? 0x04050607 : 0;
+         bool const passed = ser.numbers(d, a, b, c);
+         EXPECT_TRUE(passed || (a == 0 && b == 0 && c == 0));
+         return passed && a == 1 && b == 0x0203 && c == 0x04050607;
+       }},
       {"02 00 00 00 01 02", field<tBlob>(&nk_serializer::blob, hex("01 02"))},
   };
   for (auto const& row : rows) {

@@ -48,7 +48,12 @@ class NK_SUPPORT_API tBlob {
   bool append(tBlob const& other) { return append(other.data(), other.size()); }
   /// Adds `size` bytes of unspecified content at the end and returns the first of them, valid as
   /// data() is; null on failure. Cheaper than append for a writer that fills them in place.
-  unsigned char* extend(unsigned int size);
+  unsigned char* extend(unsigned int size) {
+    if (size > m_capacity - m_head - m_size || size == 0) return extendSlow(size);
+    unsigned char* const first = m_base + m_head + m_size;
+    m_size += size;
+    return first;
+  }
   /// Adds bytes in front. `bytes` must not lie in this blob. Costs O(size of the blob) unless
   /// slice made room.
   bool prepend(void const* bytes, unsigned int size);
@@ -72,6 +77,7 @@ class NK_SUPPORT_API tBlob {
 
  private:
   bool appendSlow(void const* bytes, unsigned int size);
+  unsigned char* extendSlow(unsigned int size);
   bool makeRoom(unsigned int size);
 
   unsigned char* m_base = nullptr;

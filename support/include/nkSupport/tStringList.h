@@ -17,6 +17,7 @@ class NK_SUPPORT_API tStringList {
   auto end() const { return m_texts.end(); }
   /// Appends a text, or every text of another list (which may be this one).
   void add(tString const& text);
+  void add(tString&& text);
   void add(tStringList const& other);
   void clear() { m_texts.clear(); }
   bool operator==(tStringList const& other) const { return m_texts == other.m_texts; }
