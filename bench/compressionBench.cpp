@@ -122,7 +122,7 @@ class tZlib {
   z_stream m_deflate{}, m_inflate{};
 };
 
-bench::tWork zlibEncoding(tContent content, int strategy) {
+bench::tWork zlibEncoding(tContent const& content, int strategy) {
   return [content, strategy](benchmark::State& state) {
     tZlib zlib(strategy);
     std::vector<unsigned char> out(2 * content->size());
@@ -130,7 +130,7 @@ bench::tWork zlibEncoding(tContent content, int strategy) {
   };
 }
 
-bench::tWork zlibDecoding(tContent content, int strategy) {
+bench::tWork zlibDecoding(tContent const& content, int strategy) {
   return [content, strategy](benchmark::State& state) {
     tZlib zlib(strategy);
     std::vector<unsigned char> encoded(2 * content->size()), out(content->size());
@@ -140,13 +140,13 @@ bench::tWork zlibDecoding(tContent content, int strategy) {
   };
 }
 
-bench::tWork encoding(tContent content, tBlob (*encode)(tBlob const&)) {
+bench::tWork encoding(tContent const& content, tBlob (*encode)(tBlob const&)) {
   return [content, encode](benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(encode(*content).size());
   };
 }
 
-bench::tWork decoding(tContent content, tBlob (*encode)(tBlob const&),
+bench::tWork decoding(tContent const& content, tBlob (*encode)(tBlob const&),
                       tBlob (*decode)(tBlob const&)) {
   return [content, encode, decode](benchmark::State& state) {
     tBlob const encoded = encode(*content);
@@ -159,13 +159,13 @@ bench::tWork decoding(tContent content, tBlob (*encode)(tBlob const&),
   };
 }
 
-bench::tWork choosing(tContent content) {
+bench::tWork choosing(tContent const& content) {
   return [content](benchmark::State& state) {
     for (auto _ : state) benchmark::DoNotOptimize(tCompression::chooseShortest(*content));
   };
 }
 
-bench::tWork copying(tContent content) {
+bench::tWork copying(tContent const& content) {
   return [content](benchmark::State& state) {
     std::vector<unsigned char> out(content->size());
     for (auto _ : state) {
@@ -186,7 +186,7 @@ constexpr auto decodeHuffman = &tCompression::decodeHuffman;
 constexpr auto encodeRLE = &tCompression::encodeRLE;
 constexpr auto decodeRLE = &tCompression::decodeRLE;
 
-void rowsAgainstZlib(std::string const& what, tContent content, bool zlibCopies) {
+void rowsAgainstZlib(std::string const& what, tContent const& content, bool zlibCopies) {
   std::string const of = " of " + what + ", against zlib";
   bench::atLeast("Huffman encoding" + of, 4, encoding(content, encodeHuffman),
                  zlibEncoding(content, Z_HUFFMAN_ONLY));

@@ -56,11 +56,11 @@ nk_serializer bodyOf(nk_message& message) {
 
 std::unique_ptr<nk_messageSetConfigReq> makeConfig(unsigned int each) {
   auto config = std::make_unique<nk_messageSetConfigReq>(version);
-  for (unsigned short i = 0; i < each; ++i) {
+  for (unsigned int i = 0; i < each; ++i) {
     auto const number = tString::fromUInt64(i);
     config->timeSlot_add_ts("slot " + number, i * 1000u, i * 1000u + 500, 1);
-    config->frm_change_ts("frame " + number, i, i, 64, 32, static_cast<unsigned short>(10 + i), 0,
-                          120);
+    auto const place = static_cast<unsigned short>(i), id = static_cast<unsigned short>(10 + i);
+    config->frm_change_ts("frame " + number, place, place, 64, 32, id, 0, 120);
   }
   return config;
 }
@@ -117,8 +117,9 @@ bench::tWork merge(unsigned int count, bool changed) {
   });
 }
 
-void rows() {
-  constexpr double linear = 1.5;
+constexpr double linear = 1.5;
+
+void scheduleRows() {
   struct {
     char const* work;
     bench::tWork (*make)(unsigned int count);
@@ -135,7 +136,9 @@ void rows() {
   }
   bench::tell("checksum of 1000 schedules back to front, to in order", checksum(few, true),
               checksum(few));
+}
 
+void configurationRows() {
   constexpr unsigned int large = 50, small = 5;
   struct {
     char const* work;
@@ -161,6 +164,6 @@ void rows() {
   }
 }
 
-bench::tRegister const reg(rows);
+bench::tRegister const regSchedules(scheduleRows), regConfiguration(configurationRows);
 
 }  // namespace

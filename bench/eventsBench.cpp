@@ -95,7 +95,7 @@ nlohmann::ordered_json makeTheirJson() {
 }
 
 /// The whole message with the texts of the sub-events, as a writer may send it that is not ours.
-tBlob makeBytes() {
+nk_serializer makeBytes() {
   nk_serializer ser;
   constexpr auto WRITE = nk_serializer::SER_WRITE;
   auto const number = [&](auto pass, auto value) { (ser.*pass)(value, WRITE); };
@@ -132,7 +132,7 @@ unsigned long long sumOfEvents() {
 }
 
 void readOurs(State& state) {
-  tBlob bytes = makeBytes();
+  nk_serializer bytes = makeBytes();
   unsigned long long const expected = sumOfEvents();
   for (auto _ : state) {
     std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));

@@ -16,6 +16,8 @@ namespace {
 
 // Most bytes read ahead before other links get their turn.
 constexpr unsigned int burst = 256u << 10;
+// How long to wait for readiness before looking anew: see checkProgress.
+constexpr std::chrono::milliseconds longestWait{100};
 
 // Settings that only some sockets have; the others refuse them, which does no harm.
 void tuneSocket(int descriptor) {
@@ -119,7 +121,11 @@ void nk_carrier::finishSending() {
   if (result != 0) fail(errno);
 }
 
-void nk_carrier::checkPatience() {
+void nk_carrier::checkProgress() {
+  if (!m_isSocket && !m_error) {
+    flush();
+    readAhead();
+  }
   if (!m_outgoing.empty() && tClock::now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
 }
 
@@ -204,11 +210,11 @@ bool nk_carrier::waitForRoom() {
     }
     short const reading = mayRead() ? POLLIN : 0;
     pollfd wait{m_descriptor.native_handle(), static_cast<short>(POLLOUT | reading), 0};
-    int const ready = ::poll(&wait, 1, static_cast<int>(rest.count()));
+    int const ready = ::poll(&wait, 1, static_cast<int>(std::min(rest, longestWait).count()));
     if (ready < 0 && errno != EINTR) fail(errno);
-    if (ready <= 0) continue;
-    if ((wait.revents & reading) != 0) readAhead();
-    if ((wait.revents & ~POLLIN) != 0) flush();
+    if (ready < 0) continue;
+    if (ready == 0 || (wait.revents & reading) != 0) readAhead();
+    if (ready == 0 || (wait.revents & ~POLLIN) != 0) flush();
   }
   return !m_error;
 }

@@ -56,9 +56,10 @@ class nk_carrier {
   /// Tells the peer that nothing more will be sent. To be called when outgoing() is 0. On a serial
   /// line, which has no such sign, it waits until the bytes have left the machine.
   void finishSending();
-  /// Ends the link with ETIMEDOUT if bytes have been waiting longer than `patience`. To be called
-  /// now and then.
-  void checkPatience();
+  /// Ends the link with ETIMEDOUT if bytes have been waiting longer than `patience`. On a serial
+  /// line it also tries to move bytes, whether or not the system said that it can: terminal drivers
+  /// have been seen to say it too early and not again. To be called several times a second.
+  void checkProgress();
 
   /// Bytes that wait to be sent.
   unsigned int outgoing() const { return m_outgoing.size(); }

@@ -42,7 +42,7 @@ void nk_linkedEngine::tick() {
   m_timer.expires_after(tickTime);
   m_timer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code problem) {
     if (alive.expired() || problem) return;
-    m_carrier.checkPatience();
+    m_carrier.checkProgress();
     tick();
     round();
   });

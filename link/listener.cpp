@@ -44,7 +44,7 @@ std::error_code listenAt(asio::basic_socket_acceptor<tProtocol>& acceptor,
 
 nk_listener::nk_listener(asio::io_context& io) : m_descriptor(io), m_pauseTimer(io) {}
 
-nk_listener::~nk_listener() { close(); }
+nk_listener::~nk_listener() { removeFile(); }
 
 std::error_code nk_listener::open(nk_linkUrl const& url) {
   close();
@@ -96,6 +96,10 @@ void nk_listener::close() {
   std::error_code ignored;
   m_descriptor.close(ignored);
   m_pauseTimer.cancel();
+  removeFile();
+}
+
+void nk_listener::removeFile() {
   if (m_ownsFile) ::unlink(m_url.path.c_str());
   m_ownsFile = false;
 }

@@ -39,6 +39,7 @@ class nk_listener {
   void watch();
   void accept();
   void pause();
+  void removeFile();
 
   nk_linkUrl m_url;
   asio::posix::stream_descriptor m_descriptor;

@@ -63,7 +63,7 @@ tString nk_msgFile::imageName(unsigned long long id) {
 }
 
 tString nk_msgFile::saveToDir(tString directory, bool sync, tString const& fileName) {
-  tString const path = directory.completePath() + (fileName.empty() ? imageName(id()) : fileName);
+  tString path = directory.completePath() + (fileName.empty() ? imageName(id()) : fileName);
   tString const temporary = path + "~";
   tFile file(tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate, temporary);
   bool const written = file.add(m_content) && (!sync || file.sync());

@@ -55,15 +55,15 @@ class NK_API nk_messageGeneric : public nk_message {
 /// GENERIC_REQ: two free texts, asked.
 class NK_API nk_messageGenericReq : public nk_messageGeneric {
  public:
-  nk_messageGenericReq(teVersion version, tString const& text1, tString const& text2);
+  nk_messageGenericReq(teVersion version, tString const& first, tString const& second);
   nk_messageGenericReq(nk_serializer* ser, teVersion version);
   /// Replaces both texts.
-  void set(tString const& text1, tString const& text2);
+  void set(tString const& first, tString const& second);
 };
 
 /// GENERIC_RSP: two free texts, answered.
 class NK_API nk_messageGenericRsp : public nk_messageGeneric {
  public:
-  nk_messageGenericRsp(teVersion version, tString const& text1, tString const& text2);
+  nk_messageGenericRsp(teVersion version, tString const& first, tString const& second);
   nk_messageGenericRsp(nk_serializer* ser, teVersion version);
 };

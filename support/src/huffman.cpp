@@ -149,7 +149,7 @@ tPlan::tPlan(tPiece const& piece, tCounts const& counts) {
 
 unsigned int tPlan::encodedSize(tPiece const& piece) const {
   unsigned int sum = lengthsSize(present);
-  for (unsigned int j = 0; j < streamCount; ++j) sum += streamSize[j];
+  for (unsigned int const one : streamSize) sum += one;
   for (unsigned int j = 0; j < sizesOf(piece); ++j) sum += varint::size(streamSize[j]);
   return sum;
 }

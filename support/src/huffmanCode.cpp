@@ -61,7 +61,7 @@ struct tWeights {
 bool makeLengths(tWeights const& leaves, unsigned char* lengths) {
   tWeights nodes;
   unsigned int leaf = 0, node = 0;
-  unsigned char parentOfLeaf[symbolCount + 1], parentOfNode[symbolCount];
+  unsigned char parentOfLeaf[symbolCount + 1] = {}, parentOfNode[symbolCount] = {};
   // The lighter one of the first leaf and the first node. What it notes for the other one is
   // overwritten when that is taken.
   auto const take = [&] {
@@ -76,10 +76,11 @@ bool makeLengths(tWeights const& leaves, unsigned char* lengths) {
     unsigned int const weight = take();
     nodes.add(weight + take());
   }
-  unsigned char depth[symbolCount];
-  unsigned int i = nodes.count - 1;
-  for (depth[i] = 0; i-- > 0;) depth[i] = static_cast<unsigned char>(depth[parentOfNode[i]] + 1);
-  for (i = 0; i < leaves.count; ++i) {
+  unsigned char depth[symbolCount] = {};  // the root's, that of the last node, stays 0
+  for (unsigned int i = nodes.count; i-- > 1;) {
+    depth[i - 1] = static_cast<unsigned char>(depth[parentOfNode[i - 1]] + 1);
+  }
+  for (unsigned int i = 0; i < leaves.count; ++i) {
     lengths[i] = static_cast<unsigned char>(depth[parentOfLeaf[i]] + 1);
   }
   return lengths[0] <= maxLength;
@@ -232,7 +233,7 @@ tCode makeCode(tCountOf const& counts, tSymbols const& present) {
     sortByCount(sorted, counts);
     tWeights weights;
     for (unsigned int i = 0; i < sorted.count; ++i) weights.add(counts[sorted.symbol[i]]);
-    unsigned char lengths[symbolCount];
+    unsigned char lengths[symbolCount] = {};
     if (!makeLengths(weights, lengths)) tPackageMerge(weights).makeLengths(lengths);
     for (unsigned int i = 0; i < sorted.count; ++i) code.length[sorted.symbol[i]] = lengths[i];
   }

@@ -35,7 +35,7 @@ inline constexpr std::array<unsigned int, 257> table = makeTable();
 
 /// An upper bound of log2(x) for 0 < x < 2^31.
 constexpr unsigned int above(unsigned int x) {
-  unsigned int const whole = static_cast<unsigned int>(std::bit_width(x)) - 1;
+  unsigned int const whole = static_cast<unsigned int>(std::bit_width(x | 1)) - 1;
   unsigned int const mantissa = x << (31 - whole);
   unsigned int const index = mantissa >> 23 & 0xFF;
   unsigned int const from = detail::table[index], step = detail::table[index + 1] - from;

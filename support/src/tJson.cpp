@@ -132,6 +132,7 @@ class tPrinter {
   }
 
  private:
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the program nested objects, texts maxDepth
   char* printValue(char* at, tValue const& value, unsigned int depth) {
     switch (value.GetType()) {
       case rapidjson::kNullType:
@@ -152,6 +153,7 @@ class tPrinter {
     return at;
   }
 
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the program nested objects, texts maxDepth
   char* printObject(char* at, tValue const& object, unsigned int depth) {
     char before = '{';
     for (tMember const& member : object.GetObject()) {
@@ -163,6 +165,7 @@ class tPrinter {
     return finish(at, before, depth, "{}");
   }
 
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the program nested objects, texts maxDepth
   char* printArray(char* at, tValue const& array, unsigned int depth) {
     char before = '[';
     for (tValue const& element : array.GetArray()) {

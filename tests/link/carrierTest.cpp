@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <thread>
@@ -9,6 +10,7 @@
 #include "harness/system.h"
 #include "link/dialer.h"
 #include "link/listener.h"
+#include "link/serialLine.h"
 
 namespace {
 
@@ -175,6 +177,39 @@ TEST(carrierBounds, unreadBytesStayWithTheSystem) {
     EXPECT_EQ(lazy.received(), sum);
   }
   EXPECT_LT(events, 100u);
+}
+
+// Not started, a carrier is never told that bytes can move: as if the terminal's driver forgot to.
+TEST(carrierBounds, aSerialLineThatDoesNotSayWhenBytesCanMoveIsLookedAtNowAndThen) {
+  asio::io_context io{1};
+  harness::tTerminal terminal;
+  std::error_code problem;
+  nk_linkUrl line;
+  line.path = terminal.path;
+  harness::tDescriptor const peer(nk_openSerialLine(line, problem));
+  ASSERT_FALSE(problem);
+  nk_carrier forgotten(io, terminal.master.release(), {1u << 20, 65536, harness::patience});
+  auto const bytes = harness::randomBytes(1u << 19, 5);
+  int error = 0;
+  for (unsigned int sent = 0; sent < bytes.size();) {
+    auto* const next = reinterpret_cast<unsigned char const*>(bytes.data()) + sent;
+    auto const taken = forgotten.send(next, static_cast<unsigned int>(bytes.size()) - sent, error);
+    ASSERT_NE(taken, 0u);
+    sent += taken;
+  }
+  std::string seen;
+  auto const deadline = std::chrono::steady_clock::now() + harness::patience;
+  while (seen.size() < bytes.size() && std::chrono::steady_clock::now() < deadline) {
+    char buffer[4096];
+    auto const count = ::read(peer.get(), buffer, sizeof buffer);
+    if (count > 0) seen.append(buffer, static_cast<unsigned int>(count));
+    forgotten.checkProgress();
+  }
+  EXPECT_TRUE(seen == bytes);
+  ASSERT_EQ(::write(peer.get(), "back", 4), 4);
+  while (forgotten.incoming() < 4 && std::chrono::steady_clock::now() < deadline)
+    forgotten.checkProgress();
+  EXPECT_EQ(forgotten.incoming(), 4u);
 }
 
 // The peer writes before it reads: both ends would wait for ever if sending did not read ahead.

@@ -225,7 +225,7 @@ TEST(Telegram, PutsPartsTogether) {
 TEST(Telegram, ContentThatWasHandedOutIsLeftAlone) {
   tBlob content = harness::bytes(std::string(300, 'x'));
   tBlob packed = tCompression::encodeRLE(content);
-  auto const add = [&packed](nk_telegram& telegram, unsigned int id, tBlob* payload) {
+  auto const add = [](nk_telegram& telegram, unsigned int id, tBlob* payload) {
     nk_telegramPart part(7, 1, 2, id, 0, true, payload, nk_telegramPart::TYPE_RESPONSE,
                          nk_telegramPart::COMPRESSION_RLE);
     return telegram.addTelegramPart(&part);

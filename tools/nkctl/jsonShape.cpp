@@ -64,6 +64,7 @@ std::string momentProblem(Value const& value) {
   return "is neither whole seconds nor a text \"YYYY-MM-DD hh:mm:ss\" up to 2106-02-07 06:28:15";
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the tables of fields nest
 std::string listProblem(Value const& value, std::span<tJsonField const> element) {
   if (!value.IsArray()) return "is no array";
   for (SizeType i = 0; i < value.Size(); ++i) {
@@ -74,6 +75,7 @@ std::string listProblem(Value const& value, std::span<tJsonField const> element)
   return {};
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the tables of fields nest
 std::string valueProblem(Value const& value, tJsonField const& field) {
   switch (field.kind) {
     case JSON_TEXT:
@@ -90,6 +92,7 @@ std::string valueProblem(Value const& value, tJsonField const& field) {
   return listProblem(value, field.element);
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the tables of fields nest
 std::string objectProblem(Value const& object, std::span<tJsonField const> fields) {
   if (!object.IsObject()) return "is no object";
   std::vector<bool> seen(fields.size());
@@ -102,7 +105,7 @@ std::string objectProblem(Value const& object, std::span<tJsonField const> field
     if (seen[index]) return key + " is there twice";
     seen[index] = true;
     auto const problem = valueProblem(member.value, *field);
-    if (!problem.empty()) return key + (problem[0] == '[' ? "" : " ") + problem;
+    if (!problem.empty()) return (problem[0] == '[' ? key : key + " ") + problem;
   }
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (fields[i].required && !seen[i]) return std::string(fields[i].key) + " is missing";
@@ -113,7 +116,7 @@ std::string objectProblem(Value const& object, std::span<tJsonField const> field
 }  // namespace
 
 std::string shapeProblem(std::string_view text, std::span<tJsonField const> fields) {
-  auto const problem = syntaxProblem(text);
+  auto problem = syntaxProblem(text);
   if (!problem.empty()) return problem;
   rapidjson::Document document;
   document.Parse(text.data(), text.size());

@@ -51,6 +51,7 @@ void addOptions(CLI::App& app, tStation::tOptions& options) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
 int main(int argc, char** argv) {
   nk_tools::programName = "nkctl";
   CLI::App app("Sends a request to a display panel and prints the answer.", nk_tools::programName);

@@ -19,6 +19,7 @@ std::string digits(unsigned int value, std::size_t width) {
 bool isDate(std::string const& text, long long& seconds) {
   int y = 0, end = 0;
   unsigned int mo = 0, d = 0, h = 0, mi = 0, s = 0;
+  // NOLINTNEXTLINE(cert-err34-c): numbers out of range are found below
   if (std::sscanf(text.c_str(), "%4d-%2u-%2u %2u:%2u:%2u%n", &y, &mo, &d, &h, &mi, &s, &end) != 6)
     return false;
   year_month_day const date{year{y}, month{mo}, day{d}};

@@ -81,13 +81,13 @@ std::string schedulesPreview(nk_messageSetSchedulesReq const& set, long long at)
   for (auto const& row : runningAt(set, at)) {
     std::vector<std::string> cells{std::to_string(row.display)};
     if (row.schedule == nullptr) {
-      cells.push_back("nothing");
+      cells.emplace_back("nothing");
     } else {
       cells.insert(cells.end(),
                    {row.hidden ? "hidden" : "shown", std::to_string(row.schedule->id()),
                     text(row.schedule->name()), momentText(row.schedule->startTime())});
     }
-    if (row.schedule != nullptr && row.entry == nullptr) cells.push_back("no entries");
+    if (row.schedule != nullptr && row.entry == nullptr) cells.emplace_back("no entries");
     if (row.entry != nullptr) {
       cells.insert(cells.end(),
                    {std::to_string(row.number) + "/" + std::to_string(row.schedule->count()) + " " +

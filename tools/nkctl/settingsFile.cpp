@@ -14,7 +14,7 @@ namespace {
 template <class Number>
 constexpr tJsonField number(
     char const* key, bool required = false,
-    long long least = static_cast<long long>(std::numeric_limits<Number>::min())) {
+    long long least = static_cast<long long>(+std::numeric_limits<Number>::min())) {
   return {key, JSON_NUMBER, required, least, std::numeric_limits<Number>::max()};
 }
 constexpr tJsonField text(char const* key, bool required = false) {
@@ -93,7 +93,7 @@ tUid uid(tJson const& json, char const* key) { return static_cast<tUid>(json.get
 
 std::string readConfigFile(std::string const& name, nk_messageSetConfigReq& config) {
   tJson json;
-  auto const problem = readShaped(name, configFields, json);
+  auto problem = readShaped(name, configFields, json);
   if (!problem.empty()) return problem;
   if (!config.serializeFromJson(&json))
     return name + R"(: is no configuration, which has "action":"config" and "type":"request")";
@@ -115,7 +115,7 @@ std::string writeConfigFile(std::string const& name, nk_messageSetConfigReq& con
 
 std::string readSchedulesFile(std::string const& name, nk_messageSetSchedulesReq& set) {
   tJson json, one, entry;
-  auto const problem = readShaped(name, setFields, json);
+  auto problem = readShaped(name, setFields, json);
   if (!problem.empty()) return problem;
   std::unordered_set<tUid> uids;
   for (unsigned int i = 0; json.getArrayObject("schedules", i, one); ++i) {

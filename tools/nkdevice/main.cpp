@@ -44,6 +44,7 @@ void addIdentity(CLI::App& app, tPanel::tIdentity& identity) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
 int main(int argc, char** argv) {
   nk_tools::programName = "nkdevice";
   std::signal(SIGPIPE, SIG_IGN);  // nobody need read standard error for the panel to go on
