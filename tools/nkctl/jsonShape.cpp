@@ -97,7 +97,7 @@ std::string objectProblem(Value const& object, std::span<tJsonField const> field
   if (!object.IsObject()) return "is no object";
   std::vector<bool> seen(fields.size());
   for (auto const& member : object.GetObject()) {
-    std::string const key(member.name.GetString(), member.name.GetStringLength());
+    std::string key(member.name.GetString(), member.name.GetStringLength());
     auto const field = std::find_if(fields.begin(), fields.end(),
                                     [&](tJsonField const& each) { return key == each.key; });
     if (field == fields.end()) return "\"" + key + "\" is no key here";
@@ -105,7 +105,7 @@ std::string objectProblem(Value const& object, std::span<tJsonField const> field
     if (seen[index]) return key + " is there twice";
     seen[index] = true;
     auto const problem = valueProblem(member.value, *field);
-    if (!problem.empty()) return (problem[0] == '[' ? key : key + " ") + problem;
+    if (!problem.empty()) return key.append(problem[0] == '[' ? "" : " ").append(problem);
   }
   for (std::size_t i = 0; i < fields.size(); ++i) {
     if (fields[i].required && !seen[i]) return std::string(fields[i].key) + " is missing";
