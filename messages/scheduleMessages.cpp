@@ -117,25 +117,36 @@ nk_messageSetSchedulesReq::~nk_messageSetSchedulesReq() { clear(); }
 
 bool nk_messageSetSchedulesReq::serialize(nk_serializer* ser, nk_serializer::teSerDirection d) {
   if (ser == nullptr) return false;
-  bool const hasStopTime = version() >= VERSION_2;
   bool const reading = d == nk_serializer::SER_READ;
-  // The entry count belongs to the schedule: it is created once both have been read.
   auto const schedule = [&](unsigned int index) {
-    nk_messageSchedule* current = reading ? nullptr : getSchedule(index);
-    tScheduleFields fields(current);
-    if (!fields.body(*ser, d, hasStopTime)) return false;
-    auto const create = [&] {
-      if (reading) current = fields.addTo(*this);
-    };
-    auto const entry = [&](unsigned int i) {
-      tEntryFields entryFields(reading ? nullptr : current->getScheduleEntry(i));
-      if (!entryFields.body(*ser, d)) return false;
-      if (reading) entryFields.addTo(*current);
-      return true;
-    };
-    return transferList<unsigned int>(*ser, d, reading ? 0 : current->count(), create, entry);
+    if (reading) return scheduleBody(*ser, version(), this, nullptr, {});
+    nk_messageSchedule* const current = getSchedule(index);
+    return scheduleBody(*ser, version(), nullptr, current, current->m_entries);
   };
   return transferList<unsigned int>(*ser, d, count(), nothing, schedule);
+}
+
+// Reads one schedule with its entries into `target`, or, if that is null, writes `schedule` with
+// `entries`.
+bool nk_messageSetSchedulesReq::scheduleBody(nk_serializer& ser, teVersion asVersion,
+                                             nk_messageSetSchedulesReq* target,
+                                             nk_messageSchedule* schedule, tEntries entries) {
+  bool const reading = target != nullptr;
+  auto const d = reading ? nk_serializer::SER_READ : nk_serializer::SER_WRITE;
+  tScheduleFields fields(schedule);
+  if (!fields.body(ser, d, asVersion >= VERSION_2)) return false;
+  // The entry count belongs to the schedule: it is created once both have been read.
+  auto const create = [&] {
+    if (reading) schedule = fields.addTo(*target);
+  };
+  auto const entry = [&](unsigned int i) {
+    tEntryFields entryFields(reading ? nullptr : entries[i]);
+    if (!entryFields.body(ser, d)) return false;
+    if (reading) entryFields.addTo(*schedule);
+    return true;
+  };
+  return transferList<unsigned int>(ser, d, static_cast<unsigned int>(entries.size()), create,
+                                    entry);
 }
 
 bool nk_messageSetSchedulesReq::serializeToJson(tJson* json) {
@@ -327,24 +338,27 @@ bool nk_messageSetSchedulesReq::dropMissing(nk_messageSetSchedulesReq const& oth
   return dropped;
 }
 
-// The order of sort(), or of its first half, in O(n log n): the order of a set that has just come
-// may have been chosen by a hostile peer, and the exchange sort takes quadratic time for some.
-void nk_messageSetSchedulesReq::order(bool entriesToo) {
-  auto const byId = [](auto const* a, auto const* b) { return a->id() < b->id(); };
-  std::stable_sort(m_schedules.begin(), m_schedules.end(), byId);
-  if (!entriesToo) return;
-  for (nk_messageSchedule* schedule : m_schedules) {
-    std::stable_sort(schedule->m_entries.begin(), schedule->m_entries.end(), byId);
-  }
-}
-
 tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
-  nk_messageSetSchedulesReq sorted(asVersion);
-  for (nk_messageSchedule const* schedule : m_schedules) sorted.addCopy(*schedule);
-  sorted.order(asVersion >= VERSION_2);
-  nk_serializer body;
-  if (!sorted.serialize(&body, nk_serializer::SER_WRITE)) return tString();
+  // The order of sort() in O(n log n): the order of a set that has just come may have been chosen
+  // by a hostile peer, and the exchange sort takes quadratic time for some.
+  auto const byId = [](auto const* a, auto const* b) { return a->id() < b->id(); };
+  std::vector<nk_messageSchedule*> schedules(m_schedules);
+  std::stable_sort(schedules.begin(), schedules.end(), byId);
   SHA1 sha1;
-  sha1.Input(body.data(), body.size());
+  nk_serializer piece;
+  auto const hash = [&sha1, &piece] {
+    sha1.Input(piece.data(), piece.size());
+    piece.clearSer();
+  };
+  unsigned int size = count();
+  piece.u32(size, nk_serializer::SER_WRITE);
+  std::vector<nk_messageScheduleEntry*> entries;
+  for (nk_messageSchedule* schedule : schedules) {
+    hash();
+    entries = schedule->m_entries;
+    if (asVersion >= VERSION_2) std::stable_sort(entries.begin(), entries.end(), byId);
+    if (!scheduleBody(piece, asVersion, nullptr, schedule, entries)) return {};
+  }
+  hash();
   return sha1.Result();
 }

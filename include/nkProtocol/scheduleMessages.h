@@ -1,5 +1,7 @@
 #pragma once
 
+#include <span>
+
 #include "nkProtocol/checksumResponse.h"
 #include "nkProtocol/export.h"
 #include "nkProtocol/message.h"
@@ -69,13 +71,16 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
   /// null.
   bool setSchedulesFromWithoutClear(nk_messageSetSchedulesReq* other);
   /// The SHA-1 text of the body of this set in `version`, sorted by id (the entries too from
-  /// version 2 on), so that the order of adding does not matter. Linear if the set is in order
-  /// already.
+  /// version 2 on), so that the order of adding does not matter. Linear in the bytes; ordering the
+  /// ids takes O(n log n), whatever order they come in.
   tString checksum(teVersion version) const;
 
  private:
   void addCopy(nk_messageSchedule const& original);
-  void order(bool entriesToo);
+  using tEntries = std::span<nk_messageScheduleEntry* const>;
+  static bool scheduleBody(nk_serializer& ser, teVersion asVersion,
+                           nk_messageSetSchedulesReq* target, nk_messageSchedule* schedule,
+                           tEntries entries);
   void copyChanged(nk_messageSetSchedulesReq const& other);
   bool dropMissing(nk_messageSetSchedulesReq const& other);
 
