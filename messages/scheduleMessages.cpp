@@ -342,7 +342,7 @@ tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
   // The order of sort() in O(n log n): the order of a set that has just come may have been chosen
   // by a hostile peer, and the exchange sort takes quadratic time for some.
   auto const byId = [](auto const* a, auto const* b) { return a->id() < b->id(); };
-  std::vector<nk_messageSchedule*> schedules(m_schedules);
+  std::vector<nk_messageSchedule*> schedules(m_schedules.begin(), m_schedules.end());
   std::stable_sort(schedules.begin(), schedules.end(), byId);
   SHA1 sha1;
   nk_serializer piece;
@@ -355,7 +355,7 @@ tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
   std::vector<nk_messageScheduleEntry*> entries;
   for (nk_messageSchedule* schedule : schedules) {
     hash();
-    entries = schedule->m_entries;
+    entries.assign(schedule->m_entries.begin(), schedule->m_entries.end());
     if (asVersion >= VERSION_2) std::stable_sort(entries.begin(), entries.end(), byId);
     if (!scheduleBody(piece, asVersion, nullptr, schedule, entries)) return {};
   }
