@@ -95,7 +95,7 @@ runStep() {
     printf 'ok      %-9s %4d s\n' "$1" $seconds
   else
     printf 'failed  %-9s %4d s, see %s\n' "$1" $seconds "$log"
-    tail -n 60 "$log" | sed 's/^/    /'
+    grep -v 'warnings generated\.$' "$log" | tail -n 60 | sed 's/^/    /'
     failed="$failed $1"
   fi
 }
