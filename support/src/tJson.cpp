@@ -328,7 +328,7 @@ struct tJson::tImpl {
   /// The first member of that name; null if there is none. Asking for the same name again costs
   /// O(1): members keep their place, so what was found first stays first.
   tValue* find(std::string_view key) {
-    auto const members = root.MemberBegin();
+    tMember* const members = root.MemberBegin().operator->();
     auto const isAt = [&](unsigned int i) {
       tValue const& name = members[i].name;
       return name.GetStringLength() == key.size() &&
