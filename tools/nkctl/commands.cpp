@@ -58,7 +58,7 @@ nk_tools::teExit askFor(tStation& station, nk_message& request, nk_message::teTy
   if (auto const status = print(nk_tools::contentJson(bytes))) return status;
   nk_tools::say(std::string("expected ") + nk_message::typeName(expected).c_str() +
                 " for an answer, not " + (answer ? "" : "an unknown or damaged message of ") +
-                "type " + std::to_string(nk_tools::tContent(bytes).type));
+                "type " + std::to_string(nk_tools::tContent(tBlob(bytes)).type));
   return nk_tools::STATUS_PROTOCOL;
 }
 

@@ -1,6 +1,6 @@
 #include "nkSupport/tTime.h"
+#include "tools/common/moment.h"
 #include "tools/common/schedules.h"
-#include "tools/nkctl/moment.h"
 #include "tools/nkctl/preview.h"
 #include "tools/nkctl/settingsFile.h"
 #include "tools/nkctl/stateCommands.h"

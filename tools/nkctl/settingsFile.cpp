@@ -1,80 +1,59 @@
 #include "tools/nkctl/settingsFile.h"
 
 #include <cstdio>
-#include <limits>
 #include <unordered_set>
 
-#include "nkSupport/tJson.h"
-#include "tools/common/files.h"
-#include "tools/nkctl/jsonShape.h"
-#include "tools/nkctl/moment.h"
+#include "tools/common/jsonShape.h"
+#include "tools/common/moment.h"
 
 namespace {
 
-template <class Number>
-constexpr tJsonField number(
-    char const* key, bool required = false,
-    long long least = static_cast<long long>(std::numeric_limits<Number>::min())) {
-  return {key, JSON_NUMBER, required, least, std::numeric_limits<Number>::max()};
-}
-constexpr tJsonField text(char const* key, bool required = false) {
-  return {key, JSON_TEXT, required};
-}
 constexpr bool required = true;
 using tUid = unsigned long long;
 
-constexpr tJsonField slotFields[] = {text("name"), number<unsigned int>("start", required),
-                                     number<unsigned int>("stop", required),
-                                     number<unsigned int>("activity")};
+constexpr tJsonField slotFields[] = {jsonText("name"), jsonNumber<unsigned int>("start", required),
+                                     jsonNumber<unsigned int>("stop", required),
+                                     jsonNumber<unsigned int>("activity")};
 // The ids below 10 are reserved: whoever reads them gives the frame another one.
-constexpr tJsonField frameFields[] = {text("name"),
-                                      number<unsigned short>("left"),
-                                      number<unsigned short>("top"),
-                                      number<unsigned short>("width", required),
-                                      number<unsigned short>("height", required),
-                                      number<unsigned short>("id", required, 10),
-                                      number<unsigned short>("logDisp"),
-                                      number<unsigned short>("realtimeTimeout")};
+constexpr tJsonField frameFields[] = {jsonText("name"),
+                                      jsonNumber<unsigned short>("left"),
+                                      jsonNumber<unsigned short>("top"),
+                                      jsonNumber<unsigned short>("width", required),
+                                      jsonNumber<unsigned short>("height", required),
+                                      jsonNumber<unsigned short>("id", required, 10),
+                                      jsonNumber<unsigned short>("logDisp"),
+                                      jsonNumber<unsigned short>("realtimeTimeout")};
 constexpr tJsonField configFields[] = {
-    text("action", required),
-    text("type", required),
-    number<int>("tv", required, 1),
-    number<unsigned int>("updateTime"),
-    number<signed char>("minUpdateTemp"),
-    number<unsigned char>("balanceTime"),
-    number<signed char>("updateTemp"),
-    number<unsigned char>("opMode"),
-    number<unsigned char>("heatMode"),
-    number<unsigned short>("curDispSwCfg"),
-    number<unsigned short>("defaultLogicalDisplay"),
-    number<unsigned short>("slideshowInterval_sec"),
+    jsonText("action", required),
+    jsonText("type", required),
+    jsonNumber<int>("tv", required, 1),
+    jsonNumber<unsigned int>("updateTime"),
+    jsonNumber<signed char>("minUpdateTemp"),
+    jsonNumber<unsigned char>("balanceTime"),
+    jsonNumber<signed char>("updateTemp"),
+    jsonNumber<unsigned char>("opMode"),
+    jsonNumber<unsigned char>("heatMode"),
+    jsonNumber<unsigned short>("curDispSwCfg"),
+    jsonNumber<unsigned short>("defaultLogicalDisplay"),
+    jsonNumber<unsigned short>("slideshowInterval_sec"),
     {"sleepUserEna", JSON_FLAG},
     {.key = "timeslots", .kind = JSON_LIST, .element = slotFields},
-    text("deviceName"),
+    jsonText("deviceName"),
     {.key = "frames", .kind = JSON_LIST, .element = frameFields}};
 
-constexpr tJsonField entryFields[] = {number<tUid>("uid", required), text("name"),
-                                      number<unsigned int>("duration", required),
-                                      number<tUid>("imageUid", required)};
+constexpr tJsonField entryFields[] = {jsonNumber<tUid>("uid", required), jsonText("name"),
+                                      jsonNumber<unsigned int>("duration", required),
+                                      jsonNumber<tUid>("imageUid", required)};
 constexpr tJsonField scheduleFields[] = {
-    number<tUid>("uid", required),
-    text("name"),
+    jsonNumber<tUid>("uid", required),
+    jsonText("name"),
     {"startTime", JSON_MOMENT, required},
     {"stopTime", JSON_MOMENT},
-    number<unsigned int>("flags"),
-    number<unsigned short>("showOnLogicalDisplay", required),
+    jsonNumber<unsigned int>("flags"),
+    jsonNumber<unsigned short>("showOnLogicalDisplay", required),
     {.key = "entries", .kind = JSON_LIST, .required = required, .element = entryFields}};
 constexpr tJsonField setFields[] = {
     {.key = "schedules", .kind = JSON_LIST, .required = required, .element = scheduleFields}};
-
-std::string readShaped(std::string const& name, std::span<tJsonField const> fields, tJson& json) {
-  tBlob bytes;
-  if (char const* const problem = nk_tools::readFile(name, bytes)) return name + " " + problem;
-  std::string_view const content(reinterpret_cast<char const*>(bytes.data()), bytes.size());
-  auto const problem = shapeProblem(content, fields);
-  if (!problem.empty()) return name + ": " + problem;
-  return json.parse(content) ? std::string() : name + " needs too much memory";
-}
 
 long long moment(tJson const& json, char const* key) {
   auto const written = json.getString(key);
