@@ -1,10 +1,12 @@
 #include "tools/nkctl/settingsFile.h"
 
 #include <cstdio>
+#include <map>
 #include <unordered_set>
 
 #include "tools/common/jsonShape.h"
 #include "tools/common/moment.h"
+#include "tools/nkctl/imageFile.h"
 
 namespace {
 
@@ -43,7 +45,7 @@ constexpr tJsonField configFields[] = {
 
 constexpr tJsonField entryFields[] = {jsonNumber<tUid>("uid", required), jsonText("name"),
                                       jsonNumber<unsigned int>("duration", required),
-                                      jsonNumber<tUid>("imageUid", required)};
+                                      jsonNumber<tUid>("imageUid"), jsonText("image")};
 constexpr tJsonField scheduleFields[] = {
     jsonNumber<tUid>("uid", required),
     jsonText("name"),
@@ -92,22 +94,72 @@ std::string writeConfigFile(std::string const& name, nk_messageSetConfigReq& con
   return written ? std::string() : name + " cannot be written";
 }
 
+namespace {
+
+// Finds the uids of images that entries name by file.
+class tImageNames {
+ public:
+  // Files are named as seen from where the set lies.
+  explicit tImageNames(std::string const& setFile)
+      : m_directory(setFile.substr(0, setFile.rfind('/') + 1)) {}
+
+  // The uid of the image of `entry`; the empty text, or what is wrong with it.
+  std::string find(tJson const& entry, tUid& imageUid) {
+    bool const byUid = entry.has("imageUid");
+    if (byUid == entry.has("image"))
+      return byUid ? "has both imageUid and image" : "imageUid is missing";
+    imageUid = uid(entry, "imageUid");
+    if (byUid) return {};
+    std::string const file(entry.getString("image").view());
+    auto const [known, isNew] = m_uids.try_emplace(file, 0);
+    if (isNew) {
+      tImageFile image;
+      auto const problem = readImageFile(file.starts_with('/') ? file : m_directory + file, image);
+      if (!problem.empty()) return "image: " + problem;
+      known->second = image.uid;
+    }
+    imageUid = known->second;
+    return {};
+  }
+
+ private:
+  std::string const m_directory;
+  std::map<std::string, tUid> m_uids;
+};
+
+// Adds the entries of the schedule `json` to `schedule`.
+std::string addEntries(tJson const& json, tImageNames& images, nk_messageSchedule& schedule) {
+  tJson entry;
+  for (unsigned int i = 0; json.getArrayObject("entries", i, entry); ++i) {
+    tUid imageUid = 0;
+    auto const problem = images.find(entry, imageUid);
+    if (!problem.empty()) {
+      bool const isName = problem.starts_with("has ");
+      return "entries[" + std::to_string(i) + "]" + (isName ? " " : ".") + problem;
+    }
+    schedule.addScheduleEntry(uid(entry, "uid"), entry.getString("name"), number(entry, "duration"),
+                              imageUid, false);
+  }
+  return {};
+}
+
+}  // namespace
+
 std::string readSchedulesFile(std::string const& name, nk_messageSetSchedulesReq& set) {
-  tJson json, one, entry;
+  tJson json, one;
   auto const problem = readShaped(name, setFields, json);
   if (!problem.empty()) return problem;
   std::unordered_set<tUid> uids;
+  tImageNames images(name);
   for (unsigned int i = 0; json.getArrayObject("schedules", i, one); ++i) {
+    auto const place = name + ": schedules[" + std::to_string(i) + "].";
     // The panel's merge tells schedules by their ids alone.
-    if (!uids.insert(uid(one, "uid")).second)
-      return name + ": schedules[" + std::to_string(i) + "].uid belongs to another one before it";
+    if (!uids.insert(uid(one, "uid")).second) return place + "uid belongs to another one before it";
     auto* const schedule = set.addSchedule_(
         uid(one, "uid"), one.getString("name"), moment(one, "startTime"), moment(one, "stopTime"),
         number(one, "flags"), static_cast<unsigned short>(number(one, "showOnLogicalDisplay")));
-    for (unsigned int k = 0; one.getArrayObject("entries", k, entry); ++k) {
-      schedule->addScheduleEntry(uid(entry, "uid"), entry.getString("name"),
-                                 number(entry, "duration"), uid(entry, "imageUid"), false);
-    }
+    auto const wrong = addEntries(one, images, *schedule);
+    if (!wrong.empty()) return place + wrong;
   }
   return {};
 }

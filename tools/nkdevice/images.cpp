@@ -1,51 +1,29 @@
 #include "tools/nkdevice/images.h"
 
-#include <algorithm>
 #include <filesystem>
 #include <set>
 
-#include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 #include "tools/common/files.h"
+#include "tools/common/images.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
 constexpr char const* indexFile = "images.json";
-constexpr unsigned int longestName = 200;  // leaves room for endings where 255 bytes are the most
 constexpr unsigned int mostImages = 10000;
-constexpr char const* temporaryEndings[] = {"~", ".new", ".bad"};
-
-tString checksumOf(tBlob const& content) {
-  SHA1 sha1;
-  sha1.Input(content.data(), content.size());
-  return sha1.Result();
-}
-
-std::string counted(unsigned int count, char const* what) {
-  return std::to_string(count) + " image" + (count == 1 ? " " : "s ") + what;
-}
 
 std::string numbered(unsigned long long uid, char const* what) {
   return "image " + std::to_string(uid) + " " + what;
 }
 
-}  // namespace
-
-char const* imageNameProblem(std::string_view name) {
-  auto const isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
-  if (name.empty()) return "it has no name";
-  if (name.size() > longestName) return "its name is too long";
-  if (std::any_of(name.begin(), name.end(), isControl))
-    return "its name has a zero byte or another control character";
-  if (name.find_first_of("/\\") != name.npos) return "its name has a path separator";
-  if (name == "." || name.find("..") != name.npos) return "its name has the form of a directory's";
-  for (std::string_view const ending : temporaryEndings) {
-    if (name.ends_with(ending)) return "its name is that of a temporary file";
-  }
-  return nullptr;
+// What happened to so many images, one of which has this uid.
+std::string counted(unsigned int count, unsigned long long uid, char const* what) {
+  return count == 1 ? numbered(uid, what) : std::to_string(count) + " images " + what;
 }
+
+}  // namespace
 
 void tImages::load() {
   tIndex stored;
@@ -69,9 +47,9 @@ unsigned int tImages::handle(nk_messageImage& message) {
   unsigned int stored = 0;
   if (message.count() > mostImages) {
     m_events.record(EVENT_REQUEST_REFUSED, "images refused: more than the panel could hold");
-  } else if (message.taskRemove() == TASK_STORE) {
+  } else if (message.taskRemove() == nk_tools::IMAGES_STORE) {
     stored = storeAll(message);
-  } else if (message.taskRemove() == TASK_REMOVE) {
+  } else if (message.taskRemove() == nk_tools::IMAGES_REMOVE) {
     removeAll(message);
   } else {
     m_events.record(EVENT_REQUEST_REFUSED, "images refused: taskRemove " +
@@ -84,6 +62,7 @@ unsigned int tImages::handle(nk_messageImage& message) {
 unsigned int tImages::storeAll(nk_messageImage& message) {
   tIndex next = m_index;
   unsigned int stored = 0;
+  nk_msgFile const* last = nullptr;
   for (unsigned int i = 0; i < message.count(); ++i) {
     auto& file = *message.get(i);
     char const* problem = problemOf(file, next);
@@ -91,33 +70,42 @@ unsigned int tImages::storeAll(nk_messageImage& message) {
     if (problem == nullptr && !save(file, image)) problem = "it cannot be stored";
     if (problem == nullptr) {
       next[file.id()] = image;
+      last = &file;
       ++stored;
     } else {
-      bool const named = imageNameProblem(file.name().view()) == nullptr;
+      bool const named = nk_tools::imageNameProblem(file.name().view()) == nullptr;
       m_events.record(EVENT_IMAGE_REFUSED, numbered(file.id(), "refused: ") + problem,
                       named ? file.name() : tString());
     }
   }
   if (stored != 0 && !commit(std::move(next))) stored = 0;
-  if (stored != 0) m_events.record(EVENT_IMAGE_STORED, counted(stored, "stored"));
+  if (stored != 0)
+    m_events.record(EVENT_IMAGE_STORED, counted(stored, last->id(), "stored"),
+                    stored == 1 ? last->name() : tString());
   sweep();
   return stored;
 }
 
 void tImages::removeAll(nk_messageImage& message) {
   tIndex next = m_index;
-  for (unsigned int i = 0; i < message.count(); ++i) next.erase(message.get(i)->id());
-  auto const removed = static_cast<unsigned int>(m_index.size() - next.size());
+  unsigned int removed = 0;
+  unsigned long long last = 0;
+  for (unsigned int i = 0; i < message.count(); ++i) {
+    auto const uid = message.get(i)->id();
+    if (next.erase(uid) == 0) continue;
+    last = uid;
+    ++removed;
+  }
   if (removed == 0 || !commit(std::move(next))) return;
-  m_events.record(EVENT_IMAGE_REMOVED, counted(removed, "removed"));
+  m_events.record(EVENT_IMAGE_REMOVED, counted(removed, last, "removed"));
   sweep();
 }
 
 char const* tImages::problemOf(nk_msgFile& file, tIndex const& index) const {
-  if (char const* const problem = imageNameProblem(file.name().view())) return problem;
+  if (char const* const problem = nk_tools::imageNameProblem(file.name().view())) return problem;
   if (file.mimeType() >= nk_msgFile::MIME_UNSUPPORTED) return "its mime type is unknown";
   if (file.content().empty()) return "it is empty";
-  if (checksumOf(file.content()) != file.checksum())
+  if (nk_tools::imageChecksum(file.content()) != file.checksum())
     return "its checksum is not that of its content";
   if (index.size() >= mostImages && !index.contains(file.id())) return "the panel is full";
   return nullptr;
@@ -143,7 +131,7 @@ std::string tImages::fileName(unsigned long long uid, tImage const& image) {
 bool tImages::isWhole(unsigned long long uid, tImage const& image) const {
   tBlob content;
   return nk_tools::readFile(directory() + "/" + fileName(uid, image), content) == nullptr &&
-         checksumOf(content) == image.checksum;
+         nk_tools::imageChecksum(content) == image.checksum;
 }
 
 bool tImages::readIndex(tIndex& index) const {

@@ -20,19 +20,13 @@
 /// Not synchronised.
 class tImages {
  public:
-  /// What a station asks for in taskRemove.
-  enum teTask : unsigned char {
-    TASK_STORE = 0,   ///< keep the images of the message beside those that are there
-    TASK_REMOVE = 1,  ///< drop those with the uids of the message, which need no content
-  };
-
   /// Both are borrowed for the life of this object.
   tImages(tStore const& store, tEventLog& events) : m_store(store), m_events(events) {}
 
   /// Takes over what is stored; what is damaged is dropped, and recorded.
   void load();
-  /// Does what the message asks for, and records it; what is refused, too. Returns how many images
-  /// were stored.
+  /// Does what the message asks for by teImageTask, and records it; what is refused, too. Returns
+  /// how many images were stored.
   unsigned int handle(nk_messageImage& message);
   /// The uids of all images, rising.
   std::vector<unsigned long long> uids() const;
@@ -60,7 +54,3 @@ class tImages {
   tEventLog& m_events;
   tIndex m_index;
 };
-
-/// Why a panel takes no image of this name, null if it does: the name could lead out of a
-/// directory, stand for a file that is being written, or steer a terminal. Any bytes may be asked.
-char const* imageNameProblem(std::string_view name);
