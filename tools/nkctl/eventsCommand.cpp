@@ -35,16 +35,17 @@ void fill(tTable& table, tEvents const& events) {
   }
 }
 
-// Leaves the events that `seen`, occurrences by id, does not have yet, and adds them to it.
+// Leaves the events that are not in `seen`, occurrences by id; then that is all that came.
 void keepNews(tEvents& events, std::map<unsigned int, unsigned int>& seen) {
   tEvents news(events.version(), nullptr, nullptr);
+  std::map<unsigned int, unsigned int> all;
   for (unsigned int i = 0; i < events.count(); ++i) {
     auto* const one = events.getEvent(i);
-    auto const [known, isNew] = seen.try_emplace(one->id(), one->occurence());
-    if (!isNew && known->second == one->occurence()) continue;
-    known->second = one->occurence();
-    news.addEvent(one);
+    auto const known = seen.find(one->id());
+    if (known == seen.end() || known->second != one->occurence()) news.addEvent(one);
+    all[one->id()] = one->occurence();
   }
+  seen.swap(all);
   events.setFrom(news);
 }
 
