@@ -93,6 +93,15 @@ class images : public harness::programs {
     return all;
   }
 
+  // A file with schedules of one entry, which has these members for its image.
+  std::string set(char const* entry) {
+    return write(dir / "set.json",
+                 std::string(R"({"schedules":[{"uid":1,"name":"s","startTime":0,)"
+                             R"("showOnLogicalDisplay":0,"entries":[{"uid":1,"duration":1,)"
+                             R"("name":"e",)") +
+                     entry + "}]}]}");
+  }
+
   std::string const state = dir / "state";
   std::unique_ptr<harness::tProgram> device;
 };
@@ -221,13 +230,6 @@ TEST_F(images, areSentByTheStation) {
   write(dir / "image_id07.png", "ghi");
   write(dir / "empty.png", "");
   write(dir / "text.txt", "abc");
-  auto const set = [&](char const* entry) {
-    return write(
-        dir / "set.json",
-        std::string(R"({"schedules":[{"uid":1,"name":"s","startTime":0,)"
-                    R"("showOnLogicalDisplay":0,"entries":[{"uid":1,"duration":1,"name":"e",)") +
-            entry + "}]}]}");
-  };
   auto const here = [&](char const* name) { return " " + (dir / name); };
   struct {
     std::string command;
@@ -257,6 +259,11 @@ TEST_F(images, areSentByTheStation) {
               row.command.find("--progress") != errors.npos)
         << errors;
   }
+}
+
+TEST_F(images, ofSchedulesAreNamedByUidOrFile) {
+  start();
+  write(dir / "a.png", "abc");
   EXPECT_EQ(ask("images missing " + set(R"("image":"a.png","imageUid":1)")), 2);
   EXPECT_NE(errors.find("schedules[0].entries[0] has both imageUid and image"), errors.npos);
   EXPECT_EQ(ask("images missing " + set(R"("image":"b.png")")), 2);

@@ -91,6 +91,10 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
     }
   }
   EXPECT_EQ(ask("events --sort newest"), 2);
+}
+
+TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
+  start();
   // The task of the request comes back, damaged requests get the events, too.
   nk_messageEventsReq request(nk_message::VERSION_0);
   request.setTask(77);
