@@ -1,7 +1,8 @@
 #!/bin/sh
 # Shows station and panel at work: tools/demo.sh DIRECTORY, where nkctl and nkdevice lie.
-# Over each carrier a panel is started, spoken to and shut down. Ends with status 0 only if every
-# command did what it should; leaves no process and no file behind; takes two minutes at most.
+# A panel starts empty, is brought what a directory holds, reports, and starts once more; another one
+# is spoken to over a Unix socket. Ends with status 0 only if every command did what it should;
+# leaves no process and no file behind; takes two minutes at most.
 set -eu
 
 if [ $# -ne 1 ]; then
@@ -15,6 +16,8 @@ for program in nkctl nkdevice; do
   fi
 done
 PATH=$(cd "$1" && pwd):$PATH
+cd "$(dirname "$0")/.."  # so that the example is shown under its name in the source tree
+site=examples/site
 scratch=$(mktemp -d)
 panel=
 
@@ -50,16 +53,23 @@ show() {
 run() {
   show "$@"
   status=0
-  timeout -k 2 10 "$@" || status=$?
+  timeout -k 2 10 "$@" >"$scratch/output" || status=$?
+  cat "$scratch/output"
   [ $status -ne 124 ] || fail "that did not end in time"
   [ $status -eq 0 ] || fail "that ended with status $status"
 }
 
-# Starts a panel on the link given and waits until it listens. Sets $panel, and $link to where.
+# The last command must have printed a line on which the pattern matches.
+expect() {
+  grep -q -- "$1" "$scratch/output" || fail "that should have printed: $1"
+}
+
+# Starts a panel with the arguments given and waits until it listens. Sets $panel, and $link to
+# where.
 startPanel() {
-  show nkdevice --link "$1" --address 2 --verbose '&'
+  show nkdevice --link "$@" --address 2 --verbose '&'
   : >"$scratch/panel.log"
-  timeout -k 2 60 nkdevice --link "$1" --address 2 --verbose >"$scratch/panel.log" 2>&1 &
+  timeout -k 2 60 nkdevice --link "$@" --address 2 --verbose >"$scratch/panel.log" 2>&1 &
   panel=$!
   link=
   tries=100
@@ -71,33 +81,69 @@ startPanel() {
     link=$(sed -n 's/.*listening on \(.*\), address .*/\1/p' "$scratch/panel.log")
   done
   cat "$scratch/panel.log"
-  linesSeen=$(wc -l <"$scratch/panel.log")
 }
 
-# Waits for the panel to end by itself, and shows what it said meanwhile.
+# Waits for the panel to end by itself, and shows what it was asked meanwhile.
 awaitPanel() {
   status=0
   wait "$panel" || status=$?
   panel=
   [ $status -ne 124 ] || fail "the panel did not end when it was told to"
-  printf '\nMeanwhile the panel said:\n'
-  tail -n +"$((linesSeen + 1))" "$scratch/panel.log"
+  printf '\nMeanwhile the panel said, among other things:\n'
+  grep 'request [A-Z_]* (type' "$scratch/panel.log" || true
   printf '\nThe panel ended with status %d.\n' $status
   [ $status -eq 0 ] || fail "it should have been 0"
 }
 
-# The story, over one kind of link.
-story() {
-  startPanel "$1"
-  run nkctl --link "$link" --to 2 generic hello panel
-  run nkctl --link "$link" --to 2 time
-  run nkctl --link "$link" --to broadcast generic 'hello, all panels' 'the first answer is shown'
-  run nkctl --link "$link" --to 2 shutdown
-  awaitPanel
+station() { run nkctl --link "$link" --to 2 "$@"; }
+
+# The panel must have been asked for nothing but its state since line $1 of its log.
+expectOnlyLooks() {
+  others=$(tail -n +"$(($1 + 1))" "$scratch/panel.log" | grep 'request [A-Z_]* (type' | grep -v STATE_REQ || true)
+  [ -z "$others" ] || fail "something was sent: $others"
 }
 
-echo "== A panel on a TCP link"
-story tcp://127.0.0.1:0
-printf '\n== The same on a Unix socket\n'
-story "unix://$scratch/panel.sock"
+echo "== A panel that starts empty, on a TCP link"
+startPanel tcp://127.0.0.1:0 --state "$scratch/state" --displays $site/displays.json
+station state
+expect '^images  *0$'
+printf '\n== It is brought what %s holds\n' $site
+station sync --progress $site
+expect '^the panel holds it all now$'
+station images missing $site/schedules.json
+expect '^none missing of 3$'
+printf '\n== It reports\n'
+station state
+expect '^device name  *main hall$'
+expect '^images  *3$'
+station display
+expect 'two side by side .* current$'
+station statistics
+expect '^image updates  *3$'
+station events --sort id-desc
+expect 'schedules set'
+printf '\n== A second sync sends nothing\n'
+before=$(wc -l <"$scratch/panel.log")
+station sync $site
+expect '^nothing to send$'
+expectOnlyLooks "$before"
+station shutdown
+awaitPanel
+
+printf '\n== The same panel, started once more, has forgotten nothing\n'
+startPanel tcp://127.0.0.1:0 --state "$scratch/state" --displays $site/displays.json
+station sync $site
+expect '^nothing to send$'
+station events
+expect '  2  .*  started$'
+station shutdown
+awaitPanel
+
+printf '\n== Another panel, on a Unix socket\n'
+startPanel "unix://$scratch/panel.sock"
+station generic hello panel
+station time
+run nkctl --link "$link" --to broadcast generic 'hello, all panels' 'the first answer is shown'
+station shutdown
+awaitPanel
 printf '\nAll went as it should.\n'

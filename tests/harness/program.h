@@ -17,9 +17,10 @@ namespace harness {
 /// A program that was started, with what it writes. It is killed if it still runs at the end.
 class tProgram {
  public:
-  /// `arguments` begins with the path of the program. `input` is the file it reads.
+  /// `arguments` begins with the path of the program. `input` is the file it reads. With a
+  /// `terminal`, whose far end is taken, all that it writes goes there and is found in `output`.
   tProgram(asio::io_context& io, std::vector<std::string> arguments,
-           std::string const& input = "/dev/null")
+           std::string const& input = "/dev/null", tTerminal* terminal = nullptr)
       : m_io(io) {
     int out[2], err[2];
     EXPECT_EQ(::pipe2(out, O_CLOEXEC) | ::pipe2(err, O_CLOEXEC), 0);
@@ -28,6 +29,10 @@ class tProgram {
     posix_spawn_file_actions_addopen(&files, 0, input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&files, out[1], 1);
     posix_spawn_file_actions_adddup2(&files, err[1], 2);
+    for (int const one : {1, 2}) {
+      if (terminal == nullptr) break;
+      posix_spawn_file_actions_addopen(&files, one, terminal->path.c_str(), O_WRONLY, 0);
+    }
     std::vector<char*> words;
     for (auto& each : arguments) words.push_back(each.data());
     words.push_back(nullptr);
@@ -35,7 +40,9 @@ class tProgram {
     posix_spawn_file_actions_destroy(&files);
     ::close(out[1]);
     ::close(err[1]);
-    m_out = std::make_unique<nk_carrier>(io, out[0], nk_carrier::tLimits{});
+    tDescriptor pipe(out[0]);
+    m_out = std::make_unique<nk_carrier>(
+        io, (terminal != nullptr ? terminal->master : pipe).release(), nk_carrier::tLimits{});
     m_err = std::make_unique<nk_carrier>(io, err[0], nk_carrier::tLimits{});
     m_out->start([this] { drain(*m_out, output); });
     m_err->start([this] { drain(*m_err, errors); });
@@ -59,8 +66,11 @@ class tProgram {
   }
   /// Waits for the end and gives the exit status; 128 + signal if one killed it.
   int finish() {
-    EXPECT_TRUE(runUntil(m_io, [this] { return m_out->ended() && m_err->ended(); })) << errors;
-    if (!m_out->ended() || !m_err->ended()) signal(SIGKILL);
+    // A terminal that was left breaks, a pipe ends.
+    auto const over = [](nk_carrier& one) { return one.ended() || one.error(); };
+    bool const ended = runUntil(m_io, [&] { return over(*m_out) && over(*m_err); });
+    EXPECT_TRUE(ended) << errors;
+    if (!ended) signal(SIGKILL);
     int status = 0;
     EXPECT_EQ(::waitpid(m_process, &status, 0), m_process);
     m_process = 0;

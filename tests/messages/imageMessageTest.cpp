@@ -1,8 +1,14 @@
 #include "nkProtocol/imageMessage.h"
 
 #include <gtest/gtest.h>
+#include <sched.h>
 #include <stdlib.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -144,8 +150,9 @@ class SaveToDir : public testing::Test {
   }
   ~SaveToDir() override { fs::remove_all(m_directory); }
 
-  tString save(char const* fileName, bool sync = false, char const* below = "") {
-    tBlob content = bytes("the new content");
+  tString save(char const* fileName, bool sync = false, char const* below = "",
+               std::string const& what = "the new content") {
+    tBlob content = bytes(what);
     nk_msgFile file(7, "", "image/png", &content);
     return file.saveToDir(tString((m_directory / below).string()), sync, fileName);
   }
@@ -183,6 +190,78 @@ TEST_F(SaveToDir, DoesNotSayWhenOnlyTheNameIsRefused) {
   fs::create_directories(m_directory / "own" / "full");
   for (bool const sync : {false, true}) EXPECT_EQ(save("own", sync), path("own"));
   EXPECT_EQ(content("own~"), "the new content");
+}
+
+// What `call` gives in a process of its own.
+template <class Call>
+bool inChild(Call call) {
+  pid_t const child = ::fork();
+  if (child == 0) ::_exit(call() ? 0 : 1);
+  int status = -1;
+  return child > 0 && ::waitpid(child, &status, 0) == child && status == 0;
+}
+
+// Leaves this process little room: by a limit on its files, or, where the system allows that, with
+// a small file system of its own in the directory.
+void narrow(fs::path const& directory, bool mayMount) {
+  bool const mounted = mayMount &&
+                       ::unshare(CLONE_NEWNS | (::geteuid() == 0 ? 0 : CLONE_NEWUSER)) == 0 &&
+                       ::mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+                       ::mount("none", directory.c_str(), "tmpfs", 0, "size=64k") == 0;
+  rlimit const limit{65536, 65536};
+  if (!mounted) ::setrlimit(RLIMIT_FSIZE, &limit);
+  std::signal(SIGXFSZ, SIG_IGN);
+}
+
+TEST_F(SaveToDir, LeavesWhatWasThereWhenThereIsNoRoom) {
+  std::string const fits(20000, 'a'), tooMuch(70000, 'b');
+  for (bool const mayMount : {false, true}) {
+    for (bool const sync : {false, true}) {
+      EXPECT_TRUE(inChild([&] {
+        narrow(m_directory, mayMount);
+        return save("own", sync, "", fits) == path("own") &&
+               save("own", sync, "", tooMuch).empty() && save("other", sync, "", tooMuch).empty() &&
+               content("own") == fits && !fs::exists(m_directory / "other");
+      })) << mayMount
+          << sync;
+    }
+  }
+}
+
+TEST_F(SaveToDir, LeavesWhatWasThereWhenTheDirectoryIsReadOnly) {
+  EXPECT_EQ(save("own"), path("own"));
+  fs::permissions(m_directory, fs::perms(0555));
+  EXPECT_TRUE(inChild([&] {
+    constexpr unsigned int nobody = 65534;  // root writes everywhere
+    if (::geteuid() == 0 && (::setgid(nobody) != 0 || ::setuid(nobody) != 0)) return false;
+    return save("own", true, "", "other").empty() && save("", true).empty();
+  }));
+  fs::permissions(m_directory, fs::perms(0755));
+  EXPECT_EQ(content("own"), "the new content");
+  EXPECT_EQ(std::distance(fs::directory_iterator(m_directory), {}), 1);
+}
+
+TEST_F(SaveToDir, KilledAtAnyMomentLeavesAWholeFileOrNone) {
+  std::string const contents[] = {std::string(300000, 'a'), std::string(500000, 'b')};
+  for (unsigned int round = 0; round < 40; ++round) {
+    int saved[2];
+    ASSERT_EQ(::pipe(saved), 0);
+    pid_t const child = ::fork();
+    for (unsigned int i = round; child == 0; ++i) {
+      save("own", i % 8 == 0, "", contents[i % 2]);
+      if (::write(saved[1], "x", 1) != 1) ::_exit(1);
+    }
+    // Some saves are waited for; the kill comes at some moment of the next one.
+    char token = 0;
+    for (unsigned int i = 0; i < round % 4; ++i) EXPECT_EQ(::read(saved[0], &token, 1), 1);
+    ::kill(child, SIGKILL);
+    ::waitpid(child, nullptr, 0);
+    ::close(saved[0]);
+    ::close(saved[1]);
+    auto const found = content("own");
+    bool const none = round == 0 && !fs::exists(m_directory / "own");
+    EXPECT_TRUE(none || found == contents[0] || found == contents[1]) << round << found.size();
+  }
 }
 
 }  // namespace

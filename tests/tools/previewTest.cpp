@@ -6,8 +6,8 @@
 #include <climits>
 #include <random>
 
+#include "tools/common/moment.h"
 #include "tools/common/schedules.h"
-#include "tools/nkctl/moment.h"
 
 namespace {
 

@@ -28,7 +28,7 @@ tString genericJson(nk_messageGeneric const& message) {
 
 }  // namespace
 
-nk_tools::tContent::tContent(tBlob& content) : body(&content) {
+nk_tools::tContent::tContent(tBlob&& content) : body(std::move(content)) {
   unsigned short number = 0, revision = 0;
   if (!body.u16(number, reading) || !body.u16(revision, reading)) return;
   type = nk_message::teType(number);
@@ -40,7 +40,7 @@ bool nk_tools::tContent::readInto(nk_message& message) {
 }
 
 std::unique_ptr<nk_message> nk_tools::readAnswer(tBlob& content) {
-  tContent parts(content);
+  tContent parts{tBlob(content)};
   if (std::find(std::begin(answerTypes), std::end(answerTypes), parts.type) ==
       std::end(answerTypes))
     return nullptr;

@@ -11,8 +11,8 @@ namespace nk_tools {
 
 /// Content that came in: the header as far as it goes, and the body that stands behind it.
 struct tContent {
-  /// Copies the bytes. Type 0, which is no type, if there are too few for a header.
-  explicit tContent(tBlob& content);
+  /// Type 0, which is no type, if there are too few bytes for a header.
+  explicit tContent(tBlob&& content);
 
   nk_message::teType type = nk_message::teType(0);
   nk_message::teVersion version = nk_message::VERSION_0;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <CLI/App.hpp>
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -20,6 +21,10 @@ CLI::Option* addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)>
 /// nk_basicTelegram::addressBroadcast.
 CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned int& address,
                               bool broadcast, std::string const& help);
+
+/// Adds an option that takes seconds, fractions included, of which there are `least` or more.
+void addSecondsOption(CLI::App& app, std::string const& name, std::chrono::milliseconds& value,
+                      double least, std::string const& help);
 
 /// Reads the command line and calls `run` if it is right. Gives help and version their status 0,
 /// wrong usage its own, and STATUS_OTHER to what `run` throws.

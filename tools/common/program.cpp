@@ -8,7 +8,7 @@ namespace {
 // What each status means, in the order of the numbers. docs/programs.md has the same lines.
 constexpr char const* exitTexts[] = {
     "done, or ended as told",
-    "other failure: no memory, output or state cannot be written",
+    "other failure: no memory, output or state cannot be written, state of another panel",
     "wrong command line, or a file that cannot be read or is not of its form",
     "the link cannot be opened",
     "no answer in time",

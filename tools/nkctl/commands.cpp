@@ -9,9 +9,14 @@
 std::span<tCommand const> commands() {
   static constexpr tCommand rows[] = {
       {"state", "Print the panel's state", declareState},
+      {"statistics", "Print the panel's running totals", declareStatistics},
+      {"events", "Print the panel's record of events", declareEvents},
+      {"display", "Print how the panel's screen is laid out", declareDisplay},
       {"set-name", "Give the panel a name, print its state", declareSetName},
       {"config", "Write, send or compare a configuration", declareConfig},
       {"schedules", "Send, compare or preview a set of schedules", declareSchedules},
+      {"images", "Send, remove or compare images", declareImages},
+      {"sync", "Make a panel hold what a directory holds", declareSync},
       {"time", "Send the station's clock, print the panel's", declareTime},
       {"shutdown", "Order the panel to shut down", declareShutdown},
       {"generic", "Send two free texts, print the two that come back", declareGeneric},
@@ -32,6 +37,11 @@ tRun declareFamily(CLI::App& app, std::span<tCommand const> members) {
 
 void addArgument(CLI::App& app, char const* name, std::string& value, char const* help) {
   app.add_option(name, value, help)->required();
+}
+
+void addArguments(CLI::App& app, char const* name, std::vector<std::string>& values,
+                  char const* help) {
+  app.add_option(name, values, help)->required();
 }
 
 void addOption(CLI::App& app, char const* name, std::string& value, char const* type,
@@ -58,7 +68,7 @@ nk_tools::teExit askFor(tStation& station, nk_message& request, nk_message::teTy
   if (auto const status = print(nk_tools::contentJson(bytes))) return status;
   nk_tools::say(std::string("expected ") + nk_message::typeName(expected).c_str() +
                 " for an answer, not " + (answer ? "" : "an unknown or damaged message of ") +
-                "type " + std::to_string(nk_tools::tContent(bytes).type));
+                "type " + std::to_string(nk_tools::tContent(tBlob(bytes)).type));
   return nk_tools::STATUS_PROTOCOL;
 }
 
@@ -76,8 +86,12 @@ nk_tools::teExit print(tString const& text) {
   return nk_tools::STATUS_OTHER;
 }
 
-nk_tools::teExit print(bool json, nk_message& answer, tTable const& table) {
-  return print(json ? nk_tools::messageJson(answer) : tString(std::string_view(table.text())));
+nk_tools::teExit print(tTable& table) {
+  return print(tString(std::string_view(table.text(coloursWanted()))));
+}
+
+nk_tools::teExit print(bool json, nk_message& answer, tTable& table) {
+  return json ? print(nk_tools::messageJson(answer)) : print(table);
 }
 
 nk_tools::teExit refuse(std::string const& problem) {

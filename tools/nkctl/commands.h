@@ -38,11 +38,19 @@ tRun declareState(CLI::App& app);
 tRun declareSetName(CLI::App& app);
 tRun declareConfig(CLI::App& app);
 tRun declareSchedules(CLI::App& app);
+tRun declareStatistics(CLI::App& app);
+tRun declareEvents(CLI::App& app);
+tRun declareDisplay(CLI::App& app);
+tRun declareImages(CLI::App& app);
+tRun declareSync(CLI::App& app);
 
 /// Adds one of `members`, which must live for ever, as a word that has to follow.
 tRun declareFamily(CLI::App& app, std::span<tCommand const> members);
 /// Adds an argument that must be given, such as "FILE".
 void addArgument(CLI::App& app, char const* name, std::string& value, char const* help);
+/// Adds an argument that must be given once or more often.
+void addArguments(CLI::App& app, char const* name, std::vector<std::string>& values,
+                  char const* help);
 /// Adds an option, such as "--at", that is followed by a value of the kind `type`.
 void addOption(CLI::App& app, char const* name, std::string& value, char const* type,
                char const* help);
@@ -58,7 +66,9 @@ nk_tools::teExit askFor(tStation& station, nk_message& request, nk_message::teTy
 nk_tools::teExit askAndPrint(tStation& station, nk_message& request, nk_message::teType expected);
 /// Prints `text` on standard output, with a line end unless it has one.
 nk_tools::teExit print(tString const& text);
+/// Prints the table, coloured if that is wanted.
+nk_tools::teExit print(tTable& table);
 /// Prints the answer as JSON if that was wanted, otherwise the table.
-nk_tools::teExit print(bool json, nk_message& answer, tTable const& table);
+nk_tools::teExit print(bool json, nk_message& answer, tTable& table);
 /// Says what is wrong with a file or an argument.
 nk_tools::teExit refuse(std::string const& problem);

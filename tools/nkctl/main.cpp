@@ -8,43 +8,32 @@
 namespace {
 
 constexpr char footer[] =
-    "Answers are printed on standard output: as tables by state, set-name, config and schedules;\n"
-    "by the other commands, and with --json, as one line of JSON each: the message's own form;\n"
+    "Answers are printed on standard output: as tables for people, or with --json as one line of\n"
+    "JSON, the message's own form; by time, generic and raw always so:\n"
     "  {\"action\":\"generic\",\"type\":\"response\",\"text1\":...,\"text2\":...}  for generic "
     "ones;\n"
     "  {\"content\":BASE64,\"size\":BYTES}  for content that is no known message.\n"
     "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n"
-    "All commands but config init and schedules preview need --link and --to.\n\n";
+    "All commands but config init, schedules preview and images uid need --link and --to.\n\n";
 
 constexpr char examples[] =
     "\n\nExamples:\n"
     "  nkctl --link tcp://127.0.0.1:4711 --to 2 time\n"
     "  nkctl --link tcp://127.0.0.1:4711 --to 2 config set hall.json\n"
+    "  nkctl --link tcp://127.0.0.1:4711 --to 2 sync examples/site\n"
     "  nkctl schedules preview week.json --config hall.json --at \"2026-03-01 08:00:00\"\n"
     "  nkctl --link unix:///tmp/panel.sock --to 0x20 generic hello world\n"
     "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast --timeout 30 raw content.bin";
-
-// Reads seconds, fractions included, as milliseconds.
-void addSeconds(CLI::App& app, std::string const& name, std::chrono::milliseconds& value,
-                double least, std::string const& help) {
-  auto const store = [&value, name, least](double seconds) {
-    if (!(seconds >= least && seconds <= 1e6))
-      throw CLI::ValidationError(
-          name, "the seconds are not from " + CLI::detail::to_string(least) + " to 1000000");
-    value = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
-  };
-  app.add_option_function<double>(name, store, help)->type_name("SECONDS");
-}
 
 void addOptions(CLI::App& app, tStation::tOptions& options) {
   nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; });
   nk_tools::addAddressOption(app, "--to", options.to, true,
                              "The panel's address, decimal or 0x..., or broadcast");
   nk_tools::addAddressOption(app, "--from", options.from, false, "The station's own address [1]");
-  addSeconds(app, "--timeout", options.timeout, 0.001,
-             "For the whole exchange, sending included [5]");
-  addSeconds(app, "--connect-timeout", options.connectTimeout, 0,
-             "How long to try to open the link; 0 tries once [2]");
+  nk_tools::addSecondsOption(app, "--timeout", options.timeout, 0.001,
+                             "For the whole exchange, sending included [5]");
+  nk_tools::addSecondsOption(app, "--connect-timeout", options.connectTimeout, 0,
+                             "How long to try to open the link; 0 tries once [2]");
   app.add_flag("--verbose", options.verbose, "Tell what the engine does");
   app.set_version_flag("--version", NK_VERSION);
 }

@@ -4,7 +4,7 @@
 #include <limits>
 #include <set>
 
-#include "tools/nkctl/moment.h"
+#include "tools/common/moment.h"
 #include "tools/nkctl/table.h"
 
 namespace {

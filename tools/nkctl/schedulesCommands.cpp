@@ -1,6 +1,6 @@
 #include "nkSupport/tTime.h"
+#include "tools/common/moment.h"
 #include "tools/common/schedules.h"
-#include "tools/nkctl/moment.h"
 #include "tools/nkctl/preview.h"
 #include "tools/nkctl/settingsFile.h"
 #include "tools/nkctl/stateCommands.h"
@@ -20,23 +20,6 @@ std::shared_ptr<tArguments> addFile(CLI::App& app) {
   return arguments;
 }
 
-// Sends the set until the panel's answer is `wanted` or says the same as the one before: of
-// neighbours to be dropped a panel drops only every second one, so that each round halves what is
-// left over. No more than 2^32 schedules can be.
-nk_tools::teExit sendUntilItHolds(tStation& station, nk_messageSetSchedulesReq& set,
-                                  tString const& wanted, std::unique_ptr<nk_message>& answer) {
-  constexpr unsigned int mostRounds = 33;
-  tString before;
-  for (unsigned int round = 1; round <= mostRounds; ++round) {
-    if (auto const status = askFor(station, set, nk_message::SET_SCHEDULES_RSP, answer))
-      return status;
-    auto const& now = static_cast<nk_messageSetSchedulesRsp const&>(*answer).getChecksum();
-    if (now == wanted || now == before) break;
-    before = now;
-  }
-  return nk_tools::STATUS_OK;
-}
-
 tRun declareSet(CLI::App& app) {
   auto const arguments = addFile(app);
   addJsonFlag(app, arguments->json);
@@ -46,7 +29,7 @@ tRun declareSet(CLI::App& app) {
     if (!problem.empty()) return refuse(problem);
     auto const wanted = nk_tools::schedulesChecksum(set, askedVersion);
     std::unique_ptr<nk_message> answer;
-    if (auto const status = sendUntilItHolds(station, set, wanted, answer)) return status;
+    if (auto const status = sendSchedules(station, set, wanted, answer)) return status;
     auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
     return printComparison(arguments->json, *answer, wanted, response.getChecksum());
   };
@@ -99,6 +82,22 @@ tRun declarePreview(CLI::App& app) {
 }
 
 }  // namespace
+
+nk_tools::teExit sendSchedules(tStation& station, nk_messageSetSchedulesReq& set,
+                               tString const& wanted, std::unique_ptr<nk_message>& answer) {
+  // Of neighbours to be dropped a panel drops only every second one, so that each round halves what
+  // is left over. No more than 2^32 schedules can be.
+  constexpr unsigned int mostRounds = 33;
+  tString before;
+  for (unsigned int round = 1; round <= mostRounds; ++round) {
+    if (auto const status = askFor(station, set, nk_message::SET_SCHEDULES_RSP, answer))
+      return status;
+    auto const& now = static_cast<nk_messageSetSchedulesRsp const&>(*answer).getChecksum();
+    if (now == wanted || now == before) break;
+    before = now;
+  }
+  return nk_tools::STATUS_OK;
+}
 
 tRun declareSchedules(CLI::App& app) {
   static constexpr tCommand rows[] = {

@@ -1,80 +1,61 @@
 #include "tools/nkctl/settingsFile.h"
 
 #include <cstdio>
-#include <limits>
+#include <map>
 #include <unordered_set>
 
-#include "nkSupport/tJson.h"
-#include "tools/common/files.h"
-#include "tools/nkctl/jsonShape.h"
-#include "tools/nkctl/moment.h"
+#include "tools/common/jsonShape.h"
+#include "tools/common/moment.h"
+#include "tools/nkctl/imageFile.h"
 
 namespace {
 
-template <class Number>
-constexpr tJsonField number(
-    char const* key, bool required = false,
-    long long least = static_cast<long long>(+std::numeric_limits<Number>::min())) {
-  return {key, JSON_NUMBER, required, least, std::numeric_limits<Number>::max()};
-}
-constexpr tJsonField text(char const* key, bool required = false) {
-  return {key, JSON_TEXT, required};
-}
 constexpr bool required = true;
 using tUid = unsigned long long;
 
-constexpr tJsonField slotFields[] = {text("name"), number<unsigned int>("start", required),
-                                     number<unsigned int>("stop", required),
-                                     number<unsigned int>("activity")};
+constexpr tJsonField slotFields[] = {jsonText("name"), jsonNumber<unsigned int>("start", required),
+                                     jsonNumber<unsigned int>("stop", required),
+                                     jsonNumber<unsigned int>("activity")};
 // The ids below 10 are reserved: whoever reads them gives the frame another one.
-constexpr tJsonField frameFields[] = {text("name"),
-                                      number<unsigned short>("left"),
-                                      number<unsigned short>("top"),
-                                      number<unsigned short>("width", required),
-                                      number<unsigned short>("height", required),
-                                      number<unsigned short>("id", required, 10),
-                                      number<unsigned short>("logDisp"),
-                                      number<unsigned short>("realtimeTimeout")};
+constexpr tJsonField frameFields[] = {jsonText("name"),
+                                      jsonNumber<unsigned short>("left"),
+                                      jsonNumber<unsigned short>("top"),
+                                      jsonNumber<unsigned short>("width", required),
+                                      jsonNumber<unsigned short>("height", required),
+                                      jsonNumber<unsigned short>("id", required, 10),
+                                      jsonNumber<unsigned short>("logDisp"),
+                                      jsonNumber<unsigned short>("realtimeTimeout")};
 constexpr tJsonField configFields[] = {
-    text("action", required),
-    text("type", required),
-    number<int>("tv", required, 1),
-    number<unsigned int>("updateTime"),
-    number<signed char>("minUpdateTemp"),
-    number<unsigned char>("balanceTime"),
-    number<signed char>("updateTemp"),
-    number<unsigned char>("opMode"),
-    number<unsigned char>("heatMode"),
-    number<unsigned short>("curDispSwCfg"),
-    number<unsigned short>("defaultLogicalDisplay"),
-    number<unsigned short>("slideshowInterval_sec"),
+    jsonText("action", required),
+    jsonText("type", required),
+    jsonNumber<int>("tv", required, 1),
+    jsonNumber<unsigned int>("updateTime"),
+    jsonNumber<signed char>("minUpdateTemp"),
+    jsonNumber<unsigned char>("balanceTime"),
+    jsonNumber<signed char>("updateTemp"),
+    jsonNumber<unsigned char>("opMode"),
+    jsonNumber<unsigned char>("heatMode"),
+    jsonNumber<unsigned short>("curDispSwCfg"),
+    jsonNumber<unsigned short>("defaultLogicalDisplay"),
+    jsonNumber<unsigned short>("slideshowInterval_sec"),
     {"sleepUserEna", JSON_FLAG},
     {.key = "timeslots", .kind = JSON_LIST, .element = slotFields},
-    text("deviceName"),
+    jsonText("deviceName"),
     {.key = "frames", .kind = JSON_LIST, .element = frameFields}};
 
-constexpr tJsonField entryFields[] = {number<tUid>("uid", required), text("name"),
-                                      number<unsigned int>("duration", required),
-                                      number<tUid>("imageUid", required)};
+constexpr tJsonField entryFields[] = {jsonNumber<tUid>("uid", required), jsonText("name"),
+                                      jsonNumber<unsigned int>("duration", required),
+                                      jsonNumber<tUid>("imageUid"), jsonText("image")};
 constexpr tJsonField scheduleFields[] = {
-    number<tUid>("uid", required),
-    text("name"),
+    jsonNumber<tUid>("uid", required),
+    jsonText("name"),
     {"startTime", JSON_MOMENT, required},
     {"stopTime", JSON_MOMENT},
-    number<unsigned int>("flags"),
-    number<unsigned short>("showOnLogicalDisplay", required),
+    jsonNumber<unsigned int>("flags"),
+    jsonNumber<unsigned short>("showOnLogicalDisplay", required),
     {.key = "entries", .kind = JSON_LIST, .required = required, .element = entryFields}};
 constexpr tJsonField setFields[] = {
     {.key = "schedules", .kind = JSON_LIST, .required = required, .element = scheduleFields}};
-
-std::string readShaped(std::string const& name, std::span<tJsonField const> fields, tJson& json) {
-  tBlob bytes;
-  if (char const* const problem = nk_tools::readFile(name, bytes)) return name + " " + problem;
-  std::string_view const content(reinterpret_cast<char const*>(bytes.data()), bytes.size());
-  auto const problem = shapeProblem(content, fields);
-  if (!problem.empty()) return name + ": " + problem;
-  return json.parse(content) ? std::string() : name + " needs too much memory";
-}
 
 long long moment(tJson const& json, char const* key) {
   auto const written = json.getString(key);
@@ -113,22 +94,72 @@ std::string writeConfigFile(std::string const& name, nk_messageSetConfigReq& con
   return written ? std::string() : name + " cannot be written";
 }
 
+namespace {
+
+// Finds the uids of images that entries name by file.
+class tImageNames {
+ public:
+  // Files are named as seen from where the set lies.
+  explicit tImageNames(std::string const& setFile)
+      : m_directory(setFile.substr(0, setFile.rfind('/') + 1)) {}
+
+  // The uid of the image of `entry`; the empty text, or what is wrong with it.
+  std::string find(tJson const& entry, tUid& imageUid) {
+    bool const byUid = entry.has("imageUid");
+    if (byUid == entry.has("image"))
+      return byUid ? "has both imageUid and image" : "imageUid is missing";
+    imageUid = uid(entry, "imageUid");
+    if (byUid) return {};
+    std::string const file(entry.getString("image").view());
+    auto const [known, isNew] = m_uids.try_emplace(file, 0);
+    if (isNew) {
+      tImageFile image;
+      auto const problem = readImageFile(file.starts_with('/') ? file : m_directory + file, image);
+      if (!problem.empty()) return "image: " + problem;
+      known->second = image.uid;
+    }
+    imageUid = known->second;
+    return {};
+  }
+
+ private:
+  std::string const m_directory;
+  std::map<std::string, tUid> m_uids;
+};
+
+// Adds the entries of the schedule `json` to `schedule`.
+std::string addEntries(tJson const& json, tImageNames& images, nk_messageSchedule& schedule) {
+  tJson entry;
+  for (unsigned int i = 0; json.getArrayObject("entries", i, entry); ++i) {
+    tUid imageUid = 0;
+    auto const problem = images.find(entry, imageUid);
+    if (!problem.empty()) {
+      bool const isName = problem.starts_with("has ");
+      return "entries[" + std::to_string(i) + "]" + (isName ? " " : ".") + problem;
+    }
+    schedule.addScheduleEntry(uid(entry, "uid"), entry.getString("name"), number(entry, "duration"),
+                              imageUid, false);
+  }
+  return {};
+}
+
+}  // namespace
+
 std::string readSchedulesFile(std::string const& name, nk_messageSetSchedulesReq& set) {
-  tJson json, one, entry;
+  tJson json, one;
   auto problem = readShaped(name, setFields, json);
   if (!problem.empty()) return problem;
   std::unordered_set<tUid> uids;
+  tImageNames images(name);
   for (unsigned int i = 0; json.getArrayObject("schedules", i, one); ++i) {
+    auto const place = name + ": schedules[" + std::to_string(i) + "].";
     // The panel's merge tells schedules by their ids alone.
-    if (!uids.insert(uid(one, "uid")).second)
-      return name + ": schedules[" + std::to_string(i) + "].uid belongs to another one before it";
+    if (!uids.insert(uid(one, "uid")).second) return place + "uid belongs to another one before it";
     auto* const schedule = set.addSchedule_(
         uid(one, "uid"), one.getString("name"), moment(one, "startTime"), moment(one, "stopTime"),
         number(one, "flags"), static_cast<unsigned short>(number(one, "showOnLogicalDisplay")));
-    for (unsigned int k = 0; one.getArrayObject("entries", k, entry); ++k) {
-      schedule->addScheduleEntry(uid(entry, "uid"), entry.getString("name"),
-                                 number(entry, "duration"), uid(entry, "imageUid"), false);
-    }
+    auto const wrong = addEntries(one, images, *schedule);
+    if (!wrong.empty()) return place + wrong;
   }
   return {};
 }

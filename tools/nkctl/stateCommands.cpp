@@ -54,7 +54,8 @@ tRun declareState(CLI::App& app) {
     nk_messageStateReq request(askedVersion);
     std::unique_ptr<nk_messageStateRsp> state;
     if (auto const status = askForState(station, request, state)) return status;
-    return print(arguments->json, *state, stateTable(*state));
+    auto table = stateTable(*state);
+    return print(arguments->json, *state, table);
   };
 }
 
@@ -68,7 +69,8 @@ tRun declareSetName(CLI::App& app) {
     request.setTaskNewName(name);
     std::unique_ptr<nk_messageStateRsp> state;
     if (auto const status = askForState(station, request, state)) return status;
-    if (auto const status = print(arguments->json, *state, stateTable(*state))) return status;
+    auto table = stateTable(*state);
+    if (auto const status = print(arguments->json, *state, table)) return status;
     if (state->devName() == name) return nk_tools::STATUS_OK;
     nk_tools::say("the panel did not take the name");
     return nk_tools::STATUS_DIFFERS;

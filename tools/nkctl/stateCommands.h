@@ -1,5 +1,6 @@
 #pragma once
 
+#include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/stateMessages.h"
 #include "tools/nkctl/commands.h"
 
@@ -13,3 +14,7 @@ nk_tools::teExit askForState(tStation& station, nk_messageStateReq& request,
 /// STATUS_DIFFERS if they are not equal.
 nk_tools::teExit printComparison(bool json, nk_message& answer, tString const& file,
                                  tString const& panel);
+/// Sends the set until the panel's answer is the checksum `wanted`, or says the same as the one
+/// before.
+nk_tools::teExit sendSchedules(tStation& station, nk_messageSetSchedulesReq& set,
+                               tString const& wanted, std::unique_ptr<nk_message>& answer);

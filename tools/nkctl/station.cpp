@@ -31,11 +31,24 @@ nk_tools::teExit tStation::ask(tBlob& content, tBlob& answer) {
   return status;
 }
 
-nk_tools::teExit tStation::tell(tBlob& content) {
+nk_tools::teExit tStation::tell(tBlob& content, tReport const& report) {
   if (auto const status = submit(content, nullptr)) return status;
   auto const& carrier = m_link->carrier();
-  return waitFor([&] { return carrier.outgoing() == 0 && !carrier.error(); },
-                 "the request did not go out in time");
+  auto const all = carrier.sent() - m_sentBefore;
+  auto const done = [&] {
+    if (report) report(all - std::min<unsigned long long>(all, carrier.outgoing()), all);
+    return carrier.outgoing() == 0 && !carrier.error();
+  };
+  return waitFor(done, "the request did not go out in time");
+}
+
+nk_tools::teExit tStation::pause(std::chrono::milliseconds time) {
+  auto const end = steady_clock::now() + time;
+  while (steady_clock::now() < end) {
+    if (auto const status = checkLink("the peer closed the link")) return status;
+    m_io.run_one_until(end);
+  }
+  return nk_tools::STATUS_OK;
 }
 
 void tStation::close() {
@@ -54,13 +67,14 @@ nk_tools::teExit tStation::submit(tBlob& content, nk_responseCallback callback) 
   if (auto const status = connect()) return status;
   m_deadline = steady_clock::now() + m_options.timeout;
   m_unconfirmed = true;
-  auto const before = m_link->carrier().sent();
+  m_sentBefore = m_link->carrier().sent();
   // The engine's time-out follows the wall clock, which can be set: it only has to come later.
   auto const engineTimeout = std::chrono::ceil<seconds>(m_options.timeout).count() + 1;
   m_link->engine().enqueue_TS(&content, m_options.to, callback,
                               static_cast<unsigned int>(engineTimeout), this);
   m_link->pump();
-  if (m_link->carrier().sent() != before || m_link->carrier().error()) return nk_tools::STATUS_OK;
+  if (m_link->carrier().sent() != m_sentBefore || m_link->carrier().error())
+    return nk_tools::STATUS_OK;
   nk_tools::say("the request could not be sent");
   return nk_tools::STATUS_PROTOCOL;
 }
@@ -100,6 +114,13 @@ nk_tools::teExit tStation::connect() {
   return gaveUp ? nk_tools::STATUS_LINK : nk_tools::STATUS_OK;
 }
 
+nk_tools::teExit tStation::checkLink(char const* closedText) const {
+  auto const error = m_link->carrier().error();
+  if (!m_link->finished() && !error) return nk_tools::STATUS_OK;
+  nk_tools::say(error ? "the link broke: " + error.message() : closedText);
+  return nk_tools::STATUS_PROTOCOL;
+}
+
 nk_tools::teExit tStation::waitFor(std::function<bool()> const& done, char const* timeoutText) {
   while (!done()) {
     auto const error = m_link->carrier().error();
@@ -109,11 +130,7 @@ nk_tools::teExit tStation::waitFor(std::function<bool()> const& done, char const
       nk_tools::say(timeoutText);
       return nk_tools::STATUS_TIMEOUT;
     }
-    if (m_link->finished() || error) {
-      nk_tools::say(error ? "the link broke: " + error.message()
-                          : "the peer closed the link before it answered");
-      return nk_tools::STATUS_PROTOCOL;
-    }
+    if (auto const status = checkLink("the peer closed the link before it answered")) return status;
     m_io.run_one_until(m_deadline);
   }
   return nk_tools::STATUS_OK;

@@ -31,8 +31,12 @@ class tStation {
   /// Sends the request `content`, which is consumed, and waits for the first answer to it. The link
   /// is opened if it is not open yet.
   nk_tools::teExit ask(tBlob& content, tBlob& answer);
+  /// Told while a request goes out how many of its bytes on the link are gone.
+  using tReport = std::function<void(unsigned long long gone, unsigned long long all)>;
   /// Sends a request that gets no answer. The system has taken all of it when this returns.
-  nk_tools::teExit tell(tBlob& content);
+  nk_tools::teExit tell(tBlob& content, tReport const& report = {});
+  /// Lets time pass on a link that is open. Fails as soon as the link is over.
+  nk_tools::teExit pause(std::chrono::milliseconds time);
   /// Ends the link in order, so that what was sent arrives.
   void close();
 
@@ -42,6 +46,7 @@ class tStation {
   nk_tools::teExit checkOptions() const;
   nk_tools::teExit connect();
   nk_tools::teExit submit(tBlob& content, nk_responseCallback callback);
+  nk_tools::teExit checkLink(char const* closedText) const;
   nk_tools::teExit waitFor(std::function<bool()> const& done, char const* timeoutText);
   static void answered(unsigned int address, tBlob* content, void* context, bool timedOut,
                        void* userData);
@@ -50,6 +55,7 @@ class tStation {
   asio::io_context m_io{1};
   std::unique_ptr<nk_linkedEngine> m_link;
   tDeadline m_deadline;
+  unsigned long long m_sentBefore = 0;  // bytes on the link ahead of the request
   tBlob m_answer;
   bool m_answered = false;
   bool m_unconfirmed = false;  // what was sent last may not have arrived yet

@@ -1,6 +1,10 @@
 #include "tools/nkctl/table.h"
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <charconv>
+#include <cstdlib>
 
 #include "tools/common/program.h"
 
@@ -13,28 +17,47 @@ std::size_t width(std::string const& cell) {
   }));
 }
 
-}  // namespace
-
-void tTable::add(std::vector<std::string> cells) {
-  for (auto& cell : cells) cell = nk_tools::printable(cell);
-  m_rows.push_back(std::move(cells));
+// `line` in the colour "#RRGGBB"; as it is if `colour` is none.
+std::string painted(std::string const& line, tString const& colour) {
+  unsigned int value = 0;
+  auto const digits = colour.view().substr(colour.empty() ? 0 : 1);
+  auto const end = digits.data() + digits.size();
+  if (std::from_chars(digits.data(), end, value, 16).ptr != end || digits.size() != 6) return line;
+  return "\x1b[38;2;" + std::to_string(value >> 16) + ";" + std::to_string(value >> 8 & 255) + ";" +
+         std::to_string(value & 255) + "m" + line + "\x1b[0m";
 }
 
-std::string tTable::text() const {
-  std::vector<std::size_t> widths;
-  for (auto const& row : m_rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (std::size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width(row[i]));
+}  // namespace
+
+void tTable::add(std::vector<std::string> cells, tString const& colour) {
+  for (auto& cell : cells) cell = nk_tools::printable(cell);
+  m_widths.resize(std::max(m_widths.size(), cells.size()));
+  for (std::size_t i = 0; i < cells.size(); ++i)
+    m_widths[i] = std::max(m_widths[i], width(cells[i]));
+  m_rows.push_back({std::move(cells), colour});
+}
+
+std::string tTable::line(tRow const& row) const {
+  std::string line;
+  for (std::size_t i = 0; i < row.cells.size(); ++i) {
+    line += row.cells[i];
+    line.append(m_widths[i] - width(row.cells[i]) + 2, ' ');
   }
+  line.erase(line.find_last_not_of(' ') + 1);
+  return line;
+}
+
+std::string tTable::text(bool coloured) {
   std::string text;
-  for (auto const& row : m_rows) {
-    std::string line;
-    for (std::size_t i = 0; i < row.size(); ++i) {
-      line += row[i];
-      line.append(widths[i] - width(row[i]) + 2, ' ');
-    }
-    line.erase(line.find_last_not_of(' ') + 1);
-    text += line + "\n";
-  }
+  for (auto const& row : m_rows)
+    text += (coloured ? painted(line(row), row.colour) : line(row)) + "\n";
+  m_rows.clear();
   return text;
+}
+
+bool coloursWanted() {
+  char const* const no = std::getenv("NO_COLOR");
+  char const* const terminal = std::getenv("TERM");
+  return ::isatty(STDOUT_FILENO) != 0 && (no == nullptr || *no == '\0') &&
+         (terminal == nullptr || std::string_view(terminal) != "dumb");
 }

@@ -5,7 +5,10 @@ void answerTime(tPanel&, nk_tools::tContent& request, nk_serializer& answer) {
   nk_messageTime(request.version).serializeMsg(&answer);
 }
 
-void answerShutdown(tPanel& panel, nk_tools::tContent&, nk_serializer&) { panel.shutDown(); }
+void answerShutdown(tPanel& panel, nk_tools::tContent&, nk_serializer&) {
+  panel.events().record(EVENT_SHUT_DOWN, "shut down on order");
+  panel.shutDown();
+}
 
 void answerGeneric(tPanel&, nk_tools::tContent& request, nk_serializer& answer) {
   nk_messageGenericReq const asked(&request.body, request.version);

@@ -10,6 +10,8 @@ using std::chrono::milliseconds;
 
 // How long answers on their way may hold up the end of the program.
 constexpr milliseconds stopTime{1000};
+// What a kill loses at most of what changes by itself.
+constexpr std::chrono::minutes keepTime{1};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
 
 void sayLog(void*, char const* text) { nk_tools::say(text); }
@@ -28,10 +30,12 @@ tDevice::tDevice(tOptions const& options)
                 },
                 [this](std::error_code reason) { sayUnavailable(reason); },
                 {}}),
-      m_stopTimer(m_io) {}
+      m_stopTimer(m_io),
+      m_keepTimer(m_io) {}
 
 nk_tools::teExit tDevice::run() {
-  if (!m_panel.load()) return nk_tools::STATUS_OTHER;
+  if (auto const status = m_panel.load()) return status;
+  keepNowAndThen();
   asio::signal_set signals(m_io, SIGINT, SIGTERM);
   signals.async_wait([this](std::error_code problem, int) {
     if (!problem) stop();
@@ -47,7 +51,17 @@ nk_tools::teExit tDevice::run() {
     sayReady(m_listener.url());
   }
   m_io.run();
+  m_panel.keep();
   return nk_tools::STATUS_OK;
+}
+
+void tDevice::keepNowAndThen() {
+  m_keepTimer.expires_after(keepTime);
+  m_keepTimer.async_wait([this](std::error_code problem) {
+    if (problem) return;
+    m_panel.keep();
+    keepNowAndThen();
+  });
 }
 
 void tDevice::stop() {

@@ -32,6 +32,7 @@ class tDevice {
  private:
   void serve(int descriptor);
   void sweep();
+  void keepNowAndThen();
   void sayReady(nk_linkUrl const& url) const;
   void sayUnavailable(std::error_code reason);
 
@@ -42,6 +43,7 @@ class tDevice {
   nk_dialer m_dialer;
   std::list<nk_linkedEngine> m_links;
   asio::steady_timer m_stopTimer;
+  asio::steady_timer m_keepTimer;
   std::error_code m_saidReason;
   bool m_stopping = false;
 };

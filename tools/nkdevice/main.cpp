@@ -10,10 +10,10 @@ namespace {
 constexpr char footer[] =
     "Says on standard error when it is ready, with the port that the system chose for port 0:\n"
     "  nkdevice: listening on tcp://127.0.0.1:40123, address 2\n"
-    "Answers TIME with its own clock, GENERIC_REQ with the same two texts, STATE_REQ with its "
-    "state;\n"
-    "takes configuration, schedules and its name from SET_CONFIG_REQ, SET_SCHEDULES_REQ and\n"
-    "STATE_REQ, and keeps them in the directory of --state. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
+    "Answers all requests of the library from what it holds; takes its configuration, schedules,\n"
+    "images and name from stations and keeps them in the directory of --state, with its events "
+    "and\n"
+    "statistics. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
     "Serves any number of stations at once. A serial line that is missing or vanishes is tried\n"
     "again until it is there.\n\n";
 
@@ -42,6 +42,15 @@ void addIdentity(CLI::App& app, tPanel::tIdentity& identity) {
   }
 }
 
+void addSensors(CLI::App& app, tStatistics::tOptions& sensors) {
+  app.add_option("--power", sensors.power, "What the panel draws while it runs [2]")
+      ->type_name("WATTS")
+      ->check(CLI::Range(0.0, 1e6));
+  app.add_option("--thermometer", sensors.thermometer,
+                 "File with thousandths of a degree Celsius [" + sensors.thermometer + "]")
+      ->type_name("FILE");
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
@@ -53,9 +62,12 @@ int main(int argc, char** argv) {
   nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; })->required();
   nk_tools::addAddressOption(app, "--address", options.address, false, "The panel's own address")
       ->required();
-  app.add_option("--state", options.panel.state, "Where to keep configuration and schedules")
+  app.add_option("--state", options.panel.state, "Where to keep what must outlast the program")
       ->type_name("DIRECTORY");
+  app.add_option("--displays", options.panel.displays, "How the screen is laid out, as JSON")
+      ->type_name("FILE");
   addIdentity(app, options.panel.identity);
+  addSensors(app, options.panel.statistics);
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);

@@ -3,8 +3,13 @@
 #include <functional>
 #include <string>
 
+#include "nkProtocol/displayConfigMessages.h"
 #include "tools/common/messages.h"
+#include "tools/common/program.h"
+#include "tools/nkdevice/eventLog.h"
+#include "tools/nkdevice/images.h"
 #include "tools/nkdevice/settings.h"
+#include "tools/nkdevice/statistics.h"
 #include "tools/nkdevice/store.h"
 
 /// The simulated panel: how it answers the messages of stations. One for all links of the program.
@@ -20,6 +25,8 @@ class tPanel {
   };
   struct tOptions {
     tIdentity identity;
+    tStatistics::tOptions statistics;
+    std::string displays;  ///< file that tells how the screen is laid out; empty: undivided
     std::string state;     ///< directory of what the panel keeps; empty: nothing outlasts it
     bool verbose = false;  ///< each request is told on standard error
   };
@@ -27,9 +34,11 @@ class tPanel {
   /// `shutDown` is called when a station orders it, from within receive().
   tPanel(tOptions const& options, std::function<void()> shutDown);
 
-  /// Takes over what was kept, to be called once before the first receive(). False if the directory
-  /// cannot be had.
-  bool load();
+  /// Takes over what was kept, to be called once before the first receive(). Fails if the
+  /// directory cannot be had, or the file of the displays is not right.
+  nk_tools::teExit load();
+  /// Stores what changes by itself. To be called now and then, and at the end.
+  void keep();
 
   /// Handles the request in `content` and puts the answer in its place. Nothing is left there if no
   /// answer is to be sent: what stays goes back to the station.
@@ -39,13 +48,21 @@ class tPanel {
 
   tIdentity const& identity() const { return m_options.identity; }
   tSettings& settings() { return m_settings; }
+  tEventLog& events() { return m_events; }
+  tImages& images() { return m_images; }
+  tStatistics& statistics() { return m_statistics; }
+  nk_messageGetDisplayConfigurationRsp& displays() { return m_displays; }
   void shutDown() const { m_shutDown(); }
 
  private:
   tOptions const m_options;
   std::function<void()> const m_shutDown;
-  tStore const m_store;
+  tStore m_store;
+  tEventLog m_events;
   tSettings m_settings;
+  tImages m_images;
+  tStatistics m_statistics;
+  nk_messageGetDisplayConfigurationRsp m_displays;
 };
 
 /// Handles one type of request: `request` is of the type of the row. Writes the answer, header and
@@ -58,3 +75,7 @@ void answerGeneric(tPanel& panel, nk_tools::tContent& request, nk_serializer& an
 void answerState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
 void answerSetConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
 void answerSetSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void answerEvents(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void answerStatistics(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void answerDisplays(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void answerImage(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);

@@ -1,4 +1,4 @@
-#include "tools/nkctl/jsonShape.h"
+#include "tools/common/jsonShape.h"
 
 // The kind of every value is looked at before it is used.
 #define RAPIDJSON_ASSERT(condition) static_cast<void>(0)
@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "nkSupport/tJson.h"
-#include "tools/nkctl/moment.h"
+#include "tools/common/files.h"
+#include "tools/common/moment.h"
 
 namespace {
 
@@ -121,4 +121,13 @@ std::string shapeProblem(std::string_view text, std::span<tJsonField const> fiel
   rapidjson::Document document;
   document.Parse(text.data(), text.size());
   return objectProblem(document, fields);
+}
+
+std::string readShaped(std::string const& name, std::span<tJsonField const> fields, tJson& json) {
+  tBlob bytes;
+  if (char const* const problem = nk_tools::readFile(name, bytes)) return name + " " + problem;
+  std::string_view const content(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+  auto const problem = shapeProblem(content, fields);
+  if (!problem.empty()) return name + ": " + problem;
+  return json.parse(content) ? std::string() : name + " needs too much memory";
 }

@@ -1,4 +1,4 @@
-#include "tools/nkctl/moment.h"
+#include "tools/common/moment.h"
 
 #include <charconv>
 #include <chrono>

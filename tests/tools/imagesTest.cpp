@@ -1,0 +1,273 @@
+#include "harness/images.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+
+#include "nkSupport/tJson.h"
+#include "tools/nkctl/progress.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using harness::contentOfFile;
+using harness::imageContent;
+using harness::write;
+
+TEST(imageNames, thatAPanelTakes) {
+  struct {
+    std::string name;
+    char const* problem;  // null: none
+  } const rows[] = {
+      {"hall 1.png", nullptr},
+      {"\xc3\xbc.png", nullptr},
+      {std::string(200, 'x'), nullptr},
+      {".hidden.png", nullptr},
+      {"", "no name"},
+      {std::string(201, 'x'), "too long"},
+      {"../x.png", "path separator"},
+      {"/etc/passwd", "path separator"},
+      {"a\\b.png", "path separator"},
+      {"..", "directory"},
+      {".", "directory"},
+      {"a..png", "directory"},
+      {std::string("a.png\0", 6), "zero byte"},
+      {std::string("\0", 1), "zero byte"},
+      {"a\x1b[2J.png", "control"},
+      {"a\x7f", "control"},
+      {"a.png~", "temporary"},
+      {"images.json.new", "temporary"},
+      {"x.bad", "temporary"},
+  };
+  for (auto const& row : rows) {
+    char const* const problem = nk_tools::imageNameProblem(row.name);
+    EXPECT_EQ(problem == nullptr, row.problem == nullptr) << row.name;
+    if (problem != nullptr && row.problem != nullptr) {
+      EXPECT_NE(std::string(problem).find(row.problem), std::string::npos) << row.name << problem;
+    }
+  }
+}
+
+TEST(progress, isDrawnWithRateAndTime) {
+  struct {
+    unsigned long long gone, all;
+    double seconds;
+    std::string line;
+  } const rows[] = {
+      {0, 1000, 1, "x  [------------------------] 0 %"},
+      {1, 0, 0, "x  [########################] 100 %"},
+      {500, 1000, 2, "x  [############------------] 50 %  250 bytes/s  0:02 left"},
+      {1 << 20, 63 << 20, 1, "x  [------------------------] 1 %  1.0 MiB/s  1:02 left"},
+      {1536, 1536, 1, "x  [########################] 100 %  1.5 KiB/s  0:00 left"},
+  };
+  for (auto const& row : rows)
+    EXPECT_EQ(progressBar("x", row.gone, row.all, row.seconds), row.line);
+}
+
+class images : public harness::programs {
+ protected:
+  void start() { device = startDevice("tcp://127.0.0.1:0", "--state " + state); }
+  void restart() {
+    device->signal(SIGKILL);
+    device->finish();
+    start();
+  }
+  // Sends an IMAGE message as it is; the answer to the next request shows that it was handled.
+  void send(std::string const& content) {
+    EXPECT_EQ(ask("raw --no-response " + write(dir / "content", content)), 0) << errors;
+  }
+  // What the panel holds, by uid: the names and contents of its files.
+  std::string held() {
+    EXPECT_EQ(ask("state --json"), 0) << errors;
+    tJson answer, index, one;
+    EXPECT_TRUE(answer.parse(output) && index.parse(contentOfFile(state + "/images.json")));
+    EXPECT_EQ(answer.getArraySize("images"), index.getArraySize("images"));
+    std::string all;
+    for (unsigned int i = 0; index.getArrayObject("images", i, one); ++i) {
+      auto const uid = std::to_string(static_cast<unsigned long long>(one.getInt("uid", 0)));
+      auto const file =
+          state + "/images/image_id" + uid + "_" + one.getString("cs").c_str() + ".png";
+      all += uid + "=" + one.getString("name").c_str() + ":" + contentOfFile(file) + " ";
+    }
+    return all;
+  }
+
+  // A file with schedules of one entry, which has these members for its image.
+  std::string set(char const* entry) {
+    return write(dir / "set.json",
+                 std::string(R"({"schedules":[{"uid":1,"name":"s","startTime":0,)"
+                             R"("showOnLogicalDisplay":0,"entries":[{"uid":1,"duration":1,)"
+                             R"("name":"e",)") +
+                     entry + "}]}]}");
+  }
+
+  std::string const state = dir / "state";
+  std::unique_ptr<harness::tProgram> device;
+};
+
+TEST_F(images, areStoredReplacedAndRemoved) {
+  start();
+  struct {
+    std::string content;
+    char const* held;
+  } const rows[] = {
+      {imageContent({{7, "a.png", "one"}}), "7=a.png:one "},
+      {imageContent({{7, "a.png", "two"}}), "7=a.png:two "},
+      {imageContent({{~0ULL, "a.png", "three"}, {7, "b.png", "two"}}),
+       "7=b.png:two 18446744073709551615=a.png:three "},
+      {imageContent({}), "7=b.png:two 18446744073709551615=a.png:three "},
+      {imageContent({{1, "", ""}, {7, "../..", ""}}, 1), "18446744073709551615=a.png:three "},
+  };
+  for (auto const& row : rows) {
+    send(row.content);
+    EXPECT_EQ(held(), row.held);
+    restart();
+    auto const now = held();
+    EXPECT_EQ(now, row.held);
+    EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}),
+              std::count(now.begin(), now.end(), '='));
+  }
+}
+
+TEST_F(images, thatAreNotRightAreRefusedAndReported) {
+  start();
+  std::string const wrong(40, '0');
+  auto const good = imageContent({{7, "a.png", "old"}});
+  send(good);
+  auto const cut = [](std::string const& content) { return content.substr(0, content.size() - 1); };
+  struct {
+    std::string content, event;
+  } const rows[] = {
+      {imageContent({{7, "a.png", "new", wrong}}), "image 7 refused: its checksum is not that"},
+      {imageContent({{7, "a.png", "new", "../../../../x"}}), "image 7 refused: its checksum"},
+      {imageContent({{8, "../../escaped.png", "x"}}), "image 8 refused: its name has a path sep"},
+      {imageContent({{9, "..", "x"}}), "image 9 refused: its name could be"},
+      {imageContent({{10, std::string("a\0b", 3), "x"}}), "image 10 refused: its name has a zero"},
+      {imageContent({{11, "a.png~", "x"}}), "image 11 refused: its name is that of a temporary"},
+      {imageContent({{12, "", "x"}}), "image 12 refused: it has no name"},
+      {imageContent({{13, "a.png", ""}}), "image 13 refused: it is empty"},
+      {imageContent({{14, "a.png", "x", "", 5}}), "image 14 refused: its mime type"},
+      {cut(good), "images refused: the message is damaged"},
+      {good + "x", "images refused: the message is damaged"},
+      {imageContent({{7, "", ""}}, 2), "images refused: taskRemove 2"},
+      {imageContent(std::vector<harness::tSentFile>(10001)), "images refused: more than"},
+      {imageContent({{1, "/", "x"}, {2, "b.png", "good"}}), "image 1 refused"},
+  };
+  for (auto const& row : rows) {
+    bool const last = &row == std::end(rows) - 1;
+    send(row.content);
+    EXPECT_EQ(held(), std::string(last ? "2=b.png:good " : "") + "7=a.png:old ") << row.event;
+    EXPECT_EQ(ask("events"), 0) << errors;
+    EXPECT_NE(output.find(row.event), output.npos) << row.event << " in " << output;
+    EXPECT_NE(device->errors.find("nkdevice: " + row.event), output.npos) << row.event;
+  }
+  std::set<std::string> names;
+  for (auto const& each : fs::directory_iterator(dir / ".")) names.insert(each.path().filename());
+  EXPECT_EQ(names, (std::set<std::string>{"content", "state"})) << "nothing outside";
+}
+
+TEST_F(images, whoseFilesAreDamagedAreDropped) {
+  start();
+  send(imageContent({{7, "a.png", "seven"}, {8, "b.png", "eight"}}));
+  EXPECT_EQ(held(), "7=a.png:seven 8=b.png:eight ");
+  write(state + "/images/image_id9_x.png~", "what a crash left behind");
+  for (auto const& each : fs::directory_iterator(state + "/images")) {
+    if (each.path().string().find("image_id7") != std::string::npos) write(each.path(), "Seven");
+  }
+  restart();
+  EXPECT_NE(device->errors.find("image 7 is damaged or missing"), std::string::npos);
+  EXPECT_EQ(held(), "8=b.png:eight ");
+  EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}), 1);
+  for (char const* const index : {"{", R"({"images":[{"uid":8,"cs":"../../x","mime":0}]})",
+                                  R"({"images":[{"uid":8,"cs":"0","mime":5}]})"}) {
+    write(state + "/images.json", index);
+    restart();
+    EXPECT_NE(device->errors.find("images.json is damaged; it is now"), std::string::npos) << index;
+    EXPECT_EQ(ask("images remove 8"), 0) << output << errors;
+  }
+  send(imageContent({{8, "b.png", "again"}}));
+  EXPECT_EQ(held(), "8=b.png:again ");
+  // What cannot be stored is refused.
+  fs::remove_all(state + "/images");
+  write(state + "/images", "in the way");
+  send(imageContent({{9, "c.png", "x"}}));
+  EXPECT_EQ(ask("events"), 0) << errors;
+  EXPECT_NE(output.find("image 9 refused: it cannot be stored"), output.npos) << output;
+}
+
+// The kill comes while images are on their way; what counts then must be whole.
+TEST_F(images, areWholeOrNotThereAfterAKill) {
+  std::string files;
+  for (unsigned int i = 0; i < 6; ++i)
+    files +=
+        " " + write(dir / ("image_id" + std::to_string(i % 3) + (i < 3 ? ".png" : ".jpg")).c_str(),
+                    harness::randomBytes(200000 + i, i));
+  device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
+  for (unsigned int round = 0; round < 12; ++round) {
+    harness::tProgram sender(
+        io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files));
+    auto const requests = [&] {
+      unsigned int count = 0;
+      for (auto at = device->errors.find("request IMAGE"); at != std::string::npos; ++count)
+        at = device->errors.find("request IMAGE", at + 1);
+      return count;
+    };
+    EXPECT_TRUE(harness::runUntil(io, [&] { return requests() > round % 6; })) << device->errors;
+    device->signal(SIGKILL);
+    device->finish();
+    sender.finish();
+    device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
+    EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
+  }
+  EXPECT_EQ(ask("images send" + files), 0) << output << errors;
+}
+
+TEST_F(images, areSentByTheStation) {
+  start();
+  write(dir / "a.png", "abc");  // SHA-1 a9993e364706816a...
+  write(dir / "image_id18446744073709551615.jpg", "def");
+  write(dir / "image_id07.png", "ghi");
+  write(dir / "empty.png", "");
+  write(dir / "text.txt", "abc");
+  auto const here = [&](char const* name) { return " " + (dir / name); };
+  struct {
+    std::string command;
+    int status;
+    std::string words;
+  } const rows[] = {
+      {"images uid" + here("a.png") + here("image_id07.png"), 0, "12220867466687316330  "},
+      {"images uid" + here("none.png"), 2, "none.png cannot be opened"},
+      {"images uid" + here("text.txt"), 2, "ends in none of"},
+      {"images send" + here("a.png") + here("empty.png"), 2, "empty.png is empty"},
+      {"images missing " + set(R"("image":"a.png")"), 6, "12220867466687316330  s: e\n"},
+      {"images missing --json " + (dir / "set.json"), 6, R"("extState":0})"},
+      {"images send --progress" + here("a.png"), 0, "12220867466687316330  a.png  held\n"},
+      {"images missing " + (dir / "set.json"), 0, "none missing of 1\n"},
+      {"images send --json" + here("image_id18446744073709551615.jpg"), 0,
+       R"("images":[{"uid":12220867466687316330},{"uid":18446744073709551615}])"},
+      {"images remove 12220867466687316330 5", 0, "5                     gone\n"},
+      {"images remove -- -5", 2, "-5 is no uid"},
+      {"images remove 5x", 2, "5x is no uid"},
+      {"state", 0, "images         1\n               18446744073709551615\n"},
+      {"images", 2, "subcommand is required"},
+  };
+  for (auto const& row : rows) {
+    EXPECT_EQ(ask(row.command), row.status) << row.command << output << errors;
+    EXPECT_NE((output + errors).find(row.words), output.npos) << row.command << output << errors;
+    EXPECT_EQ(errors.find("a.png 100 % of") != errors.npos,
+              row.command.find("--progress") != errors.npos)
+        << errors;
+  }
+}
+
+TEST_F(images, ofSchedulesAreNamedByUidOrFile) {
+  start();
+  write(dir / "a.png", "abc");
+  EXPECT_EQ(ask("images missing " + set(R"("image":"a.png","imageUid":1)")), 2);
+  EXPECT_NE(errors.find("schedules[0].entries[0] has both imageUid and image"), errors.npos);
+  EXPECT_EQ(ask("images missing " + set(R"("image":"b.png")")), 2);
+  EXPECT_NE(errors.find("schedules[0].entries[0].image: "), errors.npos) << errors;
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+#include <algorithm>
+#include <set>
+
+#include "tools/common/messages.h"
+#include "tools/common/schedules.h"
+#include "tools/nkctl/site.h"
+#include "tools/nkctl/stateCommands.h"
+#include "tools/nkctl/station.h"
+
+namespace {
+
+using tUid = unsigned long long;
+
+struct tArguments {
+  std::string directory;
+  bool dryRun = false;
+  bool progress = false;
+  bool json = false;
+};
+
+// How a panel differs from a directory.
+struct tDifference {
+  tDifference(tSite const& site, nk_messageStateRsp const& state) {
+    if (site.config) configChecksum = site.config->checksum(askedVersion);
+    if (site.schedules)
+      schedulesChecksum = nk_tools::schedulesChecksum(*site.schedules, askedVersion);
+    config = site.config && configChecksum != state.csCfg();
+    schedules = site.schedules && schedulesChecksum != state.csSched();
+    if (!site.hasImages) return;
+    std::set<tUid> const held(state.images().begin(), state.images().end());
+    for (auto const& each : site.images) {
+      if (!held.contains(each.first)) missing.push_back(each.first);
+    }
+    for (auto const uid : held) {
+      if (!site.images.contains(uid)) surplus.push_back(uid);
+    }
+  }
+  bool any() const { return config || schedules || !missing.empty() || !surplus.empty(); }
+
+  tString configChecksum, schedulesChecksum;
+  bool config = false, schedules = false;
+  std::vector<tUid> missing, surplus;
+};
+
+class tSync {
+ public:
+  tSync(tStation& station, tArguments const& arguments)
+      : m_station(station), m_arguments(arguments) {}
+
+  nk_tools::teExit run() {
+    auto const problem = readSite(m_arguments.directory, m_site);
+    if (!problem.empty()) return refuse(problem);
+    for (auto const& warning : siteWarnings(m_site)) nk_tools::say("warning: " + warning);
+    if (auto const status = look()) return status;
+    auto const before = tDifference(m_site, *m_state);
+    if (!before.any()) return finish(before, "nothing to send");
+    if (m_arguments.dryRun) return finish(before, "nothing was sent");
+    if (!m_arguments.json) {
+      if (auto const status = printComparison(before)) return status;
+    }
+    if (auto const status = send(before)) return status;
+    if (auto const status = look()) return status;
+    auto const after = tDifference(m_site, *m_state);
+    return finish(after, after.any() ? "the panel still differs" : "the panel holds it all now");
+  }
+
+ private:
+  nk_tools::teExit look() {
+    nk_messageStateReq request(askedVersion);
+    return askForState(m_station, request, m_state);
+  }
+
+  nk_tools::teExit finish(tDifference const& difference, char const* words) {
+    auto status =
+        m_arguments.json ? print(nk_tools::messageJson(*m_state)) : printComparison(difference);
+    if (status == nk_tools::STATUS_OK) status = told(words);
+    if (status != nk_tools::STATUS_OK) return status;
+    return difference.any() ? nk_tools::STATUS_DIFFERS : nk_tools::STATUS_OK;
+  }
+
+  nk_tools::teExit printComparison(tDifference const& difference) {
+    tTable table;
+    table.add({"", "directory", "panel", "result"});
+    auto const settings = [&](char const* what, bool has, bool differs, tString const& own,
+                              tString const& panel) {
+      if (has) table.add({what, text(own), text(panel), differs ? "different" : "same"});
+    };
+    settings("configuration", m_site.config != nullptr, difference.config,
+             difference.configChecksum, m_state->csCfg());
+    settings("schedules", m_site.schedules != nullptr, difference.schedules,
+             difference.schedulesChecksum, m_state->csSched());
+    for (auto const& [uid, image] : m_site.images) {
+      bool const held = m_state->imageUidPresent(uid);
+      table.add(
+          {"image", image.name, held ? std::to_string(uid) : "none", held ? "same" : "missing"});
+    }
+    for (auto const uid : difference.surplus)
+      table.add({"image", "none", std::to_string(uid), "surplus"});
+    return print(table);
+  }
+
+  // Images come before the schedules that show them, and go after those that showed them.
+  nk_tools::teExit send(tDifference const& difference) {
+    for (auto const uid : difference.missing) {
+      auto const& known = m_site.images.at(uid);
+      tImageFile image;
+      auto const problem = readImageFile(known.path, image);
+      if (!problem.empty() || image.uid != uid)
+        return refuse(problem.empty() ? known.path + " has just changed" : problem);
+      if (auto const status = sendImage(m_station, image, m_arguments.progress)) return status;
+      if (auto const status = told("sent " + known.name)) return status;
+    }
+    std::unique_ptr<nk_message> answer;
+    if (difference.config) {
+      if (auto const status = askFor(m_station, *m_site.config, nk_message::SET_CONFIG_RSP, answer))
+        return status;
+      if (auto const status = told("sent the configuration")) return status;
+    }
+    if (difference.schedules) {
+      if (auto const status =
+              sendSchedules(m_station, *m_site.schedules, difference.schedulesChecksum, answer))
+        return status;
+      if (auto const status = told("sent the schedules")) return status;
+    }
+    if (difference.surplus.empty()) return nk_tools::STATUS_OK;
+    if (auto const status = removeImages(m_station, difference.surplus)) return status;
+    return told("removed " + std::to_string(difference.surplus.size()) + " images");
+  }
+
+  nk_tools::teExit told(std::string const& line) const {
+    return m_arguments.json ? nk_tools::STATUS_OK : print(tString(std::string_view(line)));
+  }
+
+  tStation& m_station;
+  tArguments const& m_arguments;
+  tSite m_site;
+  std::unique_ptr<nk_messageStateRsp> m_state;
+};
+
+}  // namespace
+
+tRun declareSync(CLI::App& app) {
+  auto const arguments = std::make_shared<tArguments>();
+  addArgument(app, "DIRECTORY", arguments->directory,
+              "With config.json, schedules.json and images/, or some of them");
+  addFlag(app, "--dry-run", arguments->dryRun, "Only say what differs");
+  addFlag(app, "--progress", arguments->progress, "Tell on standard error how images go out");
+  addJsonFlag(app, arguments->json);
+  return [arguments](tStation& station) { return tSync(station, *arguments).run(); };
+}
