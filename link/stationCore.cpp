@@ -122,18 +122,17 @@ void nk_station::tCore::shutDown() {
   runCompletions();
 }
 
-// Whatever has happened: brings everything up to date. Completions may make and cancel requests.
+// Whatever has happened: brings everything up to date. What completions ask for comes in a round of
+// its own, so that not even one that always asks again keeps the thread from other work.
 void nk_station::tCore::round() {
-  do {
-    publishCounters();
-    runCompletions();
-    takeAccepted();
-    expire();
-    checkLink();
-    sendWaiting();
-    noteTold();
-    checkLink();
-  } while (!m_completed.empty());
+  takeAccepted();
+  expire();
+  checkLink();
+  sendWaiting();
+  noteTold();
+  checkLink();
+  publishCounters();
+  runCompletions();
   checkFinish();
   arm();
 }

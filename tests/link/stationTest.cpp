@@ -239,6 +239,21 @@ TEST_F(stationCalls, destroyedFromItsOwnCompletionItCompletesAllOthersFirst) {
   expectEachOnce(200);
 }
 
+TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
+  auto& line = open();
+  peer.close();
+  std::atomic<unsigned int> accepted = 1, completed = 0;
+  std::function<void(tResult &&)> const again = [&](tResult&& result) {
+    EXPECT_NE(result.outcome, nk_station::OUTCOME_ANSWER);
+    ++completed;
+    accepted += line.ask(harness::bytes("+"), 2, ample, again) != nk_station::refused;
+  };
+  line.ask(harness::bytes("+"), 2, ample, again);
+  EXPECT_TRUE(harness::becomes([&] { return completed > 100; }));
+  station.reset();
+  EXPECT_EQ(completed, accepted);
+}
+
 // Threads ask as fast as they can while the station is destroyed under way, from within or without.
 TEST_F(stationCalls, noCompletionIsLostOrDoubledAtTheEnd) {
   for (unsigned int round = 0; round < 20; ++round) {
