@@ -23,8 +23,8 @@
 /// the polling thread, one at a time, without any lock held; they may do anything, destroying the
 /// station included, but must not throw, and while one runs the link stands still.
 ///
-/// A completion may use the station until its destructor has returned; but a unique_ptr lets go of it
-/// before, so completions should know it by a pointer or reference of their own.
+/// A completion may use the station until its destructor has returned; but a unique_ptr lets go of
+/// it before, so completions should know it by a pointer or reference of their own.
 ///
 /// Destruction completes all open requests as cancelled or not sent. When it returns they have
 /// completed, and no completion runs any more but the one, if any, that the destructor was called
