@@ -148,5 +148,6 @@ void tDamage::joinFrame() {
     all.end = all.end || piece.end;
     all.bytes += piece.bytes;
   }
-  m_frame.assign(1, std::move(all));
+  m_frame.clear();
+  m_frame.push_back(std::move(all));
 }
