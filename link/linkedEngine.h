@@ -4,12 +4,14 @@
 #include <asio/steady_timer.hpp>
 #include <functional>
 #include <memory>
+#include <optional>
 
 #include "link/carrier.h"
+#include "link/linkGuard.h"
 #include "nkProtocol/protocol.h"
 
-/// An engine and the carrier of its one link: polls the engine whenever bytes arrive or go out, and
-/// ten times a second besides, so that time-outs fire.
+/// An engine, the carrier of its one link and, if wanted, a guard between the two: polls the engine
+/// whenever bytes arrive or go out, and ten times a second besides, so that time-outs fire.
 ///
 /// A peer that sends requests and does not take the answers is left unread until it does.
 /// Everything runs on the thread that runs the io_context.
@@ -23,6 +25,8 @@ class nk_linkedEngine {
     unsigned int timeout_s = 10;
     void (*logOutput)(void* context, char const* text) = nullptr;
     void* logContext = nullptr;
+    /// With a value a guard stands in front of the engine.
+    std::optional<nk_linkGuard::tOptions> guard;
   };
 
   /// Takes `descriptor` over as nk_carrier does; `io` is borrowed.
@@ -40,15 +44,21 @@ class nk_linkedEngine {
 
   nk_protocol& engine() { return m_engine; }
   nk_carrier& carrier() { return m_carrier; }
+  /// Null without a guard.
+  nk_linkGuard* guard() { return m_guard ? &*m_guard : nullptr; }
   /// True once the link is over and all that arrived has been handled and answered.
   bool finished() const;
 
  private:
   void round();
   void tick();
+  void receiveGuarded();
+  static unsigned int sendFor(nk_server* server, void* ctx, unsigned char* data,
+                              unsigned int length, int* error);
 
   nk_carrier m_carrier;
   nk_protocol m_engine;
+  std::optional<nk_linkGuard> m_guard;
   asio::steady_timer m_timer;
   std::function<void()> m_onEvent;
   // The timer's handler holds a weak pointer to it, as it may be on its way at destruction.

@@ -56,6 +56,7 @@ class tProgram {
   }
 
   void signal(int number) const { ::kill(m_process, number); }
+  pid_t process() const { return m_process; }
   /// Waits until standard error holds `text`, and gives the rest of that line.
   std::string waitFor(std::string const& text) {
     auto const found = [&] { return errors.find('\n', errors.find(text)) != errors.npos; };

@@ -11,6 +11,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <thread>
 #include <utility>
 
 /// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
@@ -74,6 +75,14 @@ inline std::string randomBytes(unsigned int count, unsigned int seed) {
   std::string bytes(count, '\0');
   for (char& byte : bytes) byte = static_cast<char>(source());
   return bytes;
+}
+
+/// Waits until `done`, which another thread brings about; false if that does not happen.
+inline bool becomes(std::function<bool()> const& done) {
+  auto const deadline = std::chrono::steady_clock::now() + patience;
+  for (; !done(); std::this_thread::yield())
+    if (std::chrono::steady_clock::now() > deadline) return false;
+  return true;
 }
 
 /// Runs `io` until `done`; false if that does not come about.

@@ -194,6 +194,44 @@ TEST_F(programs, aRequestWithoutResponseArrivesWhole) {
   EXPECT_TRUE(pair.b.requests[0].content == content);
 }
 
+// The same bytes through the same seed: undamaged, then damaged in the same way twice.
+TEST_F(programs, chaosCarriesAndRepeatsItsDamage) {
+  auto const device = startDevice("unix://" + (dir / "panel"));
+  auto const panel = station;
+  auto const content = write(dir / "content", harness::randomBytes(20000, 7));
+  auto const chaos = [&](std::string const& options) {
+    auto proxy = std::make_unique<tProgram>(
+        io, words(NK_CHAOS " --verbose --link unix://" + (dir / "chaos") + " --to " + options));
+    station = proxy->waitFor("listening on ");
+    station.resize(station.find(", seed"));
+    return proxy;
+  };
+  {
+    auto const proxy = chaos(panel);
+    EXPECT_EQ(ask("generic one two"), 0) << errors;
+    EXPECT_EQ(ask("time"), 0) << errors;
+    proxy->signal(SIGTERM);
+    EXPECT_EQ(proxy->finish(), 0) << proxy->errors;
+  }
+  std::string first;
+  for (auto const* seed : {"5", "5", "6"}) {
+    auto const proxy = chaos(panel + " --byte-flip 0.01 --byte-split 0.01 --seed " + seed);
+    EXPECT_EQ(ask("raw --no-response " + content), 0) << errors;
+    proxy->signal(SIGTERM);
+    EXPECT_EQ(proxy->finish(), 0);
+    auto const told = proxy->errors.substr(proxy->errors.find("to panel: byte"));
+    EXPECT_GT(told.size(), 2000u);
+    if (first.empty()) first = told;
+    EXPECT_EQ(told == first, seed[0] == '5') << told;
+  }
+  tProgram wrong(io,
+                 words(NK_CHAOS " --link unix:///x --to unix:///y --byte-flip 1 --byte-drop 1"));
+  EXPECT_EQ(wrong.finish(), 2);
+  EXPECT_NE(wrong.errors.find("more than 1"), std::string::npos) << wrong.errors;
+  auto const lost = chaos("unix://" + (dir / "none"));
+  EXPECT_EQ(ask("--timeout 0.1 time"), 4) << errors;
+}
+
 TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
   auto const url = "unix://" + (dir / "socket");
   startDevice(url)->signal(SIGKILL);  // leaves its file behind, for the next to replace

@@ -18,16 +18,17 @@ bool nk_tools::parseAddress(std::string const& text, unsigned int& address) {
   return true;
 }
 
-CLI::Option* nk_tools::addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store) {
-  auto const parse = [store = std::move(store)](std::string const& text) {
+CLI::Option* nk_tools::addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store,
+                                     std::string const& name) {
+  auto const parse = [store = std::move(store), name](std::string const& text) {
     nk_linkUrl url;
     std::string error;
-    if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError("--link", error);
+    if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError(name, error);
     store(url);
   };
   return app
       .add_option_function<std::string>(
-          "--link", parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
+          name, parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
       ->type_name("URL");
 }
 

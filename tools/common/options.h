@@ -15,8 +15,9 @@ namespace nk_tools {
 /// two addresses that belong to no instance.
 bool parseAddress(std::string const& text, unsigned int& address);
 
-/// Adds --link; `store` is given what was read.
-CLI::Option* addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store);
+/// Adds --link, or another option that takes such an address; `store` is given what was read.
+CLI::Option* addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store,
+                           std::string const& name = "--link");
 /// Adds an option that takes an address; with `broadcast` also that word, which stands for
 /// nk_basicTelegram::addressBroadcast.
 CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned int& address,

@@ -1,18 +1,24 @@
 #include "tools/nkctl/station.h"
 
 #include <algorithm>
+#include <asio/io_context.hpp>
 #include <random>
 #include <string>
+#include <thread>
 
 #include "link/dialer.h"
+#include "nkProtocol/protocol.h"
 
 namespace {
 
-using std::chrono::seconds;
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
 // How long a peer may take to end its side after everything was sent.
-constexpr seconds closeTime{1};
+constexpr milliseconds closeTime{1000};
+
+// How often a call that lasts looks how the link is doing.
+constexpr milliseconds reportTime{50};
 
 void sayLog(void*, char const* text) { nk_tools::say(text); }
 
@@ -23,60 +29,47 @@ tStation::tStation(tOptions const& options) : m_options(options) {
 }
 
 nk_tools::teExit tStation::ask(tBlob& content, tBlob& answer) {
-  m_answered = m_timedOut = false;
-  if (auto const status = submit(content, answered)) return status;
-  auto const status = waitFor([this] { return m_answered; }, "no answer in time");
+  if (auto const status = checkOptions()) return status;
+  if (auto const status = connect()) return status;
+  m_unconfirmed = true;
+  auto const status =
+      outcomeOf(m_link->ask(std::move(content), m_options.to, m_options.timeout), &answer);
   m_unconfirmed = false;
-  answer.swap(m_answer);
   return status;
 }
 
 nk_tools::teExit tStation::tell(tBlob& content, tReport const& report) {
-  if (auto const status = submit(content, nullptr)) return status;
-  auto const& carrier = m_link->carrier();
-  auto const all = carrier.sent() - m_sentBefore;
-  auto const done = [&] {
-    if (report) report(all - std::min<unsigned long long>(all, carrier.outgoing()), all);
-    return carrier.outgoing() == 0 && !carrier.error();
-  };
-  return waitFor(done, "the request did not go out in time");
+  if (auto const status = checkOptions()) return status;
+  if (auto const status = connect()) return status;
+  m_unconfirmed = true;
+  m_deadline = steady_clock::now() + m_options.timeout;
+  auto const before = m_link->traffic().sent;
+  auto call = m_link->tell(std::move(content), m_options.to, m_options.timeout);
+  while (report && call.valid() && call.wait_for(reportTime) != std::future_status::ready) {
+    auto const traffic = m_link->traffic();
+    auto const all = traffic.sent - before;
+    if (all != 0) report(all - std::min<unsigned long long>(all, traffic.waiting), all);
+  }
+  auto const status = outcomeOf(std::move(call), nullptr);
+  auto const all = m_link->traffic().sent - before;
+  if (report && status == nk_tools::STATUS_OK) report(all, all);
+  return status;
 }
 
-nk_tools::teExit tStation::pause(std::chrono::milliseconds time) {
+nk_tools::teExit tStation::pause(milliseconds time) {
   auto const end = steady_clock::now() + time;
-  while (steady_clock::now() < end) {
-    if (auto const status = checkLink("the peer closed the link")) return status;
-    m_io.run_one_until(end);
+  while (m_link && steady_clock::now() < end) {
+    if (auto const reason = m_link->traffic().over) return sayOver(reason, "");
+    std::this_thread::sleep_until(std::min(end, steady_clock::now() + reportTime));
   }
   return nk_tools::STATUS_OK;
 }
 
 void tStation::close() {
   if (!m_link || !m_unconfirmed) return;
-  auto& carrier = m_link->carrier();
-  carrier.finishSending();
   // Bytes that come for a closed socket make the system drop what is still under way to the peer.
-  auto const deadline = std::min(m_deadline, steady_clock::now() + closeTime);
-  while (!carrier.isSerial() && !carrier.ended() && !carrier.error()) {
-    if (m_io.run_one_until(deadline) == 0) break;
-  }
-}
-
-nk_tools::teExit tStation::submit(tBlob& content, nk_responseCallback callback) {
-  if (auto const status = checkOptions()) return status;
-  if (auto const status = connect()) return status;
-  m_deadline = steady_clock::now() + m_options.timeout;
-  m_unconfirmed = true;
-  m_sentBefore = m_link->carrier().sent();
-  // The engine's time-out follows the wall clock, which can be set: it only has to come later.
-  auto const engineTimeout = std::chrono::ceil<seconds>(m_options.timeout).count() + 1;
-  m_link->engine().enqueue_TS(&content, m_options.to, callback,
-                              static_cast<unsigned int>(engineTimeout), this);
-  m_link->pump();
-  if (m_link->carrier().sent() != m_sentBefore || m_link->carrier().error())
-    return nk_tools::STATUS_OK;
-  nk_tools::say("the request could not be sent");
-  return nk_tools::STATUS_PROTOCOL;
+  auto const left = std::chrono::ceil<milliseconds>(m_deadline - steady_clock::now());
+  m_link->finish(std::min(left, closeTime));
 }
 
 nk_tools::teExit tStation::checkOptions() const {
@@ -88,16 +81,15 @@ nk_tools::teExit tStation::checkOptions() const {
 
 nk_tools::teExit tStation::connect() {
   if (m_link) return nk_tools::STATUS_OK;
+  asio::io_context io{1};
   bool gaveUp = false;
   auto const opened = [this](int descriptor) {
-    nk_carrier::tLimits limits;
-    limits.patience = m_options.timeout;
-    limits.buffered = 1u << 29;  // any request at once, so that the deadline alone decides
-    nk_linkedEngine::tSetup setup;
-    setup.address = m_options.from;
-    if (m_options.verbose) setup.logOutput = sayLog;
-    m_link = std::make_unique<nk_linkedEngine>(m_io, descriptor, limits, setup);
-    m_link->start([] {});
+    nk_station::tOptions options;
+    options.address = m_options.from;
+    options.patience = m_options.timeout;
+    options.maxBytes = tBlob::maxSize;
+    if (m_options.verbose) options.logOutput = sayLog;
+    m_link = std::make_unique<nk_station>(descriptor, options);
   };
   auto const failed = [&](std::error_code reason) {
     if (m_options.verbose) nk_tools::say(reason.message() + "; trying again");
@@ -108,38 +100,37 @@ nk_tools::teExit tStation::connect() {
   };
   nk_dialer::tPlan plan;
   plan.giveUp = m_options.connectTimeout;
-  nk_dialer dialer(m_io, *m_options.link, plan, {opened, failed, giveUp});
+  nk_dialer dialer(io, *m_options.link, plan, {opened, failed, giveUp});
   dialer.dial();
-  while (!m_link && !gaveUp) m_io.run_one();
+  while (!m_link && !gaveUp) io.run_one();
   return gaveUp ? nk_tools::STATUS_LINK : nk_tools::STATUS_OK;
 }
 
-nk_tools::teExit tStation::checkLink(char const* closedText) const {
-  auto const error = m_link->carrier().error();
-  if (!m_link->finished() && !error) return nk_tools::STATUS_OK;
-  nk_tools::say(error ? "the link broke: " + error.message() : closedText);
-  return nk_tools::STATUS_PROTOCOL;
-}
-
-nk_tools::teExit tStation::waitFor(std::function<bool()> const& done, char const* timeoutText) {
-  while (!done()) {
-    auto const error = m_link->carrier().error();
-    bool const late =
-        m_timedOut || steady_clock::now() >= m_deadline || error == std::errc::timed_out;
-    if (late) {
-      nk_tools::say(timeoutText);
-      return nk_tools::STATUS_TIMEOUT;
-    }
-    if (auto const status = checkLink("the peer closed the link before it answered")) return status;
-    m_io.run_one_until(m_deadline);
+// Waits for the end of a call and says what went wrong.
+nk_tools::teExit tStation::outcomeOf(std::future<nk_station::tResult> call, tBlob* answer) {
+  if (!call.valid()) {
+    nk_tools::say("the request is too large");
+    return nk_tools::STATUS_OTHER;
   }
-  return nk_tools::STATUS_OK;
+  auto result = call.get();
+  auto const fail = [](nk_tools::teExit status, std::string const& problem) {
+    nk_tools::say(problem);
+    return status;
+  };
+  if (result.outcome == nk_station::OUTCOME_ANSWER) answer->swap(result.content);
+  if (!result.reason) return nk_tools::STATUS_OK;
+  if (result.reason == std::errc::timed_out) {
+    return fail(nk_tools::STATUS_TIMEOUT,
+                answer != nullptr ? "no answer in time" : "the request did not go out in time");
+  }
+  if (result.reason == std::errc::invalid_argument)
+    return fail(nk_tools::STATUS_PROTOCOL, "the request could not be sent");
+  return sayOver(result.reason, " before it answered");
 }
 
-void tStation::answered(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
-  auto& self = *static_cast<tStation*>(userData);
-  self.m_timedOut = timedOut;
-  if (content == nullptr) return;
-  self.m_answer = *content;
-  self.m_answered = true;
+nk_tools::teExit tStation::sayOver(std::error_code reason, char const* when) {
+  bool const inOrder = reason == std::errc::not_connected;
+  nk_tools::say(inOrder ? std::string("the peer closed the link") + when
+                        : "the link broke: " + reason.message());
+  return nk_tools::STATUS_PROTOCOL;
 }

@@ -1,13 +1,13 @@
 #pragma once
 
-#include <asio/io_context.hpp>
 #include <chrono>
 #include <functional>
+#include <future>
 #include <memory>
 #include <optional>
 
 #include "link/linkUrl.h"
-#include "link/linkedEngine.h"
+#include "link/station.h"
 #include "tools/common/program.h"
 
 /// The station's end of a link to one panel, or to all of them by broadcast. Each call blocks until
@@ -41,23 +41,13 @@ class tStation {
   void close();
 
  private:
-  using tDeadline = std::chrono::steady_clock::time_point;
-
   nk_tools::teExit checkOptions() const;
   nk_tools::teExit connect();
-  nk_tools::teExit submit(tBlob& content, nk_responseCallback callback);
-  nk_tools::teExit checkLink(char const* closedText) const;
-  nk_tools::teExit waitFor(std::function<bool()> const& done, char const* timeoutText);
-  static void answered(unsigned int address, tBlob* content, void* context, bool timedOut,
-                       void* userData);
+  nk_tools::teExit outcomeOf(std::future<nk_station::tResult> call, tBlob* answer);
+  static nk_tools::teExit sayOver(std::error_code reason, char const* when);
 
   tOptions const m_options;
-  asio::io_context m_io{1};
-  std::unique_ptr<nk_linkedEngine> m_link;
-  tDeadline m_deadline;
-  unsigned long long m_sentBefore = 0;  // bytes on the link ahead of the request
-  tBlob m_answer;
-  bool m_answered = false;
+  std::unique_ptr<nk_station> m_link;
+  std::chrono::steady_clock::time_point m_deadline;
   bool m_unconfirmed = false;  // what was sent last may not have arrived yet
-  bool m_timedOut = false;
 };

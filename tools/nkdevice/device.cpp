@@ -79,6 +79,7 @@ void tDevice::serve(int descriptor) {
   setup.address = m_options.address;
   setup.receive = tPanel::receiveFor;
   setup.context = &m_panel;
+  setup.guard = nk_linkGuard::tOptions::all(m_options.address);
   if (m_options.panel.verbose) setup.logOutput = sayLog;
   auto& link = m_links.emplace_back(m_io, descriptor, nk_carrier::tLimits{}, setup);
   link.start([this, &link] {

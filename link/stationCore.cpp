@@ -1,0 +1,332 @@
+#include "link/stationCore.h"
+
+#include <algorithm>
+#include <asio/post.hpp>
+#include <limits>
+
+#include "nkProtocol/telegramPart.h"
+
+namespace {
+
+// Requests are handed to the engine as long as fewer bytes than these wait to be sent.
+constexpr unsigned int sendAhead = 1u << 20;
+// Room for any request on top of that, so that sending never waits.
+constexpr unsigned int carrierRoom = 1u << 30;
+// The engine's time-outs follow a clock that people set: they must not come first, not even when
+// the clock of a new device jumps from 1970 to the present.
+constexpr unsigned int engineTimeout_s = std::numeric_limits<unsigned int>::max();
+constexpr std::chrono::hours longestTimeout{24 * 365 * 100};
+
+nk_carrier::tLimits limitsFor(nk_station::tOptions const& options) {
+  nk_carrier::tLimits limits;
+  limits.buffered = carrierRoom;
+  limits.patience = options.patience;
+  return limits;
+}
+
+nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* context) {
+  nk_linkedEngine::tSetup setup;
+  setup.address = options.address;
+  setup.context = context;
+  setup.logOutput = options.logOutput;
+  setup.logContext = options.logContext;
+  setup.guard = options.guard ? *options.guard : nk_linkGuard::tOptions::all(options.address);
+  setup.guard->checkAnswers = true;  // it also tells which id a request was given
+  return setup;
+}
+
+std::chrono::steady_clock::time_point momentAfter(nk_station::tDuration duration) {
+  return std::chrono::steady_clock::now() +
+         std::clamp<nk_station::tDuration>(duration, nk_station::tDuration::zero(), longestTimeout);
+}
+
+nk_station::tResult resultOf(nk_station::teOutcome outcome, std::error_code reason) {
+  return {outcome, nk_basicTelegram::addressNone, {}, reason};
+}
+
+}  // namespace
+
+nk_station::tCore::tCore(int descriptor, tOptions const& options)
+    : m_options(options),
+      m_io(1),
+      m_link(m_io, descriptor, limitsFor(options), setupFor(options, this)),
+      m_timer(m_io),
+      m_work(m_io.get_executor()),
+      m_lock(false) {
+  m_link.start([this] { round(); });
+}
+
+void nk_station::tCore::run() { m_io.run(); }
+
+nk_station::tTicket nk_station::tCore::accept(tBlob&& content, unsigned int destination,
+                                              tDuration timeout, tDone done, bool wantsAnswer) {
+  auto const deadline = momentAfter(timeout);
+  tLockGuard guard(m_lock);
+  if (m_closing || m_open >= m_options.maxOpen) return refused;
+  unsigned int const bytes = content.size();
+  if (bytes > m_options.maxBytes - m_bytes) return refused;
+  m_accepted.push_back(
+      {m_lastTicket + 1, {}, bytes, destination, deadline, std::move(done), wantsAnswer});
+  m_accepted.back().content.swap(content);
+  ++m_open;
+  m_bytes += bytes;
+  if (!m_wakened) asio::post(m_io, [this] { round(); });
+  m_wakened = true;
+  return ++m_lastTicket;
+}
+
+void nk_station::tCore::requestShutDown() {
+  asio::post(m_io, [this] { shutDown(); });
+}
+
+void nk_station::tCore::requestCancel(tTicket ticket) {
+  asio::post(m_io, [this, ticket] {
+    takeAccepted();
+    giveUp({ticket}, OUTCOME_CANCELLED, std::make_error_code(std::errc::operation_canceled));
+    round();
+  });
+}
+
+std::future<void> nk_station::tCore::requestFinish(tDuration patience) {
+  tFinish finish{momentAfter(patience), {}};
+  auto future = finish.done.get_future();
+  // Handlers are copied, promises cannot be.
+  auto const shared = std::make_shared<tFinish>(std::move(finish));
+  asio::post(m_io, [this, shared] {
+    if (m_finish) m_finish->done.set_value();
+    m_finish = std::move(*shared);
+    round();
+  });
+  return future;
+}
+
+nk_linkGuard::tCounters nk_station::tCore::guardCounters() const {
+  tLockGuard guard(m_lock);
+  return m_counters;
+}
+
+nk_station::tTraffic nk_station::tCore::traffic() const {
+  tLockGuard guard(m_lock);
+  return m_traffic;
+}
+
+void nk_station::tCore::shutDown() {
+  {
+    tLockGuard guard(m_lock);
+    m_closing = true;
+  }
+  takeAccepted();
+  auto const reason = std::make_error_code(std::errc::operation_canceled);
+  while (!m_requests.empty()) {
+    auto const& [ticket, request] = *m_requests.begin();
+    complete(ticket, resultOf(request.sent ? OUTCOME_CANCELLED : OUTCOME_NOT_SENT, reason));
+  }
+  if (m_finish) m_finish->done.set_value();
+  m_finish.reset();
+  m_io.stop();
+  runCompletions();
+}
+
+// Whatever has happened: brings everything up to date. What completions ask for comes in a round of
+// its own, so that not even one that always asks again keeps the thread from other work.
+void nk_station::tCore::round() {
+  takeAccepted();
+  expire();
+  checkLink();
+  sendWaiting();
+  noteTold();
+  checkLink();
+  publish();
+  runCompletions();
+  checkFinish();
+  arm();
+}
+
+void nk_station::tCore::publish() {
+  auto const counters = m_link.guard()->counters();
+  auto const& carrier = m_link.carrier();
+  tTraffic const traffic{carrier.sent(), carrier.outgoing(), over()};
+  tLockGuard guard(m_lock);
+  m_counters = counters;
+  m_traffic = traffic;
+}
+
+void nk_station::tCore::takeAccepted() {
+  std::deque<tRequest> accepted;
+  {
+    tLockGuard guard(m_lock);
+    accepted.swap(m_accepted);
+    m_wakened = false;
+  }
+  for (auto& request : accepted) {
+    m_waiting.push_back(request.ticket);
+    m_deadlines.emplace(request.deadline, request.ticket);
+    m_requests.emplace(request.ticket, std::move(request));
+  }
+}
+
+void nk_station::tCore::sendWaiting() {
+  auto const& carrier = m_link.carrier();
+  while (!m_waiting.empty() && carrier.outgoing() < sendAhead && !carrier.error()) {
+    auto const found = m_requests.find(m_waiting.front());
+    m_waiting.pop_front();
+    if (found != m_requests.end()) send(found->second);
+  }
+}
+
+void nk_station::tCore::send(tRequest& request) {
+  auto const& carrier = m_link.carrier();
+  auto const ticket = request.ticket;
+  auto const before = carrier.sent();
+  if (!request.content.empty()) {  // of which the engine would make no telegram
+    request.inEngine = request.wantsAnswer;
+    m_link.engine().enqueue_TS(&request.content, request.destination,
+                               request.wantsAnswer ? answered : nullptr, engineTimeout_s, &request);
+    request.content.release();
+    m_link.pump();
+  }
+  if (!m_requests.contains(ticket)) {  // it is answered already
+    m_link.guard()->forget(m_link.guard()->lastAsked());
+    return;
+  }
+  if (carrier.sent() == before) {
+    auto const reason =
+        carrier.error() ? carrier.error() : std::make_error_code(std::errc::invalid_argument);
+    request.inEngine = false;  // what it cannot send it drops
+    return complete(ticket, resultOf(OUTCOME_NOT_SENT, reason));
+  }
+  request.sent = true;
+  {
+    tLockGuard guard(m_lock);
+    m_bytes -= std::exchange(request.bytes, 0);
+  }
+  if (request.wantsAnswer) {
+    request.id = m_link.guard()->lastAsked();
+  } else {
+    m_told.emplace_back(ticket, carrier.sent());
+  }
+}
+
+void nk_station::tCore::answered(unsigned int address, tBlob* content, void* context, bool,
+                                 void* userData) {
+  auto& self = *static_cast<tCore*>(context);
+  auto& request = *static_cast<tRequest*>(userData);
+  request.inEngine = false;
+  if (request.givenUp) return;
+  tResult result{content != nullptr ? OUTCOME_ANSWER : OUTCOME_TIMEOUT, address, {}, {}};
+  if (content != nullptr) result.content.swap(*content);
+  self.complete(request.ticket, std::move(result));
+}
+
+// The requests without answer whose last byte the system has taken.
+void nk_station::tCore::noteTold() {
+  auto const& carrier = m_link.carrier();
+  auto const gone = carrier.sent() - carrier.outgoing();
+  for (; !m_told.empty() && m_told.front().second <= gone; m_told.pop_front())
+    complete(m_told.front().first, resultOf(OUTCOME_SENT, {}));
+}
+
+void nk_station::tCore::expire() {
+  auto const now = tClock::now();
+  std::vector<tTicket> late;
+  for (auto const& [deadline, ticket] : m_deadlines) {
+    if (deadline > now) break;
+    late.push_back(ticket);
+  }
+  giveUp(late, OUTCOME_TIMEOUT, std::make_error_code(std::errc::timed_out));
+}
+
+std::error_code nk_station::tCore::over() const {
+  auto const& carrier = m_link.carrier();
+  bool const ended = carrier.ended() && carrier.incoming() == 0;
+  return ended && !carrier.error() ? std::make_error_code(std::errc::not_connected)
+                                   : carrier.error();
+}
+
+void nk_station::tCore::checkLink() {
+  auto const reason = over();
+  if (!reason) return;
+  bool const broken = bool(m_link.carrier().error());
+  std::vector<tTicket> hopeless;
+  for (auto const& [ticket, request] : m_requests)
+    if (broken || request.wantsAnswer) hopeless.push_back(ticket);
+  giveUp(hopeless, OUTCOME_CANCELLED, reason);
+}
+
+// Completes requests without an answer: those that were sent as told, the others as not sent.
+void nk_station::tCore::giveUp(std::vector<tTicket> const& tickets, teOutcome outcome,
+                               std::error_code reason) {
+  bool withdrawn = false;
+  for (auto const ticket : tickets) {
+    auto const found = m_requests.find(ticket);
+    if (found == m_requests.end() || !found->second.inEngine) continue;
+    withdraw(found->second);
+    withdrawn = true;
+  }
+  if (withdrawn) m_link.pump();
+  for (auto const ticket : tickets) {
+    auto const found = m_requests.find(ticket);
+    if (found == m_requests.end()) continue;
+    complete(ticket, resultOf(found->second.sent ? outcome : OUTCOME_NOT_SENT, reason));
+  }
+}
+
+// The engine lets go of a request when it is answered, so it is given an answer, an empty one.
+void nk_station::tCore::withdraw(tRequest& request) {
+  request.givenUp = true;
+  nk_telegramPart answer(request.id, request.destination, m_options.address, 1, 0, true, nullptr,
+                         nk_basicTelegram::TYPE_RESPONSE, nk_basicTelegram::COMPRESSION_NONE);
+  tBlob frame;
+  if (answer.serialize(&frame)) m_link.engine().pushData(frame.data(), frame.size());
+}
+
+void nk_station::tCore::complete(tTicket ticket, tResult result) {
+  auto node = m_requests.extract(ticket);
+  if (node.empty()) return;
+  auto& request = node.mapped();
+  m_deadlines.erase({request.deadline, ticket});
+  if (request.sent && request.wantsAnswer) m_link.guard()->forget(request.id);
+  m_completed.emplace_back(std::move(request.done), std::move(result));
+  {
+    tLockGuard guard(m_lock);
+    --m_open;
+    m_bytes -= request.bytes;
+  }
+  if (request.inEngine) m_lost.push_back(std::move(node));
+}
+
+void nk_station::tCore::runCompletions() {
+  while (!m_completed.empty()) {
+    auto [done, result] = std::move(m_completed.front());
+    m_completed.pop_front();
+    if (done) done(std::move(result));
+  }
+}
+
+void nk_station::tCore::checkFinish() {
+  if (!m_finish) return;
+  auto& carrier = m_link.carrier();
+  if (!m_finish->told && m_waiting.empty() && carrier.outgoing() == 0) {
+    carrier.finishSending();
+    m_finish->told = true;
+  }
+  bool const over = m_finish->told && (carrier.ended() || carrier.isSerial());
+  if (!over && !carrier.error() && tClock::now() < m_finish->deadline) return;
+  m_finish->done.set_value();
+  m_finish.reset();
+}
+
+// Sets the timer to the next deadline.
+void nk_station::tCore::arm() {
+  auto next = tMoment::max();
+  if (!m_deadlines.empty()) next = m_deadlines.begin()->first;
+  if (m_finish) next = std::min(next, m_finish->deadline);
+  if (next == tMoment::max() || m_armed == next) return;
+  m_armed = next;
+  m_timer.expires_at(next);
+  m_timer.async_wait([this](std::error_code problem) {
+    if (problem) return;
+    m_armed.reset();
+    round();
+  });
+}
