@@ -20,17 +20,22 @@ using harness::write;
 class explainProgram : public programs {
  protected:
   // Lets the programs talk over a link of this kind, and keeps the record and what was told live.
-  void talk(std::string const& panelUrl, std::string const& url) {
+  void talk(std::string const& panelUrl, std::string const& url, unsigned int size) {
     auto const device = startDevice(panelUrl);
     tProgram explain(io, words(NK_EXPLAIN " --json --listen " + url + " --record " + record +
                                " --link " + station));
     station = explain.waitFor("listening on ");
     station.resize(station.find(", for "));
-    nk_messageGenericReq large(
-        nk_message::VERSION_1,
-        base64::encode(tBlob(harness::randomBytes(1500000, 5).data(), 1500000)), "end");
+    nk_messageGenericReq large(nk_message::VERSION_1,
+                               base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
+                               "end");
     EXPECT_EQ(ask("generic hello panel"), 0) << errors;
     EXPECT_EQ(ask("raw " + write(dir / "large", contentOf(large))), 0) << errors;
+    if (station.starts_with("tcp")) {  // in many parts
+      tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
+                              " --to 2 --part-size 20000 file " + (dir / "large")));
+      EXPECT_EQ(peer.finish(), 0) << peer.errors;
+    }
     EXPECT_EQ(ask("state"), 0) << errors;
     EXPECT_EQ(ask("shutdown"), 0) << errors;
     EXPECT_EQ(device->finish(), 0);
@@ -59,12 +64,16 @@ class explainProgram : public programs {
 
 TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
   std::string const tcp = "tcp://127.0.0.1:0", socket = "unix://" + (dir / "socket");
-  for (auto const& [panelUrl, url] : {std::pair{tcp, socket}, {socket, tcp}}) {
-    talk(panelUrl, url);
+  struct {
+    std::string panel, listen;
+    unsigned int size, telegrams, frames;
+  } const rows[] = {{tcp, socket, 1500000, 7, 9}, {socket, tcp, 60000, 9, 12}};
+  for (auto const& row : rows) {
+    talk(row.panel, row.listen, row.size);
     auto const told = lines(live);
-    EXPECT_EQ(told.count("telegram"), 7u);
-    EXPECT_EQ(told.count("message"), 7u);
-    EXPECT_EQ(told.count("frame"), 9u);  // the large one has two parts each way
+    EXPECT_EQ(told.count("telegram"), row.telegrams);
+    EXPECT_EQ(told.count("message"), row.telegrams);
+    EXPECT_EQ(told.count("frame"), row.frames);
     EXPECT_NE(live.find(R"("message":{"action":"generic","type":"response","text1":"hello")"),
               live.npos);
 
@@ -73,6 +82,58 @@ TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
     auto recorded = lines(again.output);
     EXPECT_TRUE(recorded == told);
   }
+}
+
+// What the dissector for Wireshark says of a record: one line for each packet that `filter` lets
+// through, with the values of `field`, each behind a bar.
+std::string dissect(asio::io_context& io, std::string const& record, std::string const& filter,
+                    std::vector<std::string> const& fields) {
+  std::vector<std::string> arguments{NK_TSHARK,    "-X",           "lua_script:" NK_DISSECTOR,
+                                     "-r",         record,         "-Y",
+                                     filter,       "-T",           "fields",
+                                     "-E",         "aggregator=|", "-E",
+                                     "separator=|"};
+  for (auto const& field : fields) arguments.insert(arguments.end(), {"-e", field});
+  tProgram tshark(io, arguments);
+  EXPECT_EQ(tshark.finish(), 0) << tshark.errors;
+  EXPECT_EQ(tshark.errors.find("Lua: Error"), std::string::npos) << tshark.errors;
+  return tshark.output;
+}
+
+TEST_F(explainProgram, DissectorForWiresharkSaysTheSame) {
+  talk("unix://" + (dir / "socket"), "tcp://127.0.0.1:0", 60000);
+  std::string expected;
+  std::istringstream stream(live);
+  for (std::string line; std::getline(stream, line);) {
+    tJson json, field;
+    ASSERT_TRUE(json.parse(line)) << line;
+    if (json.getString("kind") != tString("message")) continue;
+    for (unsigned int i = 0; json.getArrayObject("fields", i, field); ++i) {
+      if (i > 2) expected += '|';
+      if (i > 1) expected.append(field.getString("name").c_str()) += ": ";
+      auto const number = field.getInt("value", -1);
+      expected += number >= 0 ? std::to_string(number) : field.getString("value").c_str();
+      if (i < 2) expected += '|';
+    }
+    expected += '\n';
+  }
+  EXPECT_EQ(dissect(io, record, "nkprotocol.message.type",
+                    {"nkprotocol.message.type", "nkprotocol.message.version",
+                     "nkprotocol.message.field"}),
+            expected);
+
+  // Behind the file's header and three packets without bytes, a byte of the first frame's body.
+  std::fstream file(record, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(24 + 3 * 56 + 56 + 12);
+  file.put('\x85');
+  file.close();
+  tProgram explain(io, {NK_EXPLAIN, record});
+  EXPECT_EQ(explain.finish(), 0) << explain.errors;
+  auto const fault = explain.output.find("! wrong CRC: ");
+  ASSERT_NE(fault, explain.output.npos) << explain.output.substr(0, 1000);
+  auto const end = explain.output.find('\n', fault);
+  EXPECT_EQ(dissect(io, record, "nkprotocol.damage", {"_ws.expert.message"}),
+            "W" + explain.output.substr(fault + 3, end - fault - 2));
 }
 
 TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
