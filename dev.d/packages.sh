@@ -5,7 +5,7 @@
 packagesFor() {
   case $1 in
     build) echo g++ cmake ninja-build pkg-config nettle-dev rapidjson-dev libasio-dev libcli11-dev ;;
-    test) echo libgtest-dev python3 tshark ;;
+    test) echo libgtest-dev python3 tshark groff-base ;;
     bench)
       echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev \
         libprotobuf-dev protobuf-compiler
