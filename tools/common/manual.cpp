@@ -62,6 +62,7 @@ std::string arguments(CLI::App const& app) {
   return text;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the commands
 void addCommands(std::string& page, CLI::App const& app, std::string const& prefix) {
   for (auto const* const each : commandsOf(app)) {
     std::string const name = prefix + each->get_name();
@@ -87,7 +88,7 @@ std::string takeSection(std::string& text, std::string const& title) {
   if (begin == text.npos) return {};
   auto const end = std::min(text.find("\n\n", begin), text.size());
   auto const from = begin + title.size() + 2;
-  std::string const lines = text.substr(from, end - from);
+  std::string lines = text.substr(from, end - from);
   text.erase(begin, end - begin);
   return lines;
 }
@@ -100,6 +101,7 @@ std::string section(std::string const& title, std::string const& lines) {
 struct tWords {
   std::string steps, choices, valued;
 
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the commands
   void add(CLI::App const& app, std::string const& path, std::string inherited) {
     for (auto const* const each : optionsOf(app, false)) {
       for (auto const& name : each->get_lnames()) {
@@ -111,7 +113,7 @@ struct tWords {
     for (auto const* const each : commandsOf(app)) {
       words += " " + each->get_name();
       std::string const inner = path + " " + each->get_name();
-      steps += "      \"" + inner + "\") path=\"" + inner + "\" ;;\n";
+      steps.append("      \"").append(inner).append("\") path=\"").append(inner).append("\" ;;\n");
       add(*each, inner, inherited);
     }
     choices += "    \"" + path + "\") choices=\"" + words.substr(1) + "\" ;;\n";
@@ -126,7 +128,7 @@ std::string trimmed(std::string const& text) {
 }  // namespace
 
 std::string nk_tools::manualPage(CLI::App const& app) {
-  std::string const name = app.get_name();
+  std::string const& name = app.get_name();
   std::string title = name;
   std::transform(title.begin(), title.end(), title.begin(),
                  [](char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 32) : c; });
@@ -148,7 +150,7 @@ std::string nk_tools::manualPage(CLI::App const& app) {
 std::string nk_tools::bashCompletion(CLI::App const& app) {
   tWords words;
   words.add(app, "", "");
-  std::string const name = app.get_name();
+  std::string const& name = app.get_name();
   std::string script = "_" + name + "() {\n  local path='' choices=''\n";
   if (!words.steps.empty()) {
     script +=

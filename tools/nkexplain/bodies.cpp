@@ -51,6 +51,7 @@ class tParser {
     skipBlanks();
     return m_text.empty();
   }
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the document's lists
   std::vector<tBodies::tItem> items() {
     std::vector<tBodies::tItem> items;
     do {
@@ -67,7 +68,7 @@ class tParser {
     throw std::runtime_error("the list of bodies cannot be read at: " + std::string(m_text));
   }
 
-  tBodies::tItem item() {
+  tBodies::tItem item() {  // NOLINT(misc-no-recursion)
     tBodies::tItem item;
     std::string first = word();
     if (take(':')) {  // v2+: or v0:
@@ -124,29 +125,34 @@ class tWalker {
               bool isSigned = false) {
     if (!has(width, name)) return false;
     value = peek(width);
-    tValue shown = value;
-    if (isSigned) {
-      unsigned long long const sign = 1ULL << (8 * width - 1);
-      shown = static_cast<long long>((value ^ sign) - sign);
-    }
-    return add(width, name, std::move(shown));
+    if (!isSigned) return add(width, name, value);
+    auto const number = width == 1 ? static_cast<signed char>(value) : static_cast<short>(value);
+    return add(width, name, static_cast<long long>(number));
   }
+  // NOLINTNEXTLINE(misc-no-recursion): as deep as the document's lists
   bool walk(std::vector<tBodies::tItem> const& items, unsigned int version,
             std::string const& prefix) {
     std::map<std::string, unsigned long long> counts;
-    return std::all_of(items.begin(), items.end(), [&](tBodies::tItem const& item) {
-      if (version < item.firstVersion || version > item.lastVersion) return true;
-      if (item.kind == tBodies::tItem::LIST) {
-        return list(item, version, prefix, counts[item.name]);
-      }
-      if (item.kind == tBodies::tItem::TEXT || item.kind == tBodies::tItem::BLOB) {
-        return text(item, prefix + item.name);
-      }
-      return number(item.width, prefix + item.name, counts[item.name],
-                    item.kind == tBodies::tItem::SIGNED);
-    });
+    for (auto const& item : items) {
+      if (version < item.firstVersion || version > item.lastVersion) continue;
+      if (!pass(item, version, prefix, counts[item.name])) return false;
+    }
+    return true;
   }
-
+  // One field, or one list of as many elements as `count` says; numbers are put into it.
+  // NOLINTNEXTLINE(misc-no-recursion)
+  bool pass(tBodies::tItem const& item, unsigned int version, std::string const& prefix,
+            unsigned long long& count) {
+    switch (item.kind) {
+      case tBodies::tItem::LIST:
+        return list(item, version, prefix, count);
+      case tBodies::tItem::TEXT:
+      case tBodies::tItem::BLOB:
+        return text(item, prefix + item.name);
+      default:
+        return number(item.width, prefix + item.name, count, item.kind == tBodies::tItem::SIGNED);
+    }
+  }
   unsigned long long peek(unsigned int width) const {
     unsigned long long value = 0;
     for (unsigned int i = width; i-- != 0;) value = value << 8 | m_bytes.data()[m_offset + i];
@@ -181,6 +187,7 @@ class tWalker {
                                                  : std::to_string(length) + " bytes");
   }
   // Every element has a width, so a count too large ends where the bytes do.
+  // NOLINTNEXTLINE(misc-no-recursion)
   bool list(tBodies::tItem const& item, unsigned int version, std::string const& prefix,
             unsigned long long count) {
     for (unsigned long long i = 0; i < count; ++i) {
@@ -229,7 +236,7 @@ nk_explain::tBodies::tLayout const* nk_explain::tBodies::find(unsigned int type)
 
 std::string nk_explain::listFields(tBlob const& content, std::vector<tField>& fields) {
   tWalker walker(content, fields);
-  std::string const fault = walker.message();
+  std::string fault = walker.message();
   if (walker.left() != 0) {
     fields.push_back(makeField(content, walker.offset(), walker.left(), "(not read)", ""));
   }

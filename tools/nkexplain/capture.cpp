@@ -160,7 +160,7 @@ std::string nk_explain::explainCapture(tBlob const& file, unsigned int port, tTe
   tFile bytes(file);
   if (bytes.is(pcapngMagic)) return "is a pcapng file; editcap -F pcap makes a pcap file of it";
   tCapture capture(port, tell);
-  std::string const fault = bytes.explain(capture);
+  std::string fault = bytes.explain(capture);
   capture.finish();
   return fault;
 }

@@ -55,7 +55,7 @@ class tFrame {
 
   std::string list() {
     boundary(0, "start");
-    std::string const fault = body();
+    std::string fault = body();
     boundary(m_frame.size() - 1, "end");
     return fault;
   }
@@ -104,7 +104,7 @@ class tFrame {
       lengthFault =
           "too short: " + std::to_string(bodySize) + " bytes decoded, and a header has 25";
     }
-    if (auto const fault = crcFault(); !fault.empty()) return fault;
+    if (auto fault = crcFault(); !fault.empty()) return fault;
     return lengthFault;
   }
 
