@@ -4,7 +4,7 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS nkProtocol nkSupport EXPORT nkProtocol)
-foreach(program nkctl nkdevice)
+foreach(program nkctl nkdevice nkexplain)
   if(TARGET ${program})
     install(TARGETS ${program})
   endif()

@@ -5,7 +5,7 @@
 packagesFor() {
   case $1 in
     build) echo g++ cmake ninja-build pkg-config nettle-dev rapidjson-dev libasio-dev libcli11-dev ;;
-    test) echo libgtest-dev ;;
+    test) echo libgtest-dev python3 tshark groff-base ;;
     bench)
       echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev \
         libprotobuf-dev protobuf-compiler
@@ -61,7 +61,9 @@ needPackages() {
   fi
   echo "dev: installing" $missing >&2
   for attempt in 1 2; do
-    if quietApt update >&2 && quietApt install -y --no-install-recommends $missing >&2; then
+    # Lists that could not all be fetched may do.
+    quietApt update >&2 || true
+    if quietApt install -y --no-install-recommends $missing >&2; then
       return 0
     fi
     [ "$attempt" = 2 ] || echo "dev: that failed; once more" >&2

@@ -44,6 +44,7 @@ class nk_linkedEngine {
 
   nk_protocol& engine() { return m_engine; }
   nk_carrier& carrier() { return m_carrier; }
+  nk_carrier const& carrier() const { return m_carrier; }
   /// Null without a guard.
   nk_linkGuard* guard() { return m_guard ? &*m_guard : nullptr; }
   /// True once the link is over and all that arrived has been handled and answered.

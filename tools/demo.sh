@@ -1,15 +1,16 @@
 #!/bin/sh
-# Shows station and panel at work: tools/demo.sh DIRECTORY, where nkctl and nkdevice lie.
+# Shows station and panel at work: tools/demo.sh DIRECTORY [CAPTURE], where the programs lie.
 # A panel starts empty, is brought what a directory holds, reports, and starts once more; another one
-# is spoken to over a Unix socket. Ends with status 0 only if every command did what it should;
-# leaves no process and no file behind; takes two minutes at most.
+# is spoken to over a Unix socket, and what passes is recorded, to the file CAPTURE if it is named, and
+# explained. Ends with status 0 only if every command did what it should; leaves no process and no
+# other file behind; takes two minutes at most.
 set -eu
 
-if [ $# -ne 1 ]; then
-  echo "usage: $0 DIRECTORY-OF-THE-PROGRAMS" >&2
+if [ $# -ne 1 ] && [ $# -ne 2 ]; then
+  echo "usage: $0 DIRECTORY-OF-THE-PROGRAMS [CAPTURE]" >&2
   exit 2
 fi
-for program in nkctl nkdevice; do
+for program in nkctl nkdevice nkexplain; do
   if [ ! -x "$1/$program" ]; then
     echo "demo: $1/$program is not there; ./dev demo builds it" >&2
     exit 2
@@ -19,10 +20,14 @@ PATH=$(cd "$1" && pwd):$PATH
 cd "$(dirname "$0")/.."  # so that the example is shown under its name in the source tree
 site=examples/site
 scratch=$(mktemp -d)
+capture=${2:-$scratch/demo.pcap}
 panel=
+recorder=
 
 cleanUp() {
-  [ -z "$panel" ] || kill "$panel" 2>/dev/null || true
+  for process in $panel $recorder; do
+    kill "$process" 2>/dev/null || true
+  done
   rm -rf "$scratch"
 }
 trap cleanUp EXIT
@@ -64,6 +69,20 @@ expect() {
   grep -q -- "$1" "$scratch/output" || fail "that should have printed: $1"
 }
 
+# Waits until a program says where it listens, and sets $link to that: awaitLink WHO PROCESS LOG.
+awaitLink() {
+  link=
+  tries=100
+  while [ -z "$link" ]; do
+    kill -0 "$2" 2>/dev/null || fail "the $1 ended before it listened"
+    [ $tries -gt 0 ] || fail "the $1 does not say that it listens"
+    tries=$((tries - 1))
+    sleep 0.1
+    link=$(sed -n 's/.*listening on \([^,]*\), .*/\1/p' "$3")
+  done
+  cat "$3"
+}
+
 # Starts a panel with the arguments given and waits until it listens. Sets $panel, and $link to
 # where.
 startPanel() {
@@ -71,16 +90,7 @@ startPanel() {
   : >"$scratch/panel.log"
   timeout -k 2 60 nkdevice --link "$@" --address 2 --verbose >"$scratch/panel.log" 2>&1 &
   panel=$!
-  link=
-  tries=100
-  while [ -z "$link" ]; do
-    kill -0 "$panel" 2>/dev/null || fail "the panel ended before it listened"
-    [ $tries -gt 0 ] || fail "the panel does not say that it listens"
-    tries=$((tries - 1))
-    sleep 0.1
-    link=$(sed -n 's/.*listening on \(.*\), address .*/\1/p' "$scratch/panel.log")
-  done
-  cat "$scratch/panel.log"
+  awaitLink panel "$panel" "$scratch/panel.log"
 }
 
 # Waits for the panel to end by itself, and shows what it was asked meanwhile.
@@ -93,6 +103,31 @@ awaitPanel() {
   grep 'request [A-Z_]* (type' "$scratch/panel.log" || true
   printf '\nThe panel ended with status %d.\n' $status
   [ $status -eq 0 ] || fail "it should have been 0"
+}
+
+# Puts a recorder before the panel. Sets $recorder, and $link to where it listens.
+startRecorder() {
+  set -- nkexplain --link "$link" --listen tcp://127.0.0.1:0 --record "$capture"
+  show "$@" '&'
+  : >"$scratch/recorder.log"
+  timeout -k 2 60 "$@" >/dev/null 2>"$scratch/recorder.log" &
+  recorder=$!
+  awaitLink recorder "$recorder" "$scratch/recorder.log"
+}
+
+# Ends the recorder and explains what it wrote; the beginning is shown.
+explainRecord() {
+  kill "$recorder"
+  status=0
+  wait "$recorder" || status=$?
+  recorder=
+  [ $status -eq 0 ] || fail "the recorder ended with status $status"
+  show nkexplain "$capture"
+  nkexplain "$capture" >"$scratch/explained" || fail "that ended with status $?"
+  sed 20q "$scratch/explained"
+  printf '... and %d more lines.\n' $(($(wc -l <"$scratch/explained") - 20))
+  messages=$(grep -c '^message' "$scratch/explained")
+  [ "$messages" -eq 7 ] || fail "that should have been 7 messages, not $messages"
 }
 
 station() { run nkctl --link "$link" --to 2 "$@"; }
@@ -139,11 +174,13 @@ expect '  2  .*  started$'
 station shutdown
 awaitPanel
 
-printf '\n== Another panel, on a Unix socket\n'
+printf '\n== Another panel, on a Unix socket, with a recorder before it\n'
 startPanel "unix://$scratch/panel.sock"
+startRecorder
 station generic hello panel
 station time
 run nkctl --link "$link" --to broadcast generic 'hello, all panels' 'the first answer is shown'
 station shutdown
 awaitPanel
+explainRecord
 printf '\nAll went as it should.\n'

@@ -2,9 +2,20 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cstdio>
 #include <exception>
 
 #include "nkProtocol/basicTelegram.h"
+#include "tools/common/manual.h"
+
+namespace {
+
+int print(std::string const& text) {
+  std::fwrite(text.data(), 1, text.size(), stdout);
+  return std::fflush(stdout) == 0 ? nk_tools::STATUS_OK : nk_tools::STATUS_OTHER;
+}
+
+}  // namespace
 
 bool nk_tools::parseAddress(std::string const& text, unsigned int& address) {
   bool const hex = text.starts_with("0x") || text.starts_with("0X");
@@ -59,6 +70,12 @@ void nk_tools::addSecondsOption(CLI::App& app, std::string const& name,
 
 int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
                           std::function<teExit()> const& run) {
+  // What the build makes the manual page and the completion with; no option, so that neither shows.
+  if (argc == 2) {
+    std::string const only = argv[1];
+    if (only == "--print-manual") return print(manualPage(app));
+    if (only == "--print-completion") return print(bashCompletion(app));
+  }
   try {
     app.parse(argc, argv);
   } catch (CLI::ParseError const& reason) {

@@ -88,7 +88,7 @@ void tProxy::work(tConnection& connection) {
     carry(connection, way);
   }
   for (auto const& source : connection.sources) {
-    source->checkPatience();
+    source->checkProgress();
     if (source->error()) return end(connection);
   }
   if (connection.flows[TO_PANEL]->finished && connection.flows[TO_STATION]->finished)

@@ -1,0 +1,169 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "harness/link.h"
+#include "harness/programs.h"
+#include "nkProtocol/controlMessages.h"
+#include "nkSupport/base64.h"
+#include "nkSupport/tJson.h"
+
+namespace {
+
+using harness::contentOf;
+using harness::programs;
+using harness::tProgram;
+using harness::words;
+using harness::write;
+
+// nkexplain between nkctl and nkdevice.
+class explainProgram : public programs {
+ protected:
+  // Lets the programs talk over a link of this kind, and keeps the record and what was told live.
+  void talk(std::string const& panelUrl, std::string const& url, unsigned int size) {
+    auto const device = startDevice(panelUrl);
+    tProgram explain(io, words(NK_EXPLAIN " --json --listen " + url + " --record " + record +
+                               " --link " + station));
+    station = explain.waitFor("listening on ");
+    station.resize(station.find(", for "));
+    nk_messageGenericReq large(nk_message::VERSION_1,
+                               base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
+                               "end");
+    EXPECT_EQ(ask("generic hello panel"), 0) << errors;
+    EXPECT_EQ(ask("raw " + write(dir / "large", contentOf(large))), 0) << errors;
+    if (station.starts_with("tcp")) {  // in many parts
+      tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
+                              " --to 2 --part-size 20000 file " + (dir / "large")));
+      EXPECT_EQ(peer.finish(), 0) << peer.errors;
+    }
+    EXPECT_EQ(ask("state"), 0) << errors;
+    EXPECT_EQ(ask("shutdown"), 0) << errors;
+    EXPECT_EQ(device->finish(), 0);
+    explain.signal(SIGTERM);
+    EXPECT_EQ(explain.finish(), 0) << explain.errors;
+    live = explain.output;
+  }
+  // The lines of JSON, without the names of streams, by stream.
+  static std::multimap<std::string, std::string> lines(std::string const& text) {
+    std::multimap<std::string, std::string> all;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+      tJson json;
+      EXPECT_TRUE(json.parse(line)) << line;
+      EXPECT_TRUE(json.getBool("good", false)) << line;
+      std::string const name = json.getString("stream").c_str();
+      if (auto const at = line.find(name); at != line.npos) line.erase(at, name.size());
+      all.emplace(json.getString("kind").c_str(), line);
+    }
+    return all;
+  }
+
+  std::string const record = dir / "link.pcap";
+  std::string live;
+};
+
+TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
+  std::string const tcp = "tcp://127.0.0.1:0", socket = "unix://" + (dir / "socket");
+  struct {
+    std::string panel, listen;
+    unsigned int size, telegrams, frames;
+  } const rows[] = {{tcp, socket, 1500000, 7, 9}, {socket, tcp, 60000, 9, 12}};
+  for (auto const& row : rows) {
+    talk(row.panel, row.listen, row.size);
+    auto const told = lines(live);
+    EXPECT_EQ(told.count("telegram"), row.telegrams);
+    EXPECT_EQ(told.count("message"), row.telegrams);
+    EXPECT_EQ(told.count("frame"), row.frames);
+    EXPECT_NE(live.find(R"("message":{"action":"generic","type":"response","text1":"hello")"),
+              live.npos);
+
+    tProgram again(io, {NK_EXPLAIN, "--json", record});
+    EXPECT_EQ(again.finish(), 0) << again.errors;
+    auto recorded = lines(again.output);
+    EXPECT_TRUE(recorded == told);
+  }
+}
+
+// What the dissector for Wireshark says of a record: one line for each packet that `filter` lets
+// through, with the values of `field`, each behind a bar.
+std::string dissect(asio::io_context& io, std::string const& record, std::string const& filter,
+                    std::vector<std::string> const& fields) {
+  std::vector<std::string> arguments{NK_TSHARK,    "-X",           "lua_script:" NK_DISSECTOR,
+                                     "-r",         record,         "-Y",
+                                     filter,       "-T",           "fields",
+                                     "-E",         "aggregator=|", "-E",
+                                     "separator=|"};
+  for (auto const& field : fields) arguments.insert(arguments.end(), {"-e", field});
+  tProgram tshark(io, arguments);
+  EXPECT_EQ(tshark.finish(), 0) << tshark.errors;
+  EXPECT_EQ(tshark.errors.find("Lua: Error"), std::string::npos) << tshark.errors;
+  return tshark.output;
+}
+
+TEST_F(explainProgram, DissectorForWiresharkSaysTheSame) {
+  talk("unix://" + (dir / "socket"), "tcp://127.0.0.1:0", 60000);
+  std::string expected;
+  std::istringstream stream(live);
+  for (std::string line; std::getline(stream, line);) {
+    tJson json, field;
+    ASSERT_TRUE(json.parse(line)) << line;
+    if (json.getString("kind") != tString("message")) continue;
+    for (unsigned int i = 0; json.getArrayObject("fields", i, field); ++i) {
+      if (i > 2) expected += '|';
+      if (i > 1) expected.append(field.getString("name").c_str()) += ": ";
+      auto const number = field.getInt("value", -1);
+      expected += number >= 0 ? std::to_string(number) : field.getString("value").c_str();
+      if (i < 2) expected += '|';
+    }
+    expected += '\n';
+  }
+  EXPECT_EQ(dissect(io, record, "nkprotocol.message.type",
+                    {"nkprotocol.message.type", "nkprotocol.message.version",
+                     "nkprotocol.message.field"}),
+            expected);
+
+  // Behind the file's header and three packets without bytes, a byte of the first frame's body.
+  std::fstream file(record, std::ios::in | std::ios::out | std::ios::binary);
+  file.seekp(24 + 3 * 56 + 56 + 12);
+  file.put('\x85');
+  file.close();
+  tProgram explain(io, {NK_EXPLAIN, record});
+  EXPECT_EQ(explain.finish(), 0) << explain.errors;
+  auto const fault = explain.output.find("! wrong CRC: ");
+  ASSERT_NE(fault, explain.output.npos) << explain.output.substr(0, 1000);
+  auto const end = explain.output.find('\n', fault);
+  EXPECT_EQ(dissect(io, record, "nkprotocol.damage", {"_ws.expert.message"}),
+            "W" + explain.output.substr(fault + 3, end - fault - 2));
+}
+
+TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
+  auto const text = write(dir / "text", "01 81 02"), raw = write(dir / "raw", "\x01\x81\x02");
+  auto const wrong = write(dir / "wrong", "hello"), panel = "unix://" + (dir / "none");
+  struct {
+    std::string arguments;
+    int status;
+    std::string words;
+  } const rows[] = {
+      {"--help", 0, "Exit status"},
+      {text, 0, "frame  offset 0, size 3  BAD\n  ! wrong encoding"},
+      {raw, 0, "frame  offset 0, size 3  BAD\n  ! wrong encoding"},
+      {"--json " + text, 0, R"({"kind":"frame","offset":0,"size":3,"good":false,"fault":"wrong e)"},
+      {wrong, 2, "line 1: \"hello\" is no hexadecimal text"},
+      {dir / "missing", 2, "cannot be opened"},
+      {"", 2, "FILE or --link is required"},
+      {text + " --link " + panel, 2, "FILE or --link is required"},
+      {text + " --record " + raw, 2, "--record requires --link"},
+      {"--link " + panel + " --listen serial:///dev/null", 2, "nobody can come"},
+      {"--link " + panel, 3, "No such file"},
+      {"--link " + panel + " --record /none/none", 1, "/none/none"},
+  };
+  for (auto const& row : rows) {
+    tProgram explain(io, words(NK_EXPLAIN " " + row.arguments));
+    EXPECT_EQ(explain.finish(), row.status) << row.arguments << explain.errors;
+    EXPECT_NE((row.status == 0 ? explain.output : explain.errors).find(row.words),
+              std::string::npos)
+        << row.arguments << explain.output << explain.errors;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+#include <gtest/gtest.h>
+
+#include "harness/programs.h"
+
+// What is made of the programs' descriptions besides --help.
+namespace {
+
+using harness::programs;
+using harness::tProgram;
+
+TEST_F(programs, haveManualPagesWithAllThatHelpTells) {
+  for (std::string const program : {NK_CTL, NK_DEVICE, NK_EXPLAIN}) {
+    std::string const name = program.substr(program.rfind('/') + 1);
+    tProgram groff(
+        io, {NK_GROFF, "-ww", "-man", "-Tascii", "-P-cbou", NK_GENERATED "/man1/" + name + ".1"});
+    EXPECT_EQ(groff.finish(), 0);
+    EXPECT_EQ(groff.errors, "");
+    tProgram help(io, {program, "--help"});
+    EXPECT_EQ(help.finish(), 0);
+    std::istringstream told(help.output);
+    for (std::string word; told >> word;) {
+      auto const begin = word.find("--");
+      if (begin == word.npos) continue;
+      EXPECT_NE(groff.output.find(word.substr(begin)), std::string::npos) << name << word;
+    }
+    for (auto const* const title : {"\nNAME\n", "\nSYNOPSIS\n", "\nOPTIONS\n", "\nDESCRIPTION\n",
+                                    "\nEXIT STATUS\n         0  done", "\nEXAMPLES\n         nk"})
+      EXPECT_NE(groff.output.find(title), std::string::npos) << name << title;
+  }
+}
+
+TEST_F(programs, areCompletedByBash) {
+  struct {
+    std::string line, words;
+  } const rows[] = {
+      {"nkctl s", "state statistics sync set-name schedules shutdown"},
+      {"nkctl --link ''", ""},
+      {"nkctl --to 2 config ''",
+       "--help --link --to --from --timeout --connect-timeout --verbose "
+       "--version init set check"},
+      {"nkctl schedules preview --",
+       "--help --link --to --from --timeout --connect-timeout "
+       "--verbose --version --config --at"},
+      {"nkdevice --st", "--state"},
+      {"nkexplain --l", "--link --listen"},
+  };
+  for (auto const& row : rows) {
+    auto const program = row.line.substr(0, row.line.find(' '));
+    tProgram bash(io, {NK_BASH, "-c",
+                       "source " NK_GENERATED "/completions/" + program + "; COMP_WORDS=(" +
+                           row.line + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _" + program +
+                           "; echo ${COMPREPLY[*]}"});
+    EXPECT_EQ(bash.finish(), 0) << bash.errors;
+    EXPECT_EQ(bash.output, row.words + "\n") << row.line << bash.errors;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include "harness/link.h"
+#include "harness/programs.h"
+#include "nkProtocol/controlMessages.h"
+#include "nkSupport/base64.h"
+
+// examples/peer.py, which shares no code with the programs, as station and as panel.
+namespace {
+
+using harness::contentOf;
+using harness::programs;
+using harness::tProgram;
+using harness::words;
+
+// Only lengths of runs make such content smaller: each byte value occurs equally often.
+std::string runs(unsigned int count) {
+  std::string text;
+  for (unsigned int i = 0; i < count; ++i)
+    text.append(4 + i % 60, static_cast<char>('0' + i * 7 % 43));
+  return text;
+}
+
+struct {
+  std::string text;
+  std::string small, large;  // the form, in parts of 20000 bytes and of 1 MiB
+} const rows[] = {
+    {"gr\xc3\xbc\xc3\x9f dich", "in 1 part, plain", "in 1 part, plain"},
+    {runs(10000), "in 2 parts, run lengths", "in 1 part, run lengths"},
+    {base64::encode(tBlob(harness::randomBytes(1500000, 5).data(), 1500000)).c_str(),
+     " parts, Huffman", "in 2 parts, Huffman"},
+};
+
+TEST_F(programs, answerPeerInAnotherLanguage) {
+  auto const device = startDevice("tcp://127.0.0.1:0");
+  auto const connect = NK_PEER " --connect " + station.substr(6) + " --to ";
+  for (auto const& row : rows) {
+    nk_messageGenericReq request(nk_message::VERSION_1, row.text.c_str(), "end");
+    auto const file = harness::write(dir / "content", contentOf(request));
+    tProgram peer(io, words(connect + "2 --part-size 20000 file " + file));
+    EXPECT_EQ(peer.finish(), 0);
+    EXPECT_TRUE(peer.output == R"({"type": 29, "version": 1, "text1": ")" + row.text +
+                                   R"(", "text2": "end"})" + "\n")
+        << peer.output.size();
+    auto const size = std::to_string(contentOf(request).size()) + " bytes ";
+    EXPECT_NE(peer.errors.find("sent " + size), peer.errors.npos) << peer.errors;
+    EXPECT_NE(peer.errors.find(row.small + "\n"), peer.errors.npos) << peer.errors;
+    EXPECT_NE(peer.errors.find("received " + size + row.large + "\n"), peer.errors.npos)
+        << peer.errors;
+  }
+  struct {
+    std::string arguments, output;
+  } const brief[] = {
+      {"4294967294 generic a b", R"({"type": 29, "version": 0, "text1": "a", "text2": "b"})"},
+      {"2 time", R"({"type": 11, "version": 0, "time": )"},
+      {"2 shutdown", ""},
+  };
+  for (auto const& row : brief) {
+    tProgram peer(io, words(connect + row.arguments));
+    EXPECT_EQ(peer.finish(), 0) << peer.errors;
+    EXPECT_EQ(peer.output.substr(0, row.output.size()), row.output);
+  }
+  EXPECT_EQ(device->finish(), 0);
+}
+
+TEST_F(programs, askPeerInAnotherLanguage) {
+  tProgram peer(io, words(NK_PEER " --listen 127.0.0.1:0 --address 2 --part-size 20000"));
+  station = peer.waitFor("listening on ");
+  for (auto const& row : rows) {
+    nk_messageGenericReq request(nk_message::VERSION_0, row.text.c_str(), "end");
+    auto const content = contentOf(request);
+    EXPECT_EQ(ask("--timeout 20 raw " + harness::write(dir / "content", content)), 0) << errors;
+    EXPECT_TRUE(output == R"({"action":"generic","type":"response","text1":")" + row.text +
+                              R"(","text2":"end"})" + "\n")
+        << output.size();
+    auto const size = std::to_string(content.size()) + " bytes ";
+    EXPECT_EQ(peer.waitFor("received " + size), row.large);
+    auto const sent = peer.waitFor("sent " + size);
+    EXPECT_TRUE(sent.ends_with(row.small)) << sent;
+  }
+  EXPECT_EQ(ask("time"), 0) << errors;
+  EXPECT_EQ(control(words("--link " + station + " --to broadcast generic a b")), 0) << errors;
+  EXPECT_EQ(ask("shutdown"), 0) << errors;
+  EXPECT_EQ(peer.finish(), 0) << peer.errors;
+}
+
+}  // namespace

@@ -1,0 +1,165 @@
+#include "tools/nkexplain/stream.h"
+
+#include "nkSupport/tCompression.h"
+#include "protocol/frame.h"
+#include "tools/common/messages.h"
+#include "tools/nkexplain/bodies.h"
+#include "tools/nkexplain/frameFields.h"
+
+namespace {
+
+// No frame of this size could be taken: the ceiling of content, encoded, and then some.
+unsigned int mostWaiting() { return tCompression::maxDecodedSize() / 4 * 5 + 4096; }
+
+void addTelegramFacts(nk_explain::tNote& note, nk_basicTelegram const& telegram, char const* what,
+                      unsigned int number) {
+  note.facts.emplace_back("id", 0ULL + telegram.telegramId());
+  note.facts.emplace_back("source", 0ULL + telegram.sourceAddress());
+  note.facts.emplace_back("destination", 0ULL + telegram.destinationAddress());
+  note.facts.emplace_back(what, 0ULL + number);
+  note.facts.emplace_back("compression", nk_explain::compressionText(telegram.compression()));
+}
+
+}  // namespace
+
+nk_explain::tNote nk_explain::tStream::note(std::string kind) const {
+  tNote note;
+  note.kind = std::move(kind);
+  if (!m_name.empty()) note.facts.emplace_back("stream", m_name);
+  return note;
+}
+
+void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
+  if (!m_bytes.append(bytes, size)) return drop(m_bytes.size(), "there is no memory for more");
+  for (;;) {
+    unsigned int const end = m_bytes.getIndexOf(frameEnd, m_searched);
+    if (end == tBlob::npos) {
+      m_searched = m_bytes.size();
+      if (m_searched > mostWaiting()) drop(m_searched, "no end byte 02 in so many bytes");
+      return;
+    }
+    unsigned int const start = m_bytes.getIndexOf(frameStart, 0);
+    if (start > end) {
+      drop(end + 1,
+           "an end byte 02 without a start byte 01 before it: the engine waits here for ever");
+      continue;
+    }
+    if (start != 0) drop(start, "bytes before a start byte 01: they are passed over");
+    frame(end - start + 1);
+  }
+}
+
+void nk_explain::tStream::gap(unsigned int size) {
+  tNote missing = note("gap");
+  missing.facts.emplace_back("offset", m_offset + m_bytes.size());
+  missing.facts.emplace_back("size", static_cast<unsigned long long>(size));
+  missing.fault = "bytes of the stream are missing here";
+  m_tell(missing);
+}
+
+void nk_explain::tStream::finish() {
+  if (!m_bytes.empty()) {
+    bool const begun = m_bytes.getIndexOf(frameStart, 0) != tBlob::npos;
+    drop(m_bytes.size(), begun ? "a frame without an end byte 02" : "no start byte 01");
+  }
+  for (auto& [key, receiving] : m_receiving) {
+    tNote unfinished = note("telegram");
+    addTelegramFacts(unfinished, receiving.telegram, "parts", receiving.parts);
+    unfinished.fault = "the last part has not come";
+    m_tell(unfinished);
+  }
+  m_receiving.clear();
+}
+
+// Tells and drops bytes that are no frame.
+void nk_explain::tStream::drop(unsigned int size, std::string why) {
+  tNote noise = note("noise");
+  noise.facts.emplace_back("offset", m_offset);
+  noise.facts.emplace_back("size", 0ULL + size);
+  noise.fault = std::move(why);
+  noise.fields.push_back(makeField(m_bytes, 0, size, "(no frame)", ""));
+  noise.fields.back().wireOffset = m_offset;
+  noise.fields.back().wireSize = size;
+  m_tell(noise);
+  m_bytes.slice(size);
+  m_offset += size;
+  m_searched = 0;
+}
+
+void nk_explain::tStream::frame(unsigned int size) {
+  tBlob alone(m_bytes.data(), size);
+  tNote told = note("frame");
+  told.facts.emplace_back("offset", m_offset);
+  told.facts.emplace_back("size", 0ULL + size);
+  std::string const fault = listFrameFields(alone, m_offset, told.fields);
+  nk_telegramPart received;
+  bool const good = received.streamContainsTelegram(&alone);
+  if (!good) told.fault = !fault.empty() ? fault : "the library refuses it";
+  m_tell(told);
+  m_bytes.slice(size);
+  m_offset += size;
+  m_searched = 0;
+  if (good) part(received);
+}
+
+void nk_explain::tStream::part(nk_telegramPart& part) {
+  if (tBlob* const content = part.isSinglePartTelegram()) {
+    bool const failed = part.decodingFailed();
+    return telegram(part, 1, failed ? nullptr : content,
+                    failed ? "the content cannot be decompressed" : "");
+  }
+  file(part, {part.telegramId(), part.sourceAddress(), part.destinationAddress()});
+}
+
+// What the engine does with a part of many, step by step.
+void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
+  auto const [place, isFirst] = m_receiving.try_emplace(key, &part);
+  if (isFirst) return;
+  tReceiving& receiving = place->second;
+  if (!receiving.telegram.addTelegramPart(&part)) {
+    tNote twice = note("part");
+    addTelegramFacts(twice, part, "part", part.partId());
+    twice.fault = "this part was there before: it is passed over";
+    return m_tell(twice);
+  }
+  ++receiving.parts;
+  if (!receiving.telegram.lastPartPresent()) return;
+  if (receiving.telegram.isCorrupt()) {
+    telegram(part, receiving.parts, nullptr, "the numbers of the parts are not 1, 2, 3 and so on");
+  } else {
+    tBlob* const content = receiving.telegram.getCompleteContent();
+    telegram(part, receiving.parts, content,
+             content == nullptr ? "the content cannot be decompressed" : "");
+  }
+  m_receiving.erase(place);
+}
+
+void nk_explain::tStream::telegram(nk_telegramPart& part, unsigned int parts, tBlob* content,
+                                   std::string fault) {
+  tNote whole = note("telegram");
+  addTelegramFacts(whole, part, "parts", parts);
+  if (content != nullptr) whole.facts.emplace_back("content", 0ULL + content->size());
+  if (!fault.empty()) whole.fault = std::move(fault);
+  m_tell(whole);
+  if (content != nullptr) message(*content);
+}
+
+void nk_explain::tStream::message(tBlob& content) {
+  tNote told = note("message");
+  std::string const fault = listFields(content, told.fields);
+  nk_tools::tContent parts{tBlob(content)};
+  auto const* const layout = tBodies::get().find(parts.type);
+  if (layout != nullptr) {
+    told.facts.emplace_back("name", layout->name);
+    // The library is asked for types that it has a class for only: it reports others on standard
+    // output. Made from the header alone, the message is fresh for the body to be read into.
+    tBlob header(content.data(), 4);
+    std::unique_ptr<nk_message> const message(nk_message::getMessage(&header));
+    bool const good = message != nullptr && parts.readInto(*message);
+    if (message != nullptr) told.json = nk_tools::messageJson(*message).c_str();
+    if (!good) told.fault = !fault.empty() ? fault : "the library does not read it whole";
+  } else {
+    told.fault = fault;
+  }
+  m_tell(told);
+}
