@@ -32,7 +32,7 @@ struct tJsonField {
 template <class Number>
 constexpr tJsonField jsonNumber(
     char const* key, bool required = false,
-    long long least = static_cast<long long>(std::numeric_limits<Number>::min())) {
+    long long least = static_cast<long long>(+std::numeric_limits<Number>::min())) {
   return {key, JSON_NUMBER, required, least, std::numeric_limits<Number>::max()};
 }
 constexpr tJsonField jsonText(char const* key, bool required = false) {

@@ -74,7 +74,7 @@ tUid uid(tJson const& json, char const* key) { return static_cast<tUid>(json.get
 
 std::string readConfigFile(std::string const& name, nk_messageSetConfigReq& config) {
   tJson json;
-  auto const problem = readShaped(name, configFields, json);
+  auto problem = readShaped(name, configFields, json);
   if (!problem.empty()) return problem;
   if (!config.serializeFromJson(&json))
     return name + R"(: is no configuration, which has "action":"config" and "type":"request")";
@@ -147,7 +147,7 @@ std::string addEntries(tJson const& json, tImageNames& images, nk_messageSchedul
 
 std::string readSchedulesFile(std::string const& name, nk_messageSetSchedulesReq& set) {
   tJson json, one;
-  auto const problem = readShaped(name, setFields, json);
+  auto problem = readShaped(name, setFields, json);
   if (!problem.empty()) return problem;
   std::unordered_set<tUid> uids;
   tImageNames images(name);
