@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <cmath>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -45,9 +44,10 @@ pid_t start(std::vector<std::string> arguments, int* errors) {
 // The most memory that a program had so far, in bytes; `before` if it has none any more.
 double peak(pid_t process, double before) {
   std::ifstream status("/proc/" + std::to_string(process) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    unsigned int kibi = 0;
-    if (std::sscanf(line.c_str(), "VmHWM: %u", &kibi) == 1) return kibi * 1024.0;
+  std::string key;
+  double kibi = 0;
+  while (status >> key) {
+    if (key == "VmHWM:" && status >> kibi) return kibi * 1024;
   }
   return before;
 }

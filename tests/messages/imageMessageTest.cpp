@@ -247,9 +247,13 @@ TEST_F(SaveToDir, KilledAtAnyMomentLeavesAWholeFileOrNone) {
     int saved[2];
     ASSERT_EQ(::pipe(saved), 0);
     pid_t const child = ::fork();
-    for (unsigned int i = round; child == 0; ++i) {
-      save("own", i % 8 == 0, "", contents[i % 2]);
-      if (::write(saved[1], "x", 1) != 1) ::_exit(1);
+    if (child == 0) {
+      unsigned int i = round;
+      do {
+        save("own", i % 8 == 0, "", contents[i % 2]);
+        ++i;
+      } while (::write(saved[1], "x", 1) == 1);
+      ::_exit(1);
     }
     // Some saves are waited for; the kill comes at some moment of the next one.
     char token = 0;

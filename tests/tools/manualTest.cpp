@@ -33,7 +33,7 @@ TEST_F(programs, areCompletedByBash) {
   struct {
     std::string line, words;
   } const rows[] = {
-      {"nkctl s", "state statistics sync set-name schedules shutdown"},
+      {"nkctl s", "state statistics set-name schedules sync shutdown"},
       {"nkctl --link ''", ""},
       {"nkctl --to 2 config ''",
        "--help --link --to --from --timeout --connect-timeout --verbose "

@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include "harness/images.h"
 #include "nkProtocol/controlMessages.h"
@@ -10,7 +9,6 @@
 namespace {
 
 using harness::contentOf;
-using harness::contentOfFile;
 using harness::imageContent;
 using harness::words;
 using harness::write;
@@ -47,11 +45,14 @@ class reports : public harness::programs {
     }
     return all;
   }
-  // Runs a command with a terminal for its output.
-  std::string onTerminal(std::string const& command) {
+  // Runs a command with a terminal for its output and such an environment.
+  std::string onTerminal(std::string const& command,
+                         std::string const& environment = "-u NO_COLOR TERM=xterm ") {
     harness::tTerminal terminal;
-    harness::tProgram program(io, words(NK_CTL " --link " + station + " --to 2 " + command),
-                              "/dev/null", &terminal);
+    harness::tProgram program(
+        io,
+        words("/usr/bin/env " + environment + NK_CTL " --link " + station + " --to 2 " + command),
+        "/dev/null", &terminal);
     EXPECT_EQ(program.finish(), 0) << program.output;
     return program.output;
   }
@@ -78,14 +79,15 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
   };
   for (auto const& row : rows) EXPECT_EQ(events(row.sort), row.events) << row.sort;
   for (std::string const key : {"time-first", "time-last"}) {
-    for (std::string const direction : {"-asc", "-desc"}) {
-      EXPECT_EQ(ask("events --json --sort " + key + direction), 0) << errors;
+    for (char const* const direction : {"-asc", "-desc"}) {
+      auto const sort = key + direction;
+      EXPECT_EQ(ask("events --json --sort " + sort), 0) << errors;
       tJson answer, one;
       ASSERT_TRUE(answer.parse(output)) << output;
       std::vector<long long> times;
       for (unsigned int i = 0; answer.getArrayObject("events", i, one); ++i)
         times.push_back(one.getInt(key == "time-first" ? "timeFirst" : "timeLast", 0) *
-                        (direction == "-asc" ? 1 : -1));
+                        (sort.ends_with("-asc") ? 1 : -1));
       EXPECT_EQ(times.size(), 4u);
       EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << output;
     }
@@ -131,16 +133,13 @@ TEST_F(reports, eventsAreFollowed) {
 TEST_F(reports, coloursAndBarsAreForTerminals) {
   start();
   refuseImage(5);
-  ::unsetenv("NO_COLOR");
-  ::setenv("TERM", "xterm", 1);
   std::string const yellow = "\x1b[38;2;255;255;102m2 ";
   EXPECT_NE(onTerminal("events").find(yellow), std::string::npos);
   EXPECT_EQ(onTerminal("events --json").find('\x1b'), std::string::npos);
   EXPECT_EQ(ask("events"), 0);
   EXPECT_EQ(output.find('\x1b'), output.npos);
-  ::setenv("NO_COLOR", "1", 1);
-  EXPECT_EQ(onTerminal("events").find('\x1b'), std::string::npos);
-  ::unsetenv("NO_COLOR");
+  for (char const* const environment : {"NO_COLOR=1 TERM=xterm ", "-u NO_COLOR TERM=dumb "})
+    EXPECT_EQ(onTerminal("events", environment).find('\x1b'), std::string::npos) << environment;
   auto const bar = onTerminal("images send --progress " + write(dir / "a.png", "abc"));
   EXPECT_NE(bar.find("\ra.png  [########################] 100 %"), bar.npos) << bar;
 }

@@ -56,10 +56,14 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
 
   change("config.json", "main hall", "side hall");
   EXPECT_EQ(requests(0), "SET_CONFIG_REQ ");
-  // A new picture has a new uid, which the schedules follow; the old one goes.
+  // A new picture has a new uid, which the schedules follow; the old one goes on order only.
   write(site + "/images/welcome.png", "another");
-  EXPECT_EQ(requests(0, "--json "), "IMAGE SET_SCHEDULES_REQ IMAGE ");
+  EXPECT_EQ(requests(0, "--json "), "IMAGE SET_SCHEDULES_REQ ");
   EXPECT_EQ(std::count(output.begin(), output.end(), '\n'), 1) << output;
+  EXPECT_EQ(requests(0), "");
+  EXPECT_NE(output.find("surplus\n"), output.npos) << output;
+  EXPECT_EQ(requests(6, "--dry-run --remove "), "");
+  EXPECT_EQ(requests(0, "--remove "), "IMAGE ");
   EXPECT_EQ(ask("images missing " + site + "/schedules.json"), 0) << output;
   EXPECT_EQ(requests(0), "");
   // What the directory does not have is left alone.

@@ -45,7 +45,7 @@ std::string progressBar(std::string const& name, unsigned long long gone, unsign
   return line + "  " + bytesText(rate) + rest;
 }
 
-tProgress::tProgress(std::string name)
+tProgress::tProgress(std::string const& name)
     : m_name(nk_tools::printable(name)), m_terminal(::isatty(STDERR_FILENO) != 0) {}
 
 void tProgress::report(unsigned long long gone, unsigned long long all) {

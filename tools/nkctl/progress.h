@@ -14,7 +14,7 @@ std::string progressBar(std::string const& name, unsigned long long gone, unsign
 /// with a line for each tenth.
 class tProgress {
  public:
-  explicit tProgress(std::string name);
+  explicit tProgress(std::string const& name);
   /// `gone` bytes of `all` are done; to be called as often as one likes.
   void report(unsigned long long gone, unsigned long long all);
 

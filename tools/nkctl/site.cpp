@@ -29,8 +29,7 @@ std::string readImages(std::string const& directory, tSite& site) {
   std::set<std::string> paths;  // in order, so that every run says the same
   for (fs::directory_iterator each(directory, problem), end; !problem && each != end;
        each.increment(problem)) {
-    auto const name = each->path().filename().string();
-    if (!name.starts_with('.')) paths.insert(directory + "/" + name);
+    if (!each->path().filename().string().starts_with('.')) paths.insert(each->path().string());
   }
   if (problem) return directory + ": " + problem.message();
   for (auto const& path : paths) {

@@ -14,13 +14,15 @@ using tUid = unsigned long long;
 struct tArguments {
   std::string directory;
   bool dryRun = false;
+  bool remove = false;
   bool progress = false;
   bool json = false;
 };
 
 // How a panel differs from a directory.
 struct tDifference {
-  tDifference(tSite const& site, nk_messageStateRsp const& state) {
+  tDifference(tSite const& site, nk_messageStateRsp const& state, bool mayRemove)
+      : removes(mayRemove) {
     if (site.config) configChecksum = site.config->checksum(askedVersion);
     if (site.schedules)
       schedulesChecksum = nk_tools::schedulesChecksum(*site.schedules, askedVersion);
@@ -35,11 +37,14 @@ struct tDifference {
       if (!site.images.contains(uid)) surplus.push_back(uid);
     }
   }
-  bool any() const { return config || schedules || !missing.empty() || !surplus.empty(); }
+  bool any() const {
+    return config || schedules || !missing.empty() || (removes && !surplus.empty());
+  }
 
   tString configChecksum, schedulesChecksum;
   bool config = false, schedules = false;
   std::vector<tUid> missing, surplus;
+  bool removes;  // whether the panel is to drop what is surplus
 };
 
 class tSync {
@@ -52,7 +57,7 @@ class tSync {
     if (!problem.empty()) return refuse(problem);
     for (auto const& warning : siteWarnings(m_site)) nk_tools::say("warning: " + warning);
     if (auto const status = look()) return status;
-    auto const before = tDifference(m_site, *m_state);
+    tDifference const before(m_site, *m_state, m_arguments.remove);
     if (!before.any()) return finish(before, "nothing to send");
     if (m_arguments.dryRun) return finish(before, "nothing was sent");
     if (!m_arguments.json) {
@@ -60,7 +65,7 @@ class tSync {
     }
     if (auto const status = send(before)) return status;
     if (auto const status = look()) return status;
-    auto const after = tDifference(m_site, *m_state);
+    tDifference const after(m_site, *m_state, m_arguments.remove);
     return finish(after, after.any() ? "the panel still differs" : "the panel holds it all now");
   }
 
@@ -122,7 +127,7 @@ class tSync {
         return status;
       if (auto const status = told("sent the schedules")) return status;
     }
-    if (difference.surplus.empty()) return nk_tools::STATUS_OK;
+    if (!difference.removes || difference.surplus.empty()) return nk_tools::STATUS_OK;
     if (auto const status = removeImages(m_station, difference.surplus)) return status;
     return told("removed " + std::to_string(difference.surplus.size()) + " images");
   }
@@ -144,6 +149,7 @@ tRun declareSync(CLI::App& app) {
   addArgument(app, "DIRECTORY", arguments->directory,
               "With config.json, schedules.json and images/, or some of them");
   addFlag(app, "--dry-run", arguments->dryRun, "Only say what differs");
+  addFlag(app, "--remove", arguments->remove, "Have the panel drop images that DIRECTORY lacks");
   addFlag(app, "--progress", arguments->progress, "Tell on standard error how images go out");
   addJsonFlag(app, arguments->json);
   return [arguments](tStation& station) { return tSync(station, *arguments).run(); };

@@ -56,8 +56,8 @@ std::string tTable::text(bool coloured) {
 }
 
 bool coloursWanted() {
-  char const* const no = std::getenv("NO_COLOR");
-  char const* const terminal = std::getenv("TERM");
+  char const* const no = std::getenv("NO_COLOR");    // NOLINT: nobody changes the environment
+  char const* const terminal = std::getenv("TERM");  // NOLINT
   return ::isatty(STDOUT_FILENO) != 0 && (no == nullptr || *no == '\0') &&
          (terminal == nullptr || std::string_view(terminal) != "dumb");
 }

@@ -31,7 +31,7 @@ constexpr tJsonField fields[] = {jsonText("action", required),
 std::string readDisplaysFile(std::string const& name,
                              nk_messageGetDisplayConfigurationRsp& displays) {
   tJson json;
-  auto const problem = readShaped(name, fields, json);
+  auto problem = readShaped(name, fields, json);
   if (!problem.empty()) return problem;
   if (displays.serializeFromJson(&json)) return {};
   return name + R"(: is no layout, which has "action":"displayConfig" and "type":"response")";
