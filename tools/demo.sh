@@ -110,7 +110,8 @@ startRecorder() {
   set -- nkexplain --link "$link" --listen tcp://127.0.0.1:0 --record "$capture"
   show "$@" '&'
   : >"$scratch/recorder.log"
-  timeout -k 2 60 "$@" >/dev/null 2>"$scratch/recorder.log" &
+  # In the foreground, so to speak, timeout passes a signal on once and not twice.
+  timeout --foreground -k 2 60 "$@" >/dev/null 2>"$scratch/recorder.log" &
   recorder=$!
   awaitLink recorder "$recorder" "$scratch/recorder.log"
 }

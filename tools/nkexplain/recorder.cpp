@@ -10,6 +10,7 @@ namespace {
 
 constexpr unsigned int synFlag = 2, ackFlag = 16, pushFlag = 8, finFlag = 1;
 
+// The lowest bytes of `value`, four at most, highest first.
 void addBig(std::string& to, unsigned int width, unsigned int value) {
   while (width-- != 0) to += static_cast<char>(value >> 8 * width & 0xFF);
 }
@@ -31,7 +32,8 @@ nk_explain::tRecorder::tRecorder(std::string const& path, unsigned short port)
   std::string header;
   addBig(header, 4, 0xA1B2C3D4);  // pcap, big-endian, microseconds
   addBig(header, 4, 0x00020004);  // version 2.4
-  addBig(header, 8, 0);
+  addBig(header, 4, 0);           // times are UTC
+  addBig(header, 4, 0);           // and of no accuracy that could be told
   addBig(header, 4, 0x00040000);  // the most bytes of a packet
   addBig(header, 4, 101);         // raw IP
   write(header.data(), static_cast<unsigned int>(header.size()));
