@@ -19,6 +19,8 @@ using std::chrono::seconds;
 using tResult = nk_station::tResult;
 
 constexpr auto ample = harness::patience;
+// Long enough for a request to be sent, on a loaded machine too.
+constexpr milliseconds brief{500};
 
 // A panel with address 2 on a thread of its own. Contents tell it what to do: it answers with them,
 // but for those that begin with "-".
@@ -121,8 +123,9 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
     std::function<tCall(nk_station&)> act;
     nk_station::teOutcome outcome;
     std::errc reason;
+    milliseconds patience{10000};
   } const rows[] = {
-      {"silence", [&](nk_station& line) { return silent(line, milliseconds(20)); },
+      {"silence", [&](nk_station& line) { return silent(line, brief); },
        nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
       {"no time", [&](nk_station& line) { return silent(line, milliseconds(-1)); },
        nk_station::OUTCOME_NOT_SENT, std::errc::timed_out},
@@ -146,13 +149,13 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
        nk_station::OUTCOME_NOT_SENT, std::errc::not_connected},
       {"peer takes nothing",
        [](nk_station& line) { return line.ask(harness::noise(4000000), 2, ample); },
-       nk_station::OUTCOME_CANCELLED, std::errc::timed_out},
+       nk_station::OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
       {"told",
        [](nk_station& line) { return line.tell(harness::bytes("!"), 2, ample); },
        nk_station::OUTCOME_SENT,
        {}},
       {"told in part",
-       [](nk_station& line) { return line.tell(harness::noise(4000000), 2, milliseconds(20)); },
+       [](nk_station& line) { return line.tell(harness::noise(4000000), 2, brief); },
        nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
       {"cancelled while waiting",
        [](nk_station& line) {
@@ -175,7 +178,7 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
   };
   for (auto const& row : rows) {
     nk_station::tOptions options;
-    options.patience = milliseconds(200);
+    options.patience = row.patience;
     auto const result = row.act(open(options)).get();
     EXPECT_EQ(result.outcome, row.outcome) << row.what;
     EXPECT_EQ(result.reason, row.reason) << row.what << ": " << result.reason.message();
@@ -297,7 +300,7 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   harness::tFakeClock clock(0);
   auto& line = open();
   startPanel();
-  auto waiting = line.ask(harness::bytes("-"), 2, milliseconds(300));
+  auto waiting = line.ask(harness::bytes("-"), 2, brief);
   EXPECT_TRUE(harness::becomes([&] { return panel->requests == 1; }));
   for (long long const step : {1800000000ll, -1700000000ll}) {
     clock.advance(step);

@@ -105,15 +105,16 @@ void tProxy::carry(tConnection& connection, teWay way) {
     while (writeNext(connection, way)) {
     }
     if (connection.over || !flow.pieces.empty() || flow.finished) return;
-    auto const count = from.receive(buffer, sizeof buffer);
-    if (count == 0) break;
-    flow.damage.feed({reinterpret_cast<char const*>(buffer), count}, flow.pieces);
+    if (auto const count = from.receive(buffer, sizeof buffer)) {
+      flow.damage.feed({reinterpret_cast<char const*>(buffer), count}, flow.pieces);
+      continue;
+    }
+    if (!from.ended() || to.outgoing() != 0) return;
+    flow.damage.finish(flow.pieces);
+    if (!flow.pieces.empty()) continue;
+    to.finishSending();
+    flow.finished = true;
   }
-  if (!from.ended() || to.outgoing() != 0) return;
-  flow.damage.finish(flow.pieces);
-  if (!flow.pieces.empty()) return carry(connection, way);
-  to.finishSending();
-  flow.finished = true;
 }
 
 // Writes the next piece, if there is one and it may go now.
