@@ -196,7 +196,7 @@ TEST_F(programs, aRequestWithoutResponseArrivesWhole) {
 
 // The same bytes through the same seed: undamaged, then damaged in the same way twice.
 TEST_F(programs, chaosCarriesAndRepeatsItsDamage) {
-  auto const device = startDevice("unix://" + (dir / "panel"));
+  auto const device = startDevice("unix://" + (dir / "panel"), "--verbose");
   auto const panel = station;
   auto const content = write(dir / "content", harness::randomBytes(20000, 7));
   auto const chaos = [&](std::string const& options) {
@@ -212,6 +212,14 @@ TEST_F(programs, chaosCarriesAndRepeatsItsDamage) {
     EXPECT_EQ(ask("time"), 0) << errors;
     proxy->signal(SIGTERM);
     EXPECT_EQ(proxy->finish(), 0) << proxy->errors;
+  }
+  {
+    auto const proxy = chaos(panel + " --frame-insert 1");
+    EXPECT_EQ(ask("--verbose generic one two"), 0) << errors;
+    EXPECT_NE(errors.find("bytes of noise"), std::string::npos) << errors;
+    EXPECT_NE(device->waitFor("dropped ").find("bytes of noise"), std::string::npos);
+    proxy->signal(SIGTERM);
+    EXPECT_EQ(proxy->finish(), 0);
   }
   std::string first;
   for (auto const* seed : {"5", "5", "6"}) {

@@ -8,6 +8,7 @@
 
 #include "link/dialer.h"
 #include "nkProtocol/protocol.h"
+#include "tools/common/guardReport.h"
 
 namespace {
 
@@ -66,6 +67,7 @@ nk_tools::teExit tStation::pause(milliseconds time) {
 }
 
 void tStation::close() {
+  if (m_link && m_options.verbose) nk_tools::sayDropped(m_link->guardCounters());
   if (!m_link || !m_unconfirmed) return;
   // Bytes that come for a closed socket make the system drop what is still under way to the peer.
   auto const left = std::chrono::ceil<milliseconds>(m_deadline - steady_clock::now());

@@ -4,6 +4,8 @@
 #include <asio/signal_set.hpp>
 #include <csignal>
 
+#include "tools/common/guardReport.h"
+
 namespace {
 
 using std::chrono::milliseconds;
@@ -90,7 +92,9 @@ void tDevice::serve(int descriptor) {
 // Lets go of the links that are over; when stopping, of those that have nothing left to send.
 void tDevice::sweep() {
   auto const ended = m_links.remove_if([this](nk_linkedEngine& link) {
-    return link.finished() || (m_stopping && link.carrier().outgoing() == 0);
+    bool const over = link.finished() || (m_stopping && link.carrier().outgoing() == 0);
+    if (over && m_options.panel.verbose) nk_tools::sayDropped(link.guard()->counters());
+    return over;
   });
   if (m_stopping && m_links.empty()) m_io.stop();
   if (ended == 0 || m_stopping || m_options.link.kind != nk_linkUrl::KIND_SERIAL) return;
