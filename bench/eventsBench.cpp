@@ -9,6 +9,7 @@
 
 #include "bench/compare.h"
 #include "nkProtocol/eventMessages.h"
+#include "nkSupport/tJson.h"
 
 namespace {
 
@@ -198,6 +199,30 @@ void readMany(State& state, unsigned int count) {
   state.SetItemsProcessed(state.iterations() * count);
 }
 
+/// The parts of which the rate of the JSON text is made.
+void jsonRows(tString const& text) {
+  static tJson ours;
+  ours.parse(text.view());
+  static auto const theirs = makeTheirJson();
+  bench::tell(
+      "print the JSON of 2000 events",
+      [](State& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(ours.getJson(false));
+      },
+      [](State& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(theirs.dump());
+      });
+  bench::tell(
+      "parse the JSON of 2000 events",
+      [text](State& state) {
+        tJson json;
+        for (auto _ : state) benchmark::DoNotOptimize(json.parse(text.view()));
+      },
+      [text](State& state) {
+        for (auto _ : state) benchmark::DoNotOptimize(nlohmann::ordered_json::parse(text.view()));
+      });
+}
+
 void rows() {
   static auto const ours = makeOurs();
   bench::atMost("read 2000 events, against protobuf", 0.7, readOurs, readTheirs);
@@ -213,6 +238,7 @@ void rows() {
       [](State& state) {
         for (auto _ : state) benchmark::DoNotOptimize(makeTheirJson().dump());
       });
+  jsonRows(ours->getJson());
   bench::atMost(
       "read 200,000 events, of which 2000 stay, per event, against 2000", 2,
       [](State& state) { readMany(state, 200000); },

@@ -55,7 +55,10 @@ void nk_linkGuard::take() {
   bool const whole = part.partId() == 1 && part.isLastPart();
   if (whole || !m_options.assemble) return deliver(m_incoming.frame());
   m_held.add(part, m_incoming.frame(), m_now, m_complete);
-  for (tBlob& frame : m_complete) deliver(frame);
+  for (tBlob& frame : m_complete) {
+    deliver(frame);
+    frame.release();  // the engine has its own copy, and a telegram may be large
+  }
   m_complete.clear();
 }
 

@@ -7,7 +7,7 @@
 void nk_tools::sayDropped(nk_linkGuard::tCounters const& counters) {
   using tCounters = nk_linkGuard::tCounters;
   static constexpr struct {
-    unsigned long long tCounters::* count;
+    unsigned long long tCounters::*count;
     char const* what;
   } rows[] = {
       {&tCounters::skippedBytes, "bytes of noise"},

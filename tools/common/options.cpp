@@ -1,5 +1,7 @@
 #include "tools/common/options.h"
 
+#include <malloc.h>
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <cstdio>
@@ -68,6 +70,19 @@ void nk_tools::addSecondsOption(CLI::App& app, std::string const& name,
   app.add_option_function<double>(name, store, help)->type_name("SECONDS");
 }
 
+namespace {
+
+// Large blocks go back to the system as soon as they are free. Without this the heaps of both
+// threads keep some of every image that passed.
+void keepMemorySmall() {
+#ifdef M_MMAP_THRESHOLD
+  constexpr int large = 512 * 1024;
+  mallopt(M_MMAP_THRESHOLD, large);
+#endif
+}
+
+}  // namespace
+
 int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
                           std::function<teExit()> const& run) {
   // What the build makes the manual page and the completion with; no option, so that neither shows.
@@ -81,6 +96,7 @@ int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
   } catch (CLI::ParseError const& reason) {
     return app.exit(reason) == 0 ? STATUS_OK : STATUS_USAGE;
   }
+  keepMemorySmall();
   try {
     return run();
   } catch (std::exception const& reason) {
