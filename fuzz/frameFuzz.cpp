@@ -1,0 +1,83 @@
+#include "protocol/frame.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "fuzz.h"
+#include "nkSupport/base128.h"
+#include "nkSupport/crc.h"
+#include "nkSupport/tCompression.h"
+
+namespace {
+
+using fuzz::require;
+
+tBlob written(nk_telegramPart& part) {
+  tBlob frame;
+  require(part.serialize(&frame), "what was read can be written");
+  require(frame.data()[0] == frameStart && frame.getIndexOf(frameEnd) == frame.size() - 1,
+          "the bounds of a frame stand at its ends alone");
+  return frame;
+}
+
+// The frames of all parts in a stream that comes in pieces of the given size, as they are written.
+tBlob framesOf(tBlob const& bytes, unsigned int pieceSize, tBlob& stream) {
+  nk_frameReader reader;
+  nk_telegramPart part;
+  tBlob frames;
+  for (unsigned int at = 0; at < bytes.size(); at += pieceSize) {
+    stream.append(bytes.data() + at, std::min(pieceSize, bytes.size() - at));
+    for (bool more = true; more;) {
+      unsigned int const before = stream.size();
+      if (reader.next(stream, part)) frames.append(written(part));
+      more = stream.size() != before;
+    }
+    reader.recycle(stream, part);
+  }
+  return frames;
+}
+
+// The input as the body of a frame, so that its CRC and encoding are good.
+void checkBody(tBlob body) {
+  unsigned char const crc = crc_crc8init(body.data(), body.size());
+  body.append(&crc, 1);
+  tBlob stream(&frameStart, 1);
+  base128::encode(stream.extend(base128::encodedSize(body.size())), body.data(), body.size());
+  stream.append(&frameEnd, 1);
+  unsigned int claimed = 0;
+  if (body.size() >= frameHeaderSize) std::memcpy(&claimed, body.data() + 21, sizeof claimed);
+  bool const good = body.size() >= frameHeaderSize + frameCrcSize &&
+                    claimed <= body.size() - frameHeaderSize &&
+                    body.size() - frameHeaderSize - frameCrcSize <= tCompression::maxDecodedSize();
+  nk_telegramPart part;
+  require(part.streamContainsTelegram(&stream) == good, "a frame is good if its lengths are");
+  require(stream.empty(), "and gone either way");
+  if (!good) return;
+  require(part.payload()->size() == claimed, "the payload is as long as it says");
+  tBlob const frame = written(part);
+  tBlob copy(frame);
+  nk_telegramPart again;
+  require(again.streamContainsTelegram(&copy) && written(again) == frame, "it reads back");
+  unsigned char decoded[frameHeaderSize + 1];
+  base128::decode(decoded, frame.data() + 1, base128::encodedSize(frameHeaderSize));
+  decoded[20] = body.data()[20];  // the flags have bits without a meaning
+  require(std::memcmp(decoded, body.data(), frameHeaderSize) == 0, "the header is kept");
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+  tCompression::setMaxDecodedSize(1000);
+  tBlob const bytes(data, static_cast<unsigned int>(size));
+  tBlob whole, rest;
+  tBlob const frames = framesOf(bytes, bytes.size() + 1, whole);
+  for (unsigned int const pieceSize : {1U, 7U}) {
+    rest.clear();
+    require(framesOf(bytes, pieceSize, rest) == frames && rest == whole, "pieces change nothing");
+  }
+  // What stays has no frame in it, unless an end byte blocks the stream.
+  unsigned int const start = whole.getIndexOf(frameStart), end = whole.getIndexOf(frameEnd);
+  require(start == tBlob::npos || end == tBlob::npos || end < start, "all frames are taken");
+  checkBody(bytes);
+  return 0;
+}
