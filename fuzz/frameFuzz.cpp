@@ -44,11 +44,12 @@ void checkBody(tBlob body) {
   tBlob stream(&frameStart, 1);
   base128::encode(stream.extend(base128::encodedSize(body.size())), body.data(), body.size());
   stream.append(&frameEnd, 1);
+  // The CRC counts as one of the bytes that the header and its payload may take.
+  bool good = body.size() >= frameHeaderSize;
   unsigned int claimed = 0;
-  if (body.size() >= frameHeaderSize) std::memcpy(&claimed, body.data() + 21, sizeof claimed);
-  bool const good = body.size() >= frameHeaderSize + frameCrcSize &&
-                    claimed <= body.size() - frameHeaderSize &&
-                    body.size() - frameHeaderSize - frameCrcSize <= tCompression::maxDecodedSize();
+  if (good) std::memcpy(&claimed, body.data() + 21, sizeof claimed);
+  good = good && claimed <= body.size() - frameHeaderSize &&
+         body.size() <= frameHeaderSize + tCompression::maxDecodedSize() + frameCrcSize;
   nk_telegramPart part;
   require(part.streamContainsTelegram(&stream) == good, "a frame is good if its lengths are");
   require(stream.empty(), "and gone either way");
