@@ -178,7 +178,7 @@ class tStory {
     unsigned int const id = input.below(6);
     auto const source = input.oneOf({1U, 3U, nk_basicTelegram::addressNone});
     auto const destination =
-        input.oneOf({ownAddress, ownAddress, nk_basicTelegram::addressBroadcast, 9U});
+        input.oneOf({ownAddress, ownAddress, nk_basicTelegram::addressBroadcast, 1U});
     unsigned int const number = input.below(5);
     unsigned int const flags = input.number<unsigned char>();
     tBlob payload = harness::bytes(content(input, 4));

@@ -20,19 +20,26 @@ tBlob written(nk_telegramPart& part) {
   return frame;
 }
 
-// The frames of all parts in a stream that comes in pieces of the given size, as they are written.
+// The frames of all parts that `next` takes off a stream, as they are written.
+template <class tNext>
+void take(tBlob& stream, tBlob& frames, tNext next) {
+  nk_telegramPart part;
+  unsigned int before = 0;
+  do {
+    before = stream.size();
+    if (next(stream, part)) frames.append(written(part));
+  } while (stream.size() != before);
+}
+
+// The same in pieces of the given size, with a reader that remembers.
 tBlob framesOf(tBlob const& bytes, unsigned int pieceSize, tBlob& stream) {
   nk_frameReader reader;
-  nk_telegramPart part;
+  nk_telegramPart spare;
   tBlob frames;
   for (unsigned int at = 0; at < bytes.size(); at += pieceSize) {
     stream.append(bytes.data() + at, std::min(pieceSize, bytes.size() - at));
-    for (bool more = true; more;) {
-      unsigned int const before = stream.size();
-      if (reader.next(stream, part)) frames.append(written(part));
-      more = stream.size() != before;
-    }
-    reader.recycle(stream, part);
+    take(stream, frames, [&reader](auto& from, auto& part) { return reader.next(from, part); });
+    reader.recycle(stream, spare);
   }
   return frames;
 }
@@ -68,11 +75,11 @@ void checkBody(tBlob body) {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
-  tCompression::setMaxDecodedSize(1000);
+  tCompression::setMaxDecodedSize(100);
   tBlob const bytes(data, static_cast<unsigned int>(size));
-  tBlob whole, rest;
-  tBlob const frames = framesOf(bytes, bytes.size() + 1, whole);
-  for (unsigned int const pieceSize : {1U, 7U}) {
+  tBlob whole(bytes), frames, rest;
+  take(whole, frames, [](auto& from, auto& part) { return part.streamContainsTelegram(&from); });
+  for (unsigned int const pieceSize : {1U, 7U, 4096U}) {
     rest.clear();
     require(framesOf(bytes, pieceSize, rest) == frames && rest == whole, "pieces change nothing");
   }
