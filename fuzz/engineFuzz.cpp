@@ -141,12 +141,10 @@ class tStory {
       case 0:
         return arrive(input.bytes(input.below(64)));
       case 1:
-        return arrive(frame(input));
+        return m_clock.advance(input.number<signed char>());
       case 2:
-        return arrive(telegram(input));
       case 3:
-        m_clock.advance(input.number<signed char>());
-        return;
+        return arrive(telegram(input));
       case 4:
         return request(input);
       case 5:
@@ -173,51 +171,37 @@ class tStory {
     return all;
   }
 
-  /// A frame whose header and payload are arbitrary, but for those compressed by rule.
-  static tBlob frame(fuzz::tInput& input) {
+  /// Content cut into parts; they may be left out, repeated, out of order, numbered from 0 or 2,
+  /// end too early, or have a byte changed, and what they say of their compression may be wrong.
+  static tBlob telegram(fuzz::tInput& input) {
     unsigned int const id = input.below(6);
     auto const source = input.oneOf({1U, 3U, nk_basicTelegram::addressNone});
     auto const destination =
         input.oneOf({ownAddress, ownAddress, nk_basicTelegram::addressBroadcast, 1U});
-    unsigned int const number = input.below(5);
     unsigned int const flags = input.number<unsigned char>();
-    tBlob payload = harness::bytes(content(input, 4));
+    auto const type = nk_basicTelegram::teType(flags & 3);
     auto const compression = nk_basicTelegram::teCompression(flags & 0x30);
-    if ((flags & 0x80) != 0 && compression == nk_basicTelegram::COMPRESSION_RLE) {
-      payload = tCompression::encodeRLE(payload);
-    } else if ((flags & 0x80) != 0) {
-      payload = tCompression::encodeHuffman(payload);
-    }
-    tPart part(id, source, destination, number, 0, (flags & 8) != 0, &payload,
-               nk_basicTelegram::teType(flags & 3), compression);
-    tBlob bytes;
-    require(part.serialize(&bytes), "frames can be written");
-    return bytes;
-  }
-  /// A telegram of several parts; some may be left out, repeated or out of order.
-  static tBlob telegram(fuzz::tInput& input) {
-    unsigned int const count = 1 + input.below(5);
-    unsigned int const id = input.below(6), order = input.below(3);
-    auto const type = nk_basicTelegram::teType(input.below(4));
-    auto const compression = nk_basicTelegram::teCompression(input.below(4) << 4);
-    std::string const whole = content(input, 60);
-    tBlob plain = harness::bytes(whole);
-    if (compression == nk_basicTelegram::COMPRESSION_RLE) plain = tCompression::encodeRLE(plain);
-    if (compression == nk_basicTelegram::COMPRESSION_HUFF) {
-      plain = tCompression::encodeHuffman(plain);
+    bool const endsEarly = (flags & 4) != 0, lies = (flags & 8) != 0;
+    unsigned int const count = 1 + input.below(5), first = input.oneOf({1U, 1U, 0U, 2U});
+    bool const inOrder = input.below(2) == 0;
+    tBlob whole = harness::bytes(content(input, 60));
+    if (!lies && compression == nk_basicTelegram::COMPRESSION_RLE) {
+      whole = tCompression::encodeRLE(whole);
+    } else if (!lies && compression == nk_basicTelegram::COMPRESSION_HUFF) {
+      whole = tCompression::encodeHuffman(whole);
     }
     tBlob bytes;
-    unsigned int const size = plain.size() / count;
+    unsigned int const size = whole.size() / count;
     for (unsigned int i = 0; i < count; ++i) {
-      unsigned int const index = order == 0 ? i : order == 1 ? count - 1 - i : input.below(count);
+      unsigned int const index = inOrder ? i : input.below(count);
       bool const last = index + 1 == count;
-      tBlob payload(plain.data() + index * size, last ? plain.size() - index * size : size);
-      tPart part(id, 1, ownAddress, index + 1, 0, last, &payload, type, compression);
+      tBlob payload(whole.data() + index * size, last ? whole.size() - index * size : size);
+      tPart part(id, source, destination, first + index, 0, last || endsEarly, &payload, type,
+                 compression);
       require(part.serialize(&bytes), "frames can be written");
     }
-    // One byte changed, now and then.
-    unsigned int const change = input.number<unsigned char>();
-    if (change != 0) bytes.data()[input.number<unsigned short>() % bytes.size()] ^= change & 0xFF;
+    auto const change = input.number<unsigned char>();
+    if (change != 0) bytes.data()[input.number<unsigned short>() % bytes.size()] ^= change;
     return bytes;
   }
 
@@ -247,19 +231,16 @@ class tStory {
                                  userData, false});
   }
 
+  template <int reason>
   static unsigned int refuse(nk_server*, void*, unsigned char*, unsigned int, int* error) {
-    *error = EIO;
-    return 0;
-  }
-  static unsigned int tryAgain(nk_server*, void*, unsigned char*, unsigned int, int* error) {
-    *error = EAGAIN;
+    *error = reason;
     return 0;
   }
 
   void poll(fuzz::tInput& input) {
     using harness::tLinkEnd;
     auto const send = input.oneOf<nk_transferFunction>(
-        {tLinkEnd::send, tLinkEnd::send, refuse, tryAgain, nullptr});
+        {tLinkEnd::send, tLinkEnd::send, refuse<EIO>, refuse<EAGAIN>, nullptr});
     m_toEngine.readLimit = input.oneOf({0xFFFFFFFFU, 1U, 40U});
     bool const reads = input.below(4) != 3;
     m_engine.end.sendCalls = 0;
