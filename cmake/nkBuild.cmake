@@ -46,6 +46,18 @@ if(NK_SANITIZE)
   add_compile_options(-fsanitize=${NK_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=${NK_SANITIZE})
 endif()
+if(NK_SANITIZE AND CMAKE_CXX_COMPILER_ID MATCHES Clang)
+  add_compile_options(-fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/cmake/ignored.txt)
+endif()
+if(NK_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
+
+if(NK_COVERAGE)
+  # Counted right in programs of several threads too.
+  add_compile_options(--coverage -fprofile-update=atomic)
+  add_link_options(--coverage)
+endif()
 
 # SONAME and export map of one of the two shared libraries; cmake/install.cmake installs them.
 function(nk_shared_library target)

@@ -29,6 +29,14 @@ compile() {
   cmake --build --preset "$preset" --parallel "$cores" "$@" >&2
 }
 
+# Sanitizers keep their records at fixed addresses, and a kernel that scatters programs widely may
+# have put something there already; so sanitized programs start unscattered wherever that is allowed,
+# behind the words that this stores in $unscattered.
+findUnscattered() {
+  unscattered="setarch $(uname -m) -R"
+  $unscattered true 2>/dev/null || unscattered=
+}
+
 # Prints the names of the tracked files that match the patterns given, each ended by a zero byte.
 # Without git, or outside a work tree, all files stand in for the tracked ones.
 trackedFiles() {

@@ -67,13 +67,10 @@ step_cppcheck() {
 step_asan() { testSanitized asan; }
 step_tsan() { testSanitized tsan; }
 
-# Sanitizers keep their records at fixed addresses, and a kernel that scatters programs widely may
-# have put something there already; so programs start unscattered wherever that is allowed. Test
-# programs also run while they are built, to list their tests.
+# Test programs also run while they are built, to list their tests.
 testSanitized() {
   configure "$1"
-  unscattered="setarch $(uname -m) -R"
-  $unscattered true 2>/dev/null || unscattered=
+  findUnscattered
   $unscattered cmake --build --preset "$1" --parallel "$cores"
   $unscattered ctest --preset "$1" --parallel "$cores"
 }

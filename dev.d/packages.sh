@@ -10,9 +10,11 @@ packagesFor() {
       echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev \
         libprotobuf-dev protobuf-compiler
       ;;
+    fuzz) echo clang libclang-rt-14-dev ;;
+    coverage) echo gcovr ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
     *)
-      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check" >&2
+      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check fuzz coverage" >&2
       return 2
       ;;
   esac

@@ -29,6 +29,7 @@ bool parseTcp(std::string_view rest, nk_linkUrl& url, std::string& error) {
   if (bracketed && hostEnd == rest.npos) return refuse(error, {"the bracket [ is not closed"});
   auto const host = rest.substr(bracketed ? 1 : 0, hostEnd - (bracketed ? 1 : 0));
   if (host.empty()) return refuse(error, {"the host is missing; use tcp://host:port"});
+  if (host.find_first_of("[]") != host.npos) return refuse(error, {"the host holds a bracket"});
   auto const colon = bracketed ? hostEnd + 1 : hostEnd;
   if (colon >= rest.size() || rest[colon] != ':')
     return refuse(error, {"the port is missing; use tcp://host:port"});

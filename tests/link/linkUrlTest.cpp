@@ -33,6 +33,8 @@ TEST(linkUrl, readsAddressesAndExplainsRefusals) {
       {"tcp://[::1]", "port is missing"},
       {"tcp://[::1]4711", "port is missing"},
       {"tcp://[::1:4711", "not closed"},
+      {"tcp://[[]:4711", "holds a bracket"},
+      {"tcp://a]:4711", "holds a bracket"},
       {"tcp://::1:4711", "host is missing"},
       {"tcp://fe80::1:4711", "needs brackets"},
       {"tcp://host:", "no number"},

@@ -6,36 +6,13 @@
 #include <string>
 #include <vector>
 
-// The ways are compiled into this program, so that each of them is tested wherever it can run and
-// not only where the library would choose it.
-#include "../../support/src/base128Vector.h"
-#ifdef __x86_64__
-#include "../../support/src/base128Avx2.h"
-#endif
+#include "support/base128Ways.h"
 #include "support/fenced.h"
 #include "support/randomBytes.h"
 
 namespace {
 
 using tBytes = std::vector<unsigned char>;
-
-struct tWay {
-  char const* name;
-  void (*encode)(unsigned char*, unsigned char const*, unsigned int);
-  bool (*decode)(unsigned char*, unsigned char const*, unsigned int);
-};
-
-std::vector<tWay> ways() {
-  std::vector<tWay> all{{"library", base128::encode, base128::decode},
-                        {"generic", base128::encodeGeneric, base128::decodeGeneric},
-                        {"vector", base128::encodeVector, base128::decodeVector}};
-#ifdef __x86_64__
-  if (__builtin_cpu_supports("avx2")) {
-    all.push_back({"avx2", base128::encodeAvx2, base128::decodeAvx2});
-  }
-#endif
-  return all;
-}
 
 unsigned int sizeOf(tBytes const& bytes) { return static_cast<unsigned int>(bytes.size()); }
 
@@ -49,7 +26,7 @@ tBytes reference(tBytes const& bytes) {
   return code;
 }
 
-class Base128 : public testing::TestWithParam<tWay> {
+class Base128 : public testing::TestWithParam<tBase128Way> {
  protected:
   /// Decodes from and to memory that ends at a fence.
   bool decodes(tBytes const& code) {
@@ -62,7 +39,7 @@ class Base128 : public testing::TestWithParam<tWay> {
   tFenced m_src{4096}, m_dst{4096};
 };
 
-INSTANTIATE_TEST_SUITE_P(Ways, Base128, testing::ValuesIn(ways()),
+INSTANTIATE_TEST_SUITE_P(Ways, Base128, testing::ValuesIn(base128Ways()),
                          [](auto const& row) { return std::string(row.param.name); });
 
 TEST(Base128Size, OfBothDirections) {

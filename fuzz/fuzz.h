@@ -1,0 +1,58 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "nkSupport/tBlob.h"
+
+/// One input of a fuzz target, which each target defines. clang's fuzzer calls it with inputs that
+/// it makes up, replay.cpp with those that were kept. Returns 0. A fault ends the program.
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size);
+
+namespace fuzz {
+
+/// Ends the program, so that the input counts as a crash, if a stated property does not hold.
+inline void require(bool holds, char const* property) {
+  if (holds) return;
+  std::fprintf(stderr, "does not hold: %s\n", property);
+  std::abort();
+}
+
+/// Cuts an input into what a target asks for, from its front; zeros stand behind its end.
+/// The input is borrowed.
+class tInput {
+ public:
+  tInput(unsigned char const* data, std::size_t size)
+      : m_next(data), m_left(static_cast<unsigned int>(size)) {}
+
+  bool empty() const { return m_left == 0; }
+  template <class Number>
+  Number number() {
+    tBlob const taken = bytes(sizeof(Number));
+    Number value{};
+    if (!taken.empty()) std::memcpy(&value, taken.data(), taken.size());
+    return value;
+  }
+  /// 0 to `limit` - 1, from one byte.
+  unsigned int below(unsigned int limit) { return number<unsigned char>() % limit; }
+  template <class T, std::size_t count>
+  T oneOf(T const (&choices)[count]) {
+    return choices[below(static_cast<unsigned int>(count))];
+  }
+  /// The next bytes; fewer at the end.
+  tBlob bytes(unsigned int count) {
+    if (count > m_left) count = m_left;
+    tBlob const taken(m_next, count);
+    m_next += count;
+    m_left -= count;
+    return taken;
+  }
+
+ private:
+  unsigned char const* m_next;
+  unsigned int m_left;
+};
+
+}  // namespace fuzz
