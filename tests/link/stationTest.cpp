@@ -161,8 +161,9 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
        [](nk_station& line) {
          line.tell(harness::noise(4000000), 2, ample, {});
          auto promise = std::make_shared<std::promise<tResult>>();
-         line.cancel(line.ask(harness::bytes("?"), 2, ample,
-                              [promise](auto&& result) { promise->set_value(std::move(result)); }));
+         line.cancel(line.ask(harness::bytes("?"), 2, ample, [promise](tResult&& result) {
+           promise->set_value(std::move(result));
+         }));
          return promise->get_future();
        },
        nk_station::OUTCOME_NOT_SENT, std::errc::operation_canceled},
@@ -302,7 +303,7 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   startPanel();
   auto waiting = line.ask(harness::bytes("-"), 2, brief);
   EXPECT_TRUE(harness::becomes([&] { return panel->requests == 1; }));
-  for (long long const step : {1800000000ll, -1700000000ll}) {
+  for (long long const step : {1800000000LL, -1700000000LL}) {
     clock.advance(step);
     auto call = line.ask(harness::bytes("+"), 2, ample);
     EXPECT_EQ(call.get().outcome, nk_station::OUTCOME_ANSWER);

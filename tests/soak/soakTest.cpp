@@ -209,6 +209,7 @@ class soak : public harness::programs {
 };
 
 TEST_F(soak, everythingCompletesOnceThroughAllDamages) {
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs yet
   char const* const setting = std::getenv("NK_SOAK_SECONDS");
   milliseconds const length(static_cast<long long>(1000 * (setting ? std::atof(setting) : 3)));
   ASSERT_GE(length.count(), 1000);
