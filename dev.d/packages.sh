@@ -11,8 +11,9 @@ packagesFor() {
         libprotobuf-dev protobuf-compiler
       ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
+    docs) echo doxygen ;;
     *)
-      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check" >&2
+      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check docs" >&2
       return 2
       ;;
   esac
