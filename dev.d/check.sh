@@ -1,6 +1,6 @@
 # Sourced by dev: the checks. Each step is a function; one that fails does not stop the others.
 
-checkSteps="format shell rules gcc clang tidy cppcheck asan tsan"
+checkSteps="format shell rules docs gcc clang tidy cppcheck asan tsan"
 
 checkUsage() {
   cat <<'END'
@@ -9,6 +9,7 @@ usage: ./dev check [STEP...]
   format    C++ files are laid out as clang-format would
   shell     shellcheck finds nothing in the scripts
   rules     house rules: no marks of unfinished work, no skipped tests, layers point one way
+  docs      doxygen finds nothing wrong in headers and documents
   gcc       g++ compiles everything but the benchmarks without a warning
   clang     clang++ compiles everything without a warning, with thread-safety analysis
   tidy      clang-tidy finds nothing
@@ -27,6 +28,11 @@ step_shell() { shellcheck --external-sources --check-sourced dev tools/*.sh .ci/
 step_rules() {
   . dev.d/rules.sh
   checkRules
+}
+
+step_docs() {
+  . dev.d/docs.sh
+  buildDocs
 }
 
 step_gcc() {
@@ -111,7 +117,7 @@ check() {
         ;;
     esac
   done
-  needPackages build test bench check
+  needPackages build test bench check docs
   mkdir -p build/check
   failed=
   for step in "$@"; do

@@ -2,6 +2,8 @@
 # Lists of packages are split into words on purpose, one for each package.
 # shellcheck disable=SC2086
 
+allPurposes="build test bench check docs fuzz coverage"
+
 packagesFor() {
   case $1 in
     build) echo g++ cmake ninja-build pkg-config nettle-dev rapidjson-dev libasio-dev libcli11-dev ;;
@@ -13,8 +15,9 @@ packagesFor() {
     fuzz) echo clang libclang-rt-14-dev ;;
     coverage) echo gcovr ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
+    docs) echo doxygen ;;
     *)
-      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check fuzz coverage" >&2
+      echo "dev: no packages are listed for '$1'; there are lists for: $allPurposes" >&2
       return 2
       ;;
   esac

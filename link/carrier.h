@@ -21,6 +21,7 @@
 /// Everything runs on the thread that runs the io_context.
 class nk_carrier {
  public:
+  /// What it holds, and how long it waits.
   struct tLimits {
     /// Most bytes that wait to be sent, and that wait to be received.
     unsigned int buffered = 4u << 20;

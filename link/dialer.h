@@ -19,6 +19,7 @@
 class nk_dialer {
  public:
   using tDuration = std::chrono::milliseconds;
+  /// When it tries again, and when no more.
   struct tPlan {
     tDuration firstPause{50};
     tDuration longestPause{1000};

@@ -32,6 +32,7 @@ class nk_linkGuard {
   using tMoment = nk_heldTelegrams::tMoment;
   using tDuration = std::chrono::milliseconds;
 
+  /// The cures, each for itself, and what they may cost.
   struct tOptions {
     /// Largest payload of a frame that is taken: what peers cut their content into.
     unsigned int maxPayload = 1u << 20;

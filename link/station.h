@@ -35,6 +35,7 @@ class nk_station {
  public:
   using tDuration = std::chrono::milliseconds;
 
+  /// How a request ended.
   enum teOutcome {
     OUTCOME_ANSWER,     ///< the first answer is in `content`
     OUTCOME_SENT,       ///< of tell() only: the system has taken all of it
@@ -42,6 +43,7 @@ class nk_station {
     OUTCOME_NOT_SENT,   ///< given up before a byte of it was sent; `reason` says why
     OUTCOME_CANCELLED,  ///< given up after it was sent or begun; `reason` says why
   };
+  /// What a completion is given.
   struct tResult {
     teOutcome outcome = OUTCOME_CANCELLED;
     /// Who answered.
@@ -59,6 +61,7 @@ class nk_station {
   /// The ticket of a request that was refused: it was not accepted and completes never.
   static constexpr tTicket refused = 0;
 
+  /// What a station is made with.
   struct tOptions {
     /// The station's own address.
     unsigned int address = 1;
@@ -103,6 +106,7 @@ class nk_station {
   /// What the guard counted up to now.
   nk_linkGuard::tCounters guardCounters() const;
 
+  /// What has gone out on the link, and whether the link is over.
   struct tTraffic {
     unsigned long long sent = 0;  ///< bytes of all telegrams that were begun
     unsigned int waiting = 0;     ///< of these, bytes that the system has not taken yet

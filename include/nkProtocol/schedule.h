@@ -91,6 +91,7 @@ class NK_API nk_messageSchedule {
   tVector_TS<nk_messageScheduleEntry*> m_entries;
 };
 
-/// Comparators for the sort by rising id. Neither pointer may be null.
+/// Comparator for the sort by rising id. Neither pointer may be null.
 NK_API bool compareScheduleEntries(nk_messageScheduleEntry*& a, nk_messageScheduleEntry*& b);
+/// The same for schedules.
 NK_API bool compareSchedules(nk_messageSchedule*& a, nk_messageSchedule*& b);
