@@ -56,6 +56,7 @@ void checkBody(tBlob body) {
   unsigned int claimed = 0;
   if (good) std::memcpy(&claimed, body.data() + 21, sizeof claimed);
   good = good && claimed <= body.size() - frameHeaderSize &&
+         claimed <= tCompression::maxDecodedSize() &&
          body.size() <= frameHeaderSize + tCompression::maxDecodedSize() + frameCrcSize;
   nk_telegramPart part;
   require(part.streamContainsTelegram(&stream) == good, "a frame is good if its lengths are");

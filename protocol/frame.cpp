@@ -119,10 +119,12 @@ bool nk_frameReader::decode(unsigned char const* encoded, unsigned int size,
                             nk_telegramPart& part) {
   unsigned int const bodySize = base128::decodedSize(size);
   unsigned int const overhead = frameHeaderSize + frameCrcSize;
+  unsigned int const ceiling = tCompression::maxDecodedSize();
   if (bodySize == 0) return false;
-  if (bodySize > overhead && bodySize - overhead > tCompression::maxDecodedSize()) return false;
+  if (bodySize > overhead && bodySize - overhead > ceiling) return false;
   m_body.clearSer();
   unsigned char* const body = m_body.extend(bodySize);
   return body != nullptr && base128::decode(body, encoded, size) &&
-         crc_crc8init(body, bodySize) == 0 && part.readBody(m_body);
+         crc_crc8init(body, bodySize) == 0 && part.readBody(m_body) &&
+         part.m_payload.size() <= ceiling;  // the CRC may count as its last byte
 }
