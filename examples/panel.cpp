@@ -87,6 +87,7 @@ int fail(std::string const& problem) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): asio throws where memory or descriptors lack
 int main(int count, char** arguments) {
   nk_linkUrl url;
   std::string problem = "usage: panel tcp://HOST:PORT | unix:///PATH";

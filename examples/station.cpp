@@ -64,6 +64,7 @@ void printState(nk_station::tResult&& result) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): asio throws where memory or descriptors lack
 int main(int count, char** arguments) {
   nk_linkUrl url;
   std::string problem = "usage: station URL";
