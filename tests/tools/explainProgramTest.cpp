@@ -88,11 +88,10 @@ TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
 // through, with the values of `field`, each behind a bar.
 std::string dissect(asio::io_context& io, std::string const& record, std::string const& filter,
                     std::vector<std::string> const& fields) {
-  std::vector<std::string> arguments{NK_TSHARK,    "-X",           "lua_script:" NK_DISSECTOR,
-                                     "-r",         record,         "-Y",
-                                     filter,       "-T",           "fields",
-                                     "-E",         "aggregator=|", "-E",
-                                     "separator=|"};
+  static constexpr char script[] = "lua_script:" NK_DISSECTOR;
+  std::vector<std::string> arguments{NK_TSHARK,      "-X",   script,       "-r",     record,
+                                     "-Y",           filter, "-T",         "fields", "-E",
+                                     "aggregator=|", "-E",   "separator=|"};
   for (auto const& field : fields) arguments.insert(arguments.end(), {"-e", field});
   tProgram tshark(io, arguments);
   EXPECT_EQ(tshark.finish(), 0) << tshark.errors;

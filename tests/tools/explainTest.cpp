@@ -191,6 +191,7 @@ TEST(explain, AgreesWithTheEngineAndLeavesNoByteOut) {
 }
 
 // Writes two elements of each list and texts of one byte, as the document lays them out.
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the lists in the document
 void fill(nk_explain::tBodies::tItem const& item, unsigned int version, string& to) {
   using tItem = nk_explain::tBodies::tItem;
   if (version < item.firstVersion || version > item.lastVersion) return;

@@ -46,10 +46,10 @@ TEST_F(programs, areCompletedByBash) {
   };
   for (auto const& row : rows) {
     auto const program = row.line.substr(0, row.line.find(' '));
-    tProgram bash(io, {NK_BASH, "-c",
-                       "source " NK_GENERATED "/completions/" + program + "; COMP_WORDS=(" +
-                           row.line + "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _" + program +
-                           "; echo ${COMPREPLY[*]}"});
+    std::string script = "source " NK_GENERATED "/completions/";
+    script.append(program).append("; COMP_WORDS=(").append(row.line);
+    script.append("); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _").append(program);
+    tProgram bash(io, {NK_BASH, "-c", script + "; echo ${COMPREPLY[*]}"});
     EXPECT_EQ(bash.finish(), 0) << bash.errors;
     EXPECT_EQ(bash.output, row.words + "\n") << row.line << bash.errors;
   }

@@ -39,8 +39,8 @@ TEST_F(programs, answerPeerInAnotherLanguage) {
     auto const file = harness::write(dir / "content", contentOf(request));
     tProgram peer(io, words(connect + "2 --part-size 20000 file " + file));
     EXPECT_EQ(peer.finish(), 0);
-    EXPECT_TRUE(peer.output == R"({"type": 29, "version": 1, "text1": ")" + row.text +
-                                   R"(", "text2": "end"})" + "\n")
+    EXPECT_TRUE(peer.output ==
+                R"({"type": 29, "version": 1, "text1": ")" + row.text + "\", \"text2\": \"end\"}\n")
         << peer.output.size();
     auto const size = std::to_string(contentOf(request).size()) + " bytes ";
     EXPECT_NE(peer.errors.find("sent " + size), peer.errors.npos) << peer.errors;

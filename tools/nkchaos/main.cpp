@@ -68,6 +68,7 @@ bool areRates(tDamage::tTable<double> const& rates) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
 int main(int argc, char** argv) {
   nk_tools::programName = "nkchaos";
   std::signal(SIGPIPE, SIG_IGN);

@@ -66,7 +66,7 @@ void tPanel::keep() {
 void tPanel::receive(unsigned int source, tBlob& content) {
   auto const size = content.size();
   nk_tools::tContent request(std::move(content));
-  content.clear();
+  content = tBlob();
   auto const row = std::find_if(std::begin(answers), std::end(answers),
                                 [&](auto const& each) { return each.type == request.type; });
   bool const known = row != std::end(answers);
