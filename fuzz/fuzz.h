@@ -44,7 +44,7 @@ class tInput {
   /// The next bytes; fewer at the end.
   tBlob bytes(unsigned int count) {
     if (count > m_left) count = m_left;
-    tBlob const taken(m_next, count);
+    tBlob taken(m_next, count);
     m_next += count;
     m_left -= count;
     return taken;

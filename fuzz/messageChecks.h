@@ -20,18 +20,18 @@ inline tMessage fresh(unsigned short type, unsigned short version) {
   nk_serializer header;
   header.u16(type, nk_serializer::SER_WRITE);
   header.u16(version, nk_serializer::SER_WRITE);
-  return read(header);
+  return read(tBlob(&header));
 }
 
 inline tBlob written(nk_message& message) {
   nk_serializer bytes;
   require(message.serializeMsg(&bytes), "every message can be written");
-  return bytes;
+  return tBlob(&bytes);
 }
 
 /// Returns the bytes.
 inline tBlob settlesInBinary(nk_message& message) {
-  tBlob const bytes = written(message);
+  tBlob bytes = written(message);
   require(written(message) == bytes, "writing changes nothing");
   auto const again = read(bytes);
   require(again != nullptr && written(*again) == bytes, "what was written reads back");
