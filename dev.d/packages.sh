@@ -10,20 +10,34 @@ packagesFor() {
       echo libbenchmark-dev libssl-dev zlib1g-dev libboost-dev libzmq3-dev nlohmann-json3-dev \
         libprotobuf-dev protobuf-compiler
       ;;
+    arm) echo g++-arm-linux-gnueabihf qemu-user libgtest-dev:armhf libstdc++6:armhf nettle-dev:armhf ;;
+    package) echo dpkg-dev file ;;
+    abi) echo abigail-tools git ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
     *)
-      echo "dev: no packages are listed for '$1'; there are lists for: build test bench check" >&2
+      echo "dev: no packages are listed for '$1'; there are lists for:" \
+        "build test bench arm package abi check" >&2
       return 2
       ;;
   esac
 }
 
-# Prints those packages for the purposes named that are not installed.
+# Prints those packages for the purposes named that are not installed. One named without an
+# architecture is wanted for that of this machine, or for all.
 missingPackages() {
   wanted=$(for purpose in "$@"; do packagesFor "$purpose"; done)
-  states=$(dpkg-query -W -f '${Package}=${db:Status-Status}\n' $wanted 2>/dev/null || true)
+  native=$(dpkg --print-architecture)
+  states=$(dpkg-query -W -f '${Package}:${Architecture}=${db:Status-Status}\n' $wanted 2>/dev/null ||
+    true)
   for package in $wanted; do
-    echo "$states" | grep -qxF "$package=installed" || echo "$package"
+    case $package in
+      *:*) set -- "$package" ;;
+      *) set -- "$package:$native" "$package:all" ;;
+    esac
+    for name in "$@"; do
+      ! echo "$states" | grep -qxF "$name=installed" || continue 2
+    done
+    echo "$package"
   done
 }
 
@@ -31,9 +45,7 @@ havePackages() {
   command -v dpkg-query >/dev/null && [ -z "$(missingPackages "$@")" ]
 }
 
-# apt-get with no questions; waits if another installation is under way.
-quietApt() {
-  set -- env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
+asRoot() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
   elif [ -t 0 ]; then
@@ -41,6 +53,21 @@ quietApt() {
   else
     sudo -n "$@"
   fi
+}
+
+# apt-get with no questions; waits if another installation is under way.
+quietApt() {
+  asRoot env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
+}
+
+# Lets packages of the architectures be installed that the names given end with.
+allowArchitectures() {
+  for package in "$@"; do
+    case $package in
+      *:*) dpkg --print-foreign-architectures | grep -qxF "${package#*:}" ||
+        asRoot dpkg --add-architecture "${package#*:}" ;;
+    esac
+  done
 }
 
 # Installs what the purposes named lack. Calls nothing and needs no network if they lack nothing.
@@ -60,6 +87,7 @@ needPackages() {
     return 1
   fi
   echo "dev: installing" $missing >&2
+  allowArchitectures $missing
   for attempt in 1 2; do
     # Lists that could not all be fetched may do.
     quietApt update >&2 || true
