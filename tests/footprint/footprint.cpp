@@ -32,6 +32,7 @@ void gave(void* block) { held -= static_cast<unsigned int>(::malloc_usable_size(
 }  // namespace
 
 // The libraries' calls end here, operator new's included.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name): the headers' are reserved
 #define COUNTED extern "C" [[gnu::visibility("default")]]
 COUNTED void* malloc(std::size_t size) noexcept { return took(libcMalloc(size)); }
 COUNTED void* calloc(std::size_t count, std::size_t size) noexcept {
@@ -45,6 +46,7 @@ COUNTED void free(void* block) noexcept {
   gave(block);
   libcFree(block);
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 namespace {
 
