@@ -2,7 +2,7 @@
 # Lists of packages are split into words on purpose, one for each package.
 # shellcheck disable=SC2086
 
-allPurposes="build test bench check docs fuzz coverage"
+allPurposes="build test bench check docs fuzz coverage arm package abi"
 
 packagesFor() {
   case $1 in
@@ -14,6 +14,9 @@ packagesFor() {
       ;;
     fuzz) echo clang libclang-rt-14-dev ;;
     coverage) echo gcovr ;;
+    arm) echo g++-arm-linux-gnueabihf qemu-user libgtest-dev:armhf libstdc++6:armhf nettle-dev:armhf ;;
+    package) echo dpkg-dev file ;;
+    abi) echo abigail-tools git ;;
     check) echo clang clang-format clang-tidy cppcheck libclang-rt-14-dev shellcheck ;;
     docs) echo doxygen ;;
     *)
@@ -23,12 +26,22 @@ packagesFor() {
   esac
 }
 
-# Prints those packages for the purposes named that are not installed.
+# Prints those packages for the purposes named that are not installed. One named without an
+# architecture is wanted for that of this machine, or for all.
 missingPackages() {
   wanted=$(for purpose in "$@"; do packagesFor "$purpose"; done)
-  states=$(dpkg-query -W -f '${Package}=${db:Status-Status}\n' $wanted 2>/dev/null || true)
+  native=$(dpkg --print-architecture)
+  states=$(dpkg-query -W -f '${Package}:${Architecture}=${db:Status-Status}\n' $wanted 2>/dev/null ||
+    true)
   for package in $wanted; do
-    echo "$states" | grep -qxF "$package=installed" || echo "$package"
+    case $package in
+      *:*) set -- "$package" ;;
+      *) set -- "$package:$native" "$package:all" ;;
+    esac
+    for name in "$@"; do
+      ! echo "$states" | grep -qxF "$name=installed" || continue 2
+    done
+    echo "$package"
   done
 }
 
@@ -36,9 +49,7 @@ havePackages() {
   command -v dpkg-query >/dev/null && [ -z "$(missingPackages "$@")" ]
 }
 
-# apt-get with no questions; waits if another installation is under way.
-quietApt() {
-  set -- env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
+asRoot() {
   if [ "$(id -u)" -eq 0 ]; then
     "$@"
   elif [ -t 0 ]; then
@@ -46,6 +57,21 @@ quietApt() {
   else
     sudo -n "$@"
   fi
+}
+
+# apt-get with no questions; waits if another installation is under way.
+quietApt() {
+  asRoot env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
+}
+
+# Lets packages of the architectures be installed that the names given end with.
+allowArchitectures() {
+  for package in "$@"; do
+    case $package in
+      *:*) dpkg --print-foreign-architectures | grep -qxF "${package#*:}" ||
+        asRoot dpkg --add-architecture "${package#*:}" ;;
+    esac
+  done
 }
 
 # Installs what the purposes named lack. Calls nothing and needs no network if they lack nothing.
@@ -65,6 +91,7 @@ needPackages() {
     return 1
   fi
   echo "dev: installing" $missing >&2
+  allowArchitectures $missing
   for attempt in 1 2; do
     # Lists that could not all be fetched may do.
     quietApt update >&2 || true

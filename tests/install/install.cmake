@@ -1,21 +1,25 @@
-# Installs the build tree BUILD under a prefix in SCRATCH, moves the prefix, and builds and runs a
-# program against it in both ways, with find_package and with pkg-config, using COMPILER.
+# Installs the build tree BUILD under a prefix in SCRATCH and moves the prefix, or takes PREFIX as it
+# is; then builds and runs a program against it in both ways, with find_package and with pkg-config,
+# using COMPILER; and, for another processor than this one, TOOLCHAIN and EMULATOR.
 
 set(outside ${CMAKE_CURRENT_LIST_DIR}/consumer)
-set(prefix "${SCRATCH}/moved prefix")
 
 function(run)
   execute_process(COMMAND ${ARGN} COMMAND_ECHO STDOUT COMMAND_ERROR_IS_FATAL ANY)
 endfunction()
 
 file(REMOVE_RECURSE ${SCRATCH})
-run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/prefix)
-file(RENAME ${SCRATCH}/prefix ${prefix})
+set(prefix ${PREFIX})
+if(NOT PREFIX)
+  set(prefix "${SCRATCH}/moved prefix")
+  run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${SCRATCH}/prefix)
+  file(RENAME ${SCRATCH}/prefix ${prefix})
+endif()
 
 run(${CMAKE_COMMAND} -G Ninja -S ${outside} -B ${SCRATCH}/build -DCMAKE_PREFIX_PATH=${prefix}
-  -DCMAKE_CXX_COMPILER=${COMPILER})
+  -DCMAKE_CXX_COMPILER=${COMPILER} -DCMAKE_TOOLCHAIN_FILE=${TOOLCHAIN})
 run(${CMAKE_COMMAND} --build ${SCRATCH}/build)
-run(${SCRATCH}/build/consumer)
+run(${EMULATOR} ${SCRATCH}/build/consumer)
 
 file(GLOB_RECURSE package ${prefix}/nkProtocol.pc)
 cmake_path(GET package PARENT_PATH packages)
@@ -27,4 +31,4 @@ execute_process(COMMAND pkg-config --cflags --libs nkProtocol
 separate_arguments(options UNIX_COMMAND ${options})
 run(${COMPILER} -std=c++20 ${outside}/consumer.cpp -o ${SCRATCH}/consumer ${options}
   -Wl,-rpath,${libraries})
-run(${SCRATCH}/consumer)
+run(${EMULATOR} ${SCRATCH}/consumer)

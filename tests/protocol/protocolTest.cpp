@@ -141,6 +141,21 @@ TEST_F(Protocol, TimesOutOnceAfterTheRequestsTimeOrTheDefault) {
   EXPECT_EQ(pair.a.takeLog().back(), "did not find request for response");
 }
 
+TEST_F(Protocol, TimesOutAsEverWhereClocksOf32BitsEnd) {
+  for (long long const end : {0x7FFFFFFFLL, 0xFFFFFFFFLL}) {  // in 2038 and in 2106
+    clock.advance(end - 1 - clock.now());
+    pair.a.answers.clear();
+    pair.a.request("?", 2, 3);
+    for (unsigned int second = 0; second <= 3; ++second, clock.advance(1)) {
+      pair.a.poll();
+      EXPECT_TRUE(pair.a.answers.empty()) << end << " + " << second;
+    }
+    pair.a.poll();
+    ASSERT_EQ(pair.a.answers.size(), 1u) << end;
+    EXPECT_TRUE(pair.a.answers[0].timedOut);
+  }
+}
+
 TEST_F(Protocol, OnlyTheFirstOfTwoAnswersCounts) {
   pair.a.request("?", 2);
   pair.a.poll();
