@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <asio/serial_port_base.hpp>
 #include <cerrno>
 
@@ -41,6 +42,11 @@ bool nk_storeBaudRate(unsigned int baud, termios& settings) {
   std::error_code unknown;
   asio::serial_port_base::baud_rate(baud).store(settings, unknown);
   return !unknown;
+}
+
+unsigned int nk_linePayload(unsigned int baud) {
+  constexpr unsigned int bitsPerByte = 10, partsPerSecond = 4, least = 64;
+  return std::max(baud / bitsPerByte / partsPerSecond, least);
 }
 
 std::chrono::milliseconds nk_lineBufferTime(int descriptor) {

@@ -1,4 +1,5 @@
 #include "link/linkUrl.h"
+#include "link/serialLine.h"
 
 #include <gtest/gtest.h>
 
@@ -11,6 +12,13 @@ struct tRow {
 };
 
 tRow good(std::string const& text) { return {text, text, true}; }
+
+// Parts of a quarter of a second each; a line of 8N1 sends 10 bits for a byte.
+TEST(serialLine, partsSuitTheRate) {
+  EXPECT_EQ(nk_linePayload(115200), 2880u);
+  EXPECT_EQ(nk_linePayload(9600), 240u);
+  EXPECT_EQ(nk_linePayload(50), 64u);
+}
 
 TEST(linkUrl, readsAddressesAndExplainsRefusals) {
   tRow const rows[] = {

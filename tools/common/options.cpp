@@ -7,7 +7,8 @@
 #include <cstdio>
 #include <exception>
 
-#include "nkProtocol/basicTelegram.h"
+#include "link/serialLine.h"
+#include "nkProtocol/protocol.h"
 #include "tools/common/manual.h"
 
 namespace {
@@ -43,6 +44,10 @@ CLI::Option* nk_tools::addLinkOption(CLI::App& app, std::function<void(nk_linkUr
       .add_option_function<std::string>(
           name, parse, "tcp://host:port, unix:///path or serial:///dev/...?baud=115200")
       ->type_name("URL");
+}
+
+void nk_tools::cutFor(nk_linkUrl const& url) {
+  if (url.kind == nk_linkUrl::KIND_SERIAL) nk_protocol::setMaxPayloadSize(nk_linePayload(url.baud));
 }
 
 CLI::Option* nk_tools::addAddressOption(CLI::App& app, std::string const& name,

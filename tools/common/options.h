@@ -18,6 +18,9 @@ bool parseAddress(std::string const& text, unsigned int& address);
 /// Adds --link, or another option that takes such an address; `store` is given what was read.
 CLI::Option* addLinkOption(CLI::App& app, std::function<void(nk_linkUrl const&)> store,
                            std::string const& name = "--link");
+/// Lets the engines of this process cut content into parts that suit the link: small ones on a
+/// serial line, where a peer gives up a telegram whose parts take too long.
+void cutFor(nk_linkUrl const& url);
 /// Adds an option that takes an address; with `broadcast` also that word, which stands for
 /// nk_basicTelegram::addressBroadcast.
 CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned int& address,

@@ -9,6 +9,7 @@
 #include "link/dialer.h"
 #include "nkProtocol/protocol.h"
 #include "tools/common/guardReport.h"
+#include "tools/common/options.h"
 
 namespace {
 
@@ -83,6 +84,7 @@ nk_tools::teExit tStation::checkOptions() const {
 
 nk_tools::teExit tStation::connect() {
   if (m_link) return nk_tools::STATUS_OK;
+  nk_tools::cutFor(*m_options.link);
   asio::io_context io{1};
   bool gaveUp = false;
   auto const opened = [this](int descriptor) {

@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "tools/common/guardReport.h"
+#include "tools/common/options.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ tDevice::tDevice(tOptions const& options)
 
 nk_tools::teExit tDevice::run() {
   if (auto const status = m_panel.load()) return status;
+  nk_tools::cutFor(m_options.link);
   keepNowAndThen();
   asio::signal_set signals(m_io, SIGINT, SIGTERM);
   signals.async_wait([this](std::error_code problem, int) {
