@@ -30,7 +30,7 @@ class explainProgram : public programs {
                                base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
                                "end");
     EXPECT_EQ(ask("generic hello panel"), 0) << errors;
-    EXPECT_EQ(ask("raw " + write(dir / "large", contentOf(large))), 0) << errors;
+    EXPECT_EQ(ask("--timeout 60 raw " + write(dir / "large", contentOf(large))), 0) << errors;
     if (station.starts_with("tcp")) {  // in many parts
       tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
                               " --to 2 --part-size 20000 file " + (dir / "large")));
