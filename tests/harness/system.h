@@ -19,7 +19,11 @@
 namespace harness {
 
 /// Long enough for a loaded machine; nothing waits that long unless the test fails.
+#ifdef NK_EMULATED
+constexpr std::chrono::seconds patience{200};
+#else
 constexpr std::chrono::seconds patience{20};
+#endif
 
 /// A directory that is removed with all that is in it.
 class tTempDir {

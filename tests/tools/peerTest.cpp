@@ -69,7 +69,10 @@ TEST_F(programs, askPeerInAnotherLanguage) {
   for (auto const& row : rows) {
     nk_messageGenericReq request(nk_message::VERSION_0, row.text.c_str(), "end");
     auto const content = contentOf(request);
-    EXPECT_EQ(ask("--timeout 20 raw " + harness::write(dir / "content", content)), 0) << errors;
+    EXPECT_EQ(ask("--timeout " + std::to_string(harness::patience.count()) + " raw " +
+                  harness::write(dir / "content", content)),
+              0)
+        << errors;
     EXPECT_TRUE(output == R"({"action":"generic","type":"response","text1":")" + row.text +
                               R"(","text2":"end"})" + "\n")
         << output.size();
