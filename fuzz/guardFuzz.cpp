@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "fuzz.h"
@@ -128,57 +129,82 @@ std::string bytesOf(fuzz::tInput& input) {
   return text(frame);
 }
 
-}  // namespace
+/// A guard with cures chosen by the input, its model, and what happens to both.
+class tStory {
+ public:
+  explicit tStory(unsigned int cures)
+      : m_crowded((cures & 16) != 0),
+        m_options(optionsFor(cures)),
+        m_guard(m_options,
+                [this](unsigned char* frame, unsigned int length) {
+                  m_delivered.emplace_back(reinterpret_cast<char*>(frame), length);
+                }),
+        m_model(m_options) {}
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
-  fuzz::tInput input(data, size);
-  unsigned int const cures = input.number<unsigned char>();
-  tMoment now{};
-  nk_linkGuard::tOptions options;
-  options.maxPayload = maxPayload;
-  if ((cures & 1) != 0) options.address = ownAddress;
-  options.assemble = (cures & 2) != 0;
-  options.checkAnswers = (cures & 4) != 0;
-  if ((cures & 8) != 0) options.duplicateWindow = std::chrono::seconds(2);
-  options.expiry = std::chrono::hours(1000000);
-  bool const crowded = (cures & 16) != 0;
-  if (crowded) options.maxHeld = 1000;
-  options.now = [&now] { return now; };
-
-  std::vector<std::string> delivered;
-  nk_linkGuard guard(options, [&](unsigned char* frame, unsigned int length) {
-    delivered.emplace_back(reinterpret_cast<char*>(frame), length);
-  });
-  tModel model(options);
-  unsigned int arrived = 0;
-  std::ptrdiff_t checked = 0;  // deliveries that were compared already
-  while (!input.empty()) {
-    now += std::chrono::milliseconds(100 * input.below(16));
+  void goOn(fuzz::tInput& input) {
+    m_now += std::chrono::milliseconds(100 * input.below(16));
     std::string const bytes = bytesOf(input);
     auto const* const start = reinterpret_cast<unsigned char const*>(bytes.data());
     auto const length = static_cast<unsigned int>(bytes.size());
     if (input.below(4) == 0) {
-      guard.sent(start, length);
-      model.sent(bytes);
-      continue;
+      m_guard.sent(start, length);
+      m_model.sent(bytes);
+      return;
     }
-    arrived += length;
+    m_arrived += length;
     unsigned int const piece = 1 + input.below(70);
     for (unsigned int at = 0; at < length; at += piece)
-      guard.receive(start + at, std::min(piece, length - at));
-    model.receive(bytes, now);
-    auto const same = [&] {
-      return delivered.size() == model.delivered.size() &&
-             std::equal(delivered.begin() + checked, delivered.end(),
-                        model.delivered.begin() + checked);
-    };
-    require(crowded || same(), "just the good frames are delivered");
-    checked = static_cast<std::ptrdiff_t>(delivered.size());
-    require(guard.heldBytes() <= (crowded ? 1000U : arrived * 40) + 2 * maxPayload + 100,
-            "what is held is bounded");
+      m_guard.receive(start + at, std::min(piece, length - at));
+    m_model.receive(bytes, m_now);
+    require(m_crowded || sameDeliveries(), "just the good frames are delivered");
+    unsigned int const most = m_crowded ? maxHeld : m_arrived * 40;
+    require(m_guard.heldBytes() <= most + 2 * maxPayload + 100, "what is held is bounded");
   }
-  auto const counters = guard.counters();
-  require(counters.delivered == delivered.size(), "each delivery is counted");
-  require(counters.skippedBytes <= arrived, "no byte is skipped twice");
+  void finish() const {
+    auto const counters = m_guard.counters();
+    require(counters.delivered == m_delivered.size(), "each delivery is counted");
+    require(counters.skippedBytes <= m_arrived, "no byte is skipped twice");
+  }
+
+ private:
+  static constexpr unsigned int maxHeld = 1000;
+
+  nk_linkGuard::tOptions optionsFor(unsigned int cures) {
+    nk_linkGuard::tOptions options;
+    options.maxPayload = maxPayload;
+    if ((cures & 1) != 0) options.address = ownAddress;
+    options.assemble = (cures & 2) != 0;
+    options.checkAnswers = (cures & 4) != 0;
+    if ((cures & 8) != 0) options.duplicateWindow = std::chrono::seconds(2);
+    options.expiry = std::chrono::hours(1000000);
+    if (m_crowded) options.maxHeld = maxHeld;
+    options.now = [this] { return m_now; };
+    return options;
+  }
+  // Looks at those only that have come since it looked last.
+  bool sameDeliveries() {
+    auto const from = std::exchange(m_compared, static_cast<std::ptrdiff_t>(m_delivered.size()));
+    return m_delivered.size() == m_model.delivered.size() &&
+           std::equal(m_delivered.begin() + from, m_delivered.end(),
+                      m_model.delivered.begin() + from);
+  }
+
+  bool const m_crowded;
+  tMoment m_now{};
+  nk_linkGuard::tOptions const m_options;
+  nk_linkGuard m_guard;
+  tModel m_model;
+  std::vector<std::string> m_delivered;
+  std::ptrdiff_t m_compared = 0;
+  unsigned int m_arrived = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+  fuzz::tInput input(data, size);
+  tStory story(input.number<unsigned char>());
+  while (!input.empty()) story.goOn(input);
+  story.finish();
   return 0;
 }
