@@ -36,8 +36,9 @@ TEST_F(programs, answerPeerInAnotherLanguage) {
   auto const connect = NK_PEER " --connect " + station.substr(6) + " --to ";
   for (auto const& row : rows) {
     nk_messageGenericReq request(nk_message::VERSION_1, row.text.c_str(), "end");
-    auto const file = harness::write(dir / "content", contentOf(request));
-    tProgram peer(io, words(connect + "2 --part-size 20000 file " + file));
+    std::string arguments = "2 --part-size 20000 file ";
+    arguments.append(harness::write(dir / "content", contentOf(request)));
+    tProgram peer(io, words(connect + arguments));
     EXPECT_EQ(peer.finish(), 0);
     EXPECT_TRUE(peer.output ==
                 R"({"type": 29, "version": 1, "text1": ")" + row.text + "\", \"text2\": \"end\"}\n")
