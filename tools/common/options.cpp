@@ -82,7 +82,7 @@ namespace {
 void keepMemorySmall() {
 #ifdef M_MMAP_THRESHOLD
   constexpr int large = 512 * 1024;
-  mallopt(M_MMAP_THRESHOLD, large);
+  mallopt(M_MMAP_THRESHOLD, large);  // NOLINT(concurrency-mt-unsafe): no other thread runs yet
 #endif
 }
 
