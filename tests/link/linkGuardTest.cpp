@@ -39,11 +39,11 @@ std::string bytesOf(tFrame const& frame) {
 // A guard, the frames that it delivered, and its clock.
 class tGuarded {
  public:
-  explicit tGuarded(nk_linkGuard::tOptions options = {})
+  explicit tGuarded(nk_linkGuard::tOptions const& options = {})
       : guard(
-            [&] {
-              options.now = [this] { return now; };
-              return options;
+            [this, own = options]() mutable {
+              own.now = [this] { return now; };
+              return own;
             }(),
             [this](unsigned char* frame, unsigned int length) {
               delivered.emplace_back(reinterpret_cast<char*>(frame), length);

@@ -156,7 +156,7 @@ void nk_explain::tStream::message(tBlob& content) {
     tBlob header(content.data(), 4);
     std::unique_ptr<nk_message> const message(nk_message::getMessage(&header));
     bool const good = message != nullptr && parts.readInto(*message);
-    if (message != nullptr) told.json = nk_tools::messageJson(*message).c_str();
+    if (message != nullptr) told.json = std::string(nk_tools::messageJson(*message).view());
     if (!good) told.fault = !fault.empty() ? fault : "the library does not read it whole";
   } else {
     told.fault = fault;
