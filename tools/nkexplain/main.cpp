@@ -78,6 +78,7 @@ nk_tools::teExit run(tOptions const& options, bool live) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
 int main(int argc, char** argv) {
   nk_tools::programName = "nkexplain";
   std::signal(SIGPIPE, SIG_IGN);

@@ -8,7 +8,6 @@
 namespace {
 
 using nk_explain::tField;
-using nk_explain::tNote;
 using nk_explain::tValue;
 
 constexpr unsigned int mostText = 200;
