@@ -9,8 +9,21 @@
 #include "nkSupport/tTime.h"
 
 namespace {
+
 constexpr long long never = std::numeric_limits<long long>::max();
+
+// False if there is no memory for it.
+template <class T>
+bool append(std::vector<T>& list, T const& entry) {
+  try {
+    list.push_back(entry);
+    return true;
+  } catch (std::bad_alloc const&) {
+    return false;
+  }
 }
+
+}  // namespace
 
 nk_outgoingQueue::nk_outgoingQueue() : m_earliestTimeout(never) {}
 
@@ -58,8 +71,7 @@ std::vector<nk_outgoingQueue::tRequest> nk_outgoingQueue::takeTimedOut() {
   std::vector<tRequest> timedOut;
   for (auto entry = m_waiting.begin(); entry != m_waiting.end();) {
     auto const& [id, waiting] = *entry;
-    if (waiting.timesOutAfter < now) {
-      timedOut.push_back({id, waiting.number, waiting.receiver});
+    if (waiting.timesOutAfter < now && append(timedOut, {id, waiting.number, waiting.receiver})) {
       entry = m_waiting.erase(entry);
     } else {
       m_earliestTimeout = std::min(m_earliestTimeout, waiting.timesOutAfter);

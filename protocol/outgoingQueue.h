@@ -36,6 +36,7 @@ class nk_outgoingQueue {
   };
   /// Takes out the sent requests that have timed out, in the order in which they were queued. Walks
   /// them all, but only when the clock has passed the earliest time-out: once a second at most.
+  /// Those for which there is no memory stay for the next call.
   std::vector<tRequest> takeTimedOut();
   /// Takes out the first request queued, sent or not, that waits for a response with this id. False
   /// if there is none.
