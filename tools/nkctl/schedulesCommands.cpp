@@ -1,54 +1,43 @@
 #include "nkSupport/tTime.h"
 #include "tools/common/moment.h"
 #include "tools/common/schedules.h"
+#include "tools/nkctl/fileCommand.h"
 #include "tools/nkctl/preview.h"
 #include "tools/nkctl/settingsFile.h"
-#include "tools/nkctl/stateCommands.h"
 
 namespace {
+
+constexpr char fileHelp[] = "The schedules, - for standard input";
+
+nk_tools::teExit set(tStation& station, nk_messageSetSchedulesReq& schedules, bool json) {
+  auto const wanted = nk_tools::schedulesChecksum(schedules, askedVersion);
+  std::unique_ptr<nk_message> answer;
+  if (auto const status = sendSchedules(station, schedules, wanted, answer)) return status;
+  auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
+  return printComparison(json, *answer, wanted, response.getChecksum());
+}
+
+nk_tools::teExit check(tStation& station, nk_messageSetSchedulesReq& schedules, bool json) {
+  nk_messageStateReq request(askedVersion);
+  std::unique_ptr<nk_messageStateRsp> state;
+  if (auto const status = askForState(station, request, state)) return status;
+  return printComparison(json, *state, nk_tools::schedulesChecksum(schedules, askedVersion),
+                         state->csSched());
+}
+
+tRun declareSet(CLI::App& app) {
+  return declareWithFile<nk_messageSetSchedulesReq>(app, fileHelp, readSchedulesFile, set);
+}
+
+tRun declareCheck(CLI::App& app) {
+  return declareWithFile<nk_messageSetSchedulesReq>(app, fileHelp, readSchedulesFile, check);
+}
 
 struct tArguments {
   std::string file;
   std::string config;
   std::string at;
-  bool json = false;
 };
-
-std::shared_ptr<tArguments> addFile(CLI::App& app) {
-  auto arguments = std::make_shared<tArguments>();
-  addArgument(app, "FILE", arguments->file, "The schedules, - for standard input");
-  return arguments;
-}
-
-tRun declareSet(CLI::App& app) {
-  auto const arguments = addFile(app);
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) {
-    nk_messageSetSchedulesReq set(askedVersion);
-    auto const problem = readSchedulesFile(arguments->file, set);
-    if (!problem.empty()) return refuse(problem);
-    auto const wanted = nk_tools::schedulesChecksum(set, askedVersion);
-    std::unique_ptr<nk_message> answer;
-    if (auto const status = sendSchedules(station, set, wanted, answer)) return status;
-    auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
-    return printComparison(arguments->json, *answer, wanted, response.getChecksum());
-  };
-}
-
-tRun declareCheck(CLI::App& app) {
-  auto const arguments = addFile(app);
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) {
-    nk_messageSetSchedulesReq set(askedVersion);
-    auto const problem = readSchedulesFile(arguments->file, set);
-    if (!problem.empty()) return refuse(problem);
-    nk_messageStateReq request(askedVersion);
-    std::unique_ptr<nk_messageStateRsp> state;
-    if (auto const status = askForState(station, request, state)) return status;
-    return printComparison(arguments->json, *state, nk_tools::schedulesChecksum(set, askedVersion),
-                           state->csSched());
-  };
-}
 
 nk_tools::teExit printPreview(tArguments const& arguments) {
   auto at = tTime::now();
@@ -73,7 +62,8 @@ nk_tools::teExit printPreview(tArguments const& arguments) {
 }
 
 tRun declarePreview(CLI::App& app) {
-  auto const arguments = addFile(app);
+  auto const arguments = std::make_shared<tArguments>();
+  addArgument(app, "FILE", arguments->file, fileHelp);
   addOption(app, "--config", arguments->config, "FILE",
             "Tell the time slots of this configuration too");
   addOption(app, "--at", arguments->at, "TIME",
