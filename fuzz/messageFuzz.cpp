@@ -11,9 +11,6 @@ void checkCopy(Message* original, void (Message::*copyFrom)(Message*)) {
   if (original == nullptr) return;
   Message copy(original->version());
   (copy.*copyFrom)(original);
-  if constexpr (requires { copy.sleep_setUserEnabled(true); }) {
-    copy.sleep_setUserEnabled(original->sleep_getUserEnabled());
-  }
   for (auto const version : {nk_message::VERSION_1, nk_message::VERSION_3}) {
     require(copy.checksum(version) == original->checksum(version), "copies have the checksum");
   }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "messages/withinMemory.h"
 #include "nkProtocol/serializer.h"
 
 inline bool transfer(nk_serializer& ser, unsigned short& v, nk_serializer::teSerDirection d) {
@@ -10,13 +11,15 @@ inline bool transfer(nk_serializer& ser, unsigned int& v, nk_serializer::teSerDi
 }
 
 /// Passes the elements of a list whose count has passed already. `element(index)` passes one; the
-/// first that gives false ends the list with false.
+/// first that gives false, or finds no memory, ends the list with false.
 template <class Element>
 bool transferElements(unsigned int count, Element element) {
-  for (unsigned int i = 0; i < count; ++i) {
-    if (!element(i)) return false;
-  }
-  return true;
+  return withinMemory([&] {
+    for (unsigned int i = 0; i < count; ++i) {
+      if (!element(i)) return false;
+    }
+    return true;
+  });
 }
 
 /// Passes a list through `ser`: a count of type `Count`, then its elements. Writing, there are
@@ -28,6 +31,6 @@ bool transferList(nk_serializer& ser, nk_serializer::teSerDirection d, unsigned 
                   Begin begin, Element element) {
   Count count = static_cast<Count>(size);
   if (!transfer(ser, count, d)) return false;
-  begin();
-  return transferElements(count, element);
+  auto const prepared = [&begin] { return begin(), true; };
+  return withinMemory(prepared) && transferElements(count, element);
 }

@@ -1,6 +1,7 @@
 #include "nkProtocol/checksumResponse.h"
 
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 nk_messageChecksumRsp::nk_messageChecksumRsp(teType type, nk_serializer* ser, teVersion version)
     : nk_message(type, version) {
@@ -16,9 +17,9 @@ bool nk_messageChecksumRsp::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageChecksumRsp::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageChecksumRsp::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }

@@ -6,6 +6,7 @@
 #include "messages/bodyList.h"
 #include "messages/frameList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 
@@ -173,21 +174,20 @@ void nk_messageSetConfigReq::framesJson(nk_jsonFields& fields) {
 }
 
 bool nk_messageSetConfigReq::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageSetConfigReq::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 tString nk_messageSetConfigReq::checksum(teVersion asVersion) {
   // PEER: the version is taken for layouts to come; the JSON form is the same for all.
   teVersion const before = version();
   setVersion(asVersion);
-  tJson json;
-  serializeToJson(&json);
+  tString const text = getJson();
   setVersion(before);
-  tString const text = json.getJson(false);
+  if (text.empty()) return {};  // no memory
   SHA1 sha1;
   sha1.Input(reinterpret_cast<unsigned char const*>(text.c_str()), text.length());
   return sha1.Result();

@@ -1,6 +1,7 @@
 #include "nkProtocol/controlMessages.h"
 
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 #include "nkSupport/tTime.h"
 
 nk_messageTime::nk_messageTime(teVersion version)
@@ -19,11 +20,11 @@ bool nk_messageTime::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageTime::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageTime::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 nk_messageShutdown::nk_messageShutdown(teVersion version) : nk_message(SHUTDOWN, version) {}

@@ -5,6 +5,7 @@
 
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 namespace {
 
@@ -185,13 +186,13 @@ bool nk_messageGetDisplayConfigurationRsp::logicalDisplayJson(tLogicalDisplay& d
 }
 
 bool nk_messageGetDisplayConfigurationRsp::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageGetDisplayConfigurationRsp::serializeFromJson(tJson* json) {
   if (!acceptsJson(json)) return false;
   clear();
-  return jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 void nk_messageGetDisplayConfigurationRsp::set(tString const& name, signed char rot) {

@@ -5,6 +5,7 @@
 
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 nk_messageEventsReq::nk_messageEventsReq(teVersion version) : nk_message(EVENTS_REQ, version) {}
 
@@ -22,11 +23,11 @@ bool nk_messageEventsReq::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageEventsReq::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageEventsReq::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 nk_messageEventsRsp::teSortCriteria nk_messageEventsRsp::l_eSortCriteria = SORT_TIME_FIRST_DESC;
@@ -98,14 +99,16 @@ bool nk_messageEventsRsp::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageEventsRsp::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageEventsRsp::serializeFromJson(tJson* json) {
   if (!acceptsJsonKind(json)) return false;
   // PEER: cleared before the version is looked at; programs take an empty list for "no log".
   clear();
-  return acceptsJsonVersion(*json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] {
+    return acceptsJsonVersion(*json) && jsonForm({*json, nk_jsonFields::READ});
+  });
 }
 
 void nk_messageEventsRsp::clear() {

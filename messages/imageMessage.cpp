@@ -5,6 +5,7 @@
 
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 nk_messageImage::nk_messageImage(teVersion version) : nk_message(IMAGE, version) {}
 
@@ -57,13 +58,13 @@ bool nk_messageImage::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageImage::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageImage::serializeFromJson(tJson* json) {
   if (!acceptsJson(json)) return false;
   clear();
-  return jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 nk_msgFile* nk_messageImage::get(unsigned int index) {

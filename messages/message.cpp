@@ -2,9 +2,9 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <new>
 
 #include "messages/messageTable.h"
+#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 
@@ -46,7 +46,7 @@ nk_message* nk_message::getMessage(tBlob* blob) {
     try {
       // cppcheck-suppress returnDanglingLifetime ; the serializer is borrowed for the call only
       return kind->make(&ser, teVersion(version));
-    } catch (std::bad_alloc const&) {
+    } catch (std::exception const&) {  // no memory for what it holds
       return nullptr;
     }
   }
@@ -79,7 +79,8 @@ void nk_message::log(char const* format, ...) {
 
 tString nk_message::vectorU64Checksum(std::vector<unsigned long long> const& values) {
   // Same set and order as leaving out repetitions and sorting with sortU64, in O(n log n).
-  std::vector<unsigned long long> unique(values);
+  std::vector<unsigned long long> unique;
+  if (!withinMemory([&] { return unique = values, true; })) return {};
   std::sort(unique.begin(), unique.end());
   unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
   // PEER: no separator between the numbers, so {1, 23} and {123} share a checksum.
@@ -94,17 +95,21 @@ tString nk_message::vectorU64Checksum(std::vector<unsigned long long> const& val
 bool nk_message::beginJson(tJson* json) const {
   nk_messageKind const* kind = messageKind(m_type);
   if (json == nullptr || kind == nullptr || kind->action == nullptr) return false;
-  json->clear();
-  json->addString(keyAction, kind->action);
-  json->addString(keyType, kind->direction);
-  json->addInt(keyVersion, jsonVersion);
-  return true;
+  return withinMemory([&] {
+    json->clear();
+    json->addString(keyAction, kind->action);
+    json->addString(keyType, kind->direction);
+    json->addInt(keyVersion, jsonVersion);
+    return true;
+  });
 }
 
 bool nk_message::acceptsJsonKind(tJson const* json) const {
   nk_messageKind const* kind = messageKind(m_type);
-  return json != nullptr && kind != nullptr && kind->action != nullptr &&
-         json->getString(keyAction) == kind->action && json->getString(keyType) == kind->direction;
+  return json != nullptr && kind != nullptr && kind->action != nullptr && withinMemory([&] {
+           return json->getString(keyAction) == kind->action &&
+                  json->getString(keyType) == kind->direction;
+         });
 }
 
 bool nk_message::acceptsJsonVersion(tJson const& json) {

@@ -1,5 +1,6 @@
 #include "nkProtocol/schedule.h"
 
+#include <memory>
 #include <utility>
 
 namespace {
@@ -48,8 +49,10 @@ nk_messageScheduleEntry* nk_messageSchedule::addScheduleEntry(unsigned long long
                                                               unsigned int duration,
                                                               unsigned long long imageId,
                                                               bool handled) {
-  m_entries.push_back(new nk_messageScheduleEntry(id, std::move(name), duration, imageId, handled));
-  return m_entries.back();
+  auto added =
+      std::make_unique<nk_messageScheduleEntry>(id, std::move(name), duration, imageId, handled);
+  m_entries.push_back(added.get());
+  return added.release();
 }
 
 void nk_messageSchedule::clear() {

@@ -3,12 +3,14 @@
 #include <algorithm>
 #include <iterator>
 #include <map>
+#include <memory>
 #include <queue>
 #include <set>
 #include <utility>
 
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tCompression.h"
 #include "nkSupport/tJson.h"
@@ -150,24 +152,27 @@ bool nk_messageSetSchedulesReq::scheduleBody(nk_serializer& ser, teVersion asVer
 }
 
 bool nk_messageSetSchedulesReq::serializeToJson(tJson* json) {
-  if (!beginJson(json)) return false;
-  return nk_jsonFields(*json, nk_jsonFields::WRITE)
-      .list(keySchedules, count(),
-            [this](nk_jsonFields object, unsigned int index) {
-              nk_messageSchedule const& schedule = *m_schedules[index];
-              tScheduleFields(&schedule).jsonForm(object);
-              object.list(keyEntries, schedule.count(), [&](nk_jsonFields entry, unsigned int i) {
-                return tEntryFields(schedule.getScheduleEntry(i)).jsonForm(entry);
-              });
-              return true;
-            })
-      .done();
+  auto const schedules = [this](nk_jsonFields object, unsigned int index) {
+    nk_messageSchedule const& schedule = *m_schedules[index];
+    tScheduleFields(&schedule).jsonForm(object);
+    object.list(keyEntries, schedule.count(), [&](nk_jsonFields entry, unsigned int i) {
+      return tEntryFields(schedule.getScheduleEntry(i)).jsonForm(entry);
+    });
+    return true;
+  };
+  nk_jsonFields::teDirection const d = nk_jsonFields::WRITE;
+  return beginJson(json) && withinMemory([&] {
+           return nk_jsonFields(*json, d).list(keySchedules, count(), schedules).done();
+         });
 }
 
 bool nk_messageSetSchedulesReq::serializeFromJson(tJson* json) {
   if (!acceptsJson(json)) return false;
   clear();
-  nk_jsonFields fields(*json, nk_jsonFields::READ);
+  return withinMemory([&] { return readJson({*json, nk_jsonFields::READ}); });
+}
+
+bool nk_messageSetSchedulesReq::readJson(nk_jsonFields fields) {
   // PEER: the entries are looked for in the whole object, not in each schedule, and so are the same
   // for all.
   std::vector<tEntryFields> entries;
@@ -209,8 +214,10 @@ nk_messageSchedule* nk_messageSetSchedulesReq::addSchedule_(unsigned long long i
                                                             long long startTime, long long stopTime,
                                                             unsigned int flags,
                                                             unsigned short showOnLogicalDisplay) {
-  return addSchedule(new nk_messageSchedule(id, std::move(name), startTime, stopTime, flags,
-                                            showOnLogicalDisplay));
+  auto added = std::make_unique<nk_messageSchedule>(id, std::move(name), startTime, stopTime, flags,
+                                                    showOnLogicalDisplay);
+  addSchedule(added.get());
+  return added.release();
 }
 
 nk_messageSchedule* nk_messageSetSchedulesReq::addSchedule_(unsigned long long id, tString name,
@@ -301,6 +308,12 @@ bool nk_messageSetSchedulesReq::setSchedulesFromWithoutClear(nk_messageSetSchedu
 
 // Copies what is new or differs in `other`; what it replaces goes.
 void nk_messageSetSchedulesReq::copyChanged(nk_messageSetSchedulesReq const& other) {
+  // What is replaced is null in between, and stays in no case, whatever memory is lacking for.
+  auto const removeNulls = [](auto* schedules) {
+    schedules->erase(std::remove(schedules->begin(), schedules->end(), nullptr), schedules->end());
+  };
+  std::unique_ptr<decltype(m_schedules), decltype(removeNulls)> const atTheEnd(&m_schedules,
+                                                                               removeNulls);
   // The places of each id, first one first, as schedulePresent would find them one by one.
   std::map<unsigned long long, std::queue<unsigned int>> places;
   for (unsigned int i = 0; i < count(); ++i) places[m_schedules[i]->id()].push(i);
@@ -316,8 +329,6 @@ void nk_messageSetSchedulesReq::copyChanged(nk_messageSetSchedulesReq const& oth
     own.push(count());
     addCopy(*schedule);
   }
-  m_schedules.erase(std::remove(m_schedules.begin(), m_schedules.end(), nullptr),
-                    m_schedules.end());
 }
 
 // Drops what `other` does not hold; true if that was any.
@@ -339,14 +350,18 @@ bool nk_messageSetSchedulesReq::dropMissing(nk_messageSetSchedulesReq const& oth
 }
 
 tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
+  SHA1 sha1;
+  return withinMemory([&] { return hash(sha1, asVersion); }) ? sha1.Result() : tString();
+}
+
+bool nk_messageSetSchedulesReq::hash(SHA1& sha1, teVersion asVersion) const {
   // The order of sort() in O(n log n): the order of a set that has just come may have been chosen
   // by a hostile peer, and the exchange sort takes quadratic time for some.
   auto const byId = [](auto const* a, auto const* b) { return a->id() < b->id(); };
   std::vector<nk_messageSchedule*> schedules(m_schedules.begin(), m_schedules.end());
   std::stable_sort(schedules.begin(), schedules.end(), byId);
-  SHA1 sha1;
   nk_serializer piece;
-  auto const hash = [&sha1, &piece] {
+  auto const take = [&sha1, &piece] {
     sha1.Input(piece.data(), piece.size());
     piece.clearSer();
   };
@@ -354,11 +369,11 @@ tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
   piece.u32(size, nk_serializer::SER_WRITE);
   std::vector<nk_messageScheduleEntry*> entries;
   for (nk_messageSchedule* schedule : schedules) {
-    hash();
+    take();
     entries.assign(schedule->m_entries.begin(), schedule->m_entries.end());
     if (asVersion >= VERSION_2) std::stable_sort(entries.begin(), entries.end(), byId);
-    if (!scheduleBody(piece, asVersion, nullptr, schedule, entries)) return {};
+    if (!scheduleBody(piece, asVersion, nullptr, schedule, entries)) return false;
   }
-  hash();
-  return sha1.Result();
+  take();
+  return true;
 }

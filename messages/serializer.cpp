@@ -1,5 +1,7 @@
 #include "nkProtocol/serializer.h"
 
+#include "messages/withinMemory.h"
+
 bool nk_serializer::readLength(unsigned int& length) {
   // PEER: the length stays consumed when the bytes behind it are missing; callers stop anyway.
   return u32(length, SER_READ) && length <= remaining();
@@ -17,7 +19,11 @@ bool nk_serializer::string(tString& s, teSerDirection d) {
   }
   s.clear();
   if (!readLength(length)) return false;
-  s.assign(reinterpret_cast<char const*>(data()) + m_readPosition, length);
+  auto const taken = [&] {
+    s.assign(reinterpret_cast<char const*>(data()) + m_readPosition, length);
+    return true;
+  };
+  if (!withinMemory(taken)) return false;
   m_readPosition += length;
   return true;
 }

@@ -5,6 +5,7 @@
 
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 nk_messageStateReq::nk_messageStateReq(teVersion version) : nk_message(STATE_REQ, version) {}
 
@@ -22,11 +23,11 @@ bool nk_messageStateReq::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageStateReq::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageStateReq::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 void nk_messageStateReq::setTaskNewName(tString const& name) {
@@ -89,11 +90,11 @@ bool nk_messageStateRsp::jsonForm(nk_jsonFields fields) {
 }
 
 bool nk_messageStateRsp::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE});
+  return withinMemory([&] { return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}); });
 }
 
 bool nk_messageStateRsp::serializeFromJson(tJson* json) {
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ});
+  return withinMemory([&] { return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}); });
 }
 
 void nk_messageStateRsp::set(unsigned int serial, tString const& ci, tString const& csCfg,
@@ -128,7 +129,8 @@ bool nk_messageStateRsp::imageUidPresent(unsigned long long uid) const {
 
 bool nk_messageStateRsp::imageUidsPresent(tUidList const& uids) const {
   // Sorted once: both lists may be long, and one comes from a peer.
-  std::vector<unsigned long long> present(m_images);
+  std::vector<unsigned long long> present;
+  if (!withinMemory([&] { return present = m_images, true; })) return false;
   std::sort(present.begin(), present.end());
   return std::all_of(uids.begin(), uids.end(), [&present](unsigned long long uid) {
     return std::binary_search(present.begin(), present.end(), uid);

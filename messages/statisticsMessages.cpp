@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "messages/jsonFields.h"
+#include "messages/withinMemory.h"
 
 namespace {
 
@@ -59,13 +60,19 @@ bool nk_messageStatisticsRsp::jsonForm(nk_jsonFields count, nk_jsonFields others
 }
 
 bool nk_messageStatisticsRsp::serializeToJson(tJson* json) {
-  return beginJson(json) && jsonForm({*json, nk_jsonFields::WRITE}, {*json, nk_jsonFields::WRITE});
+  return withinMemory([&] {
+    return beginJson(json) &&
+           jsonForm({*json, nk_jsonFields::WRITE}, {*json, nk_jsonFields::WRITE});
+  });
 }
 
 bool nk_messageStatisticsRsp::serializeFromJson(tJson* json) {
   // PEER: the six values besides the count go into the object, not out of it; stations show from
   // there what they last read in binary form.
-  return acceptsJson(json) && jsonForm({*json, nk_jsonFields::READ}, {*json, nk_jsonFields::WRITE});
+  return withinMemory([&] {
+    return acceptsJson(json) &&
+           jsonForm({*json, nk_jsonFields::READ}, {*json, nk_jsonFields::WRITE});
+  });
 }
 
 void nk_messageStatisticsRsp::set(unsigned int imgUpdateCount, double energy, short tempCaseMin,

@@ -71,10 +71,11 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   bool serializeFromJson(tJson* json) override;
 
   /// The SHA-1 text of the configuration's JSON text; a device reports that of the configuration it
-  /// holds. `version` changes nothing: the JSON form is the same for all.
+  /// holds. `version` changes nothing: the JSON form is the same for all. Empty if memory runs
+  /// out.
   tString checksum(teVersion version);
-  /// Copies all of `other` but type and version; nothing for null. Takes the locks of both for
-  /// the frames and none for the time slots.
+  /// Copies all of `other` but type and version; nothing for null and for itself. Takes the locks
+  /// of both for the frames and none for the time slots.
   void setConfigFrom(nk_messageSetConfigReq* other);
 
   /// The name of opMode or heatMode; "invalid operating mode" or "invalid heating mode" for numbers

@@ -19,6 +19,10 @@ class tJson;
 /// defaults and reads the body from `ser`'s read position. `ser` is borrowed for the call. A body
 /// that is cut short is not reported: what was read stays, the rest keeps its defaults.
 ///
+/// Whatever reads or writes a body or a JSON form fails as for a short buffer if memory runs out,
+/// and keeps what it had so far. Calls that take the program's own values (setters, adders, copies)
+/// may throw std::bad_alloc then, as the standard containers do.
+///
 /// Messages hold no lock unless their class says so.
 class NK_API nk_message {
  public:
@@ -94,7 +98,8 @@ class NK_API nk_message {
   static void log(char const* format, ...) __attribute__((format(printf, 1, 2)));
 
   /// A checksum of a set of ids: the SHA-1 text of the decimal numbers, ascending, each once, with
-  /// nothing between them. Order and repetition do not matter. O(n log n).
+  /// nothing between them. Order and repetition do not matter. O(n log n). Empty if memory runs
+  /// out.
   static tString vectorU64Checksum(std::vector<unsigned long long> const& values);
 
  protected:

@@ -10,6 +10,9 @@
 #include "nkSupport/tString.h"
 #include "nkSupport/tUidList.h"
 
+class SHA1;
+class nk_jsonFields;
+
 /// SET_SCHEDULES_REQ: the whole set of schedules of a device. The same object serves a device as
 /// its set in force. It owns its schedules; pointers to them hold until they are removed.
 ///
@@ -63,16 +66,17 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
   /// Replaces `list` by the image ids of all entries in order, repetitions and zeros included.
   void getRequiredImageUidList(tUidList& list) const;
 
-  /// Replaces the schedules by copies of `other`'s, with no entry marked handled. Nothing for null.
+  /// Replaces the schedules by copies of `other`'s, with no entry marked handled. Nothing for
+  /// null and for itself.
   void setSchedulesFrom(nk_messageSetSchedulesReq* other);
   /// Makes this set hold what `other` holds: equal schedules stay, with their marks; changed and
   /// new ones are copied to the end; others are dropped. Of several neighbours to be dropped only
   /// every second one goes. True if one was dropped. O(n log n). False, and nothing happens, for
-  /// null.
+  /// null and for itself.
   bool setSchedulesFromWithoutClear(nk_messageSetSchedulesReq* other);
   /// The SHA-1 text of the body of this set in `version`, sorted by id (the entries too from
   /// version 2 on), so that the order of adding does not matter. Linear in the bytes; ordering the
-  /// ids takes O(n log n), whatever order they come in.
+  /// ids takes O(n log n), whatever order they come in. Empty if memory runs out.
   tString checksum(teVersion version) const;
 
  private:
@@ -81,6 +85,8 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
   static bool scheduleBody(nk_serializer& ser, teVersion asVersion,
                            nk_messageSetSchedulesReq* target, nk_messageSchedule* schedule,
                            tEntries entries);
+  bool hash(SHA1& sha1, teVersion version) const;
+  bool readJson(nk_jsonFields fields);
   void copyChanged(nk_messageSetSchedulesReq const& other);
   bool dropMissing(nk_messageSetSchedulesReq const& other);
 

@@ -18,7 +18,7 @@ static_assert(std::endian::native == std::endian::little,
 /// bytes. Writing appends at the end whatever the read position, reading never moves the end.
 ///
 /// Reading gives false when the buffer is too short, or a declared length runs past it; the caller
-/// stops there. Writing gives false only when no memory is left. Not synchronised.
+/// stops there. Reading and writing give false when no memory is left. Not synchronised.
 class NK_API nk_serializer : public tBlob {
  public:
   enum teSerDirection { SER_READ = 0, SER_WRITE = 1 };

@@ -74,7 +74,11 @@ class NK_API nk_messageStateRsp : public nk_message {
   tString const& vc() const { return m_vc; }
   tString const& va() const { return m_va; }
   unsigned int omc() const { return m_omc; }
+  /// The second of the three numbers, behind omc.
+  unsigned int second() const { return m_second; }
   unsigned int evc() const { return m_evc; }
+  /// Of use in version 0 only.
+  tString const& legacy() const { return m_legacy; }
   tString const& devName() const { return m_devName; }
   tString const& devCus() const { return m_devCus; }
   unsigned int flags() const { return m_flags; }

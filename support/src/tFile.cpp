@@ -84,9 +84,9 @@ bool tFile::add(tBlob const& bytes) {
   return true;
 }
 
-bool tFile::sync() {
-  return isOpen() && syncDescriptor(m_descriptor) && syncDirectoryOf(m_path.view());
-}
+bool tFile::syncContent() { return isOpen() && syncDescriptor(m_descriptor); }
+
+bool tFile::sync() { return syncContent() && syncDirectoryOf(m_path.view()); }
 
 bool tFile::close() {
   if (!isOpen()) return true;

@@ -30,8 +30,11 @@ class NK_SUPPORT_API tFile {
   /// Writes all bytes at the end of what was written before. False as soon as the system refuses
   /// (disk full, not open, ...); some bytes may have been written then.
   bool add(tBlob const& bytes);
-  /// Asks the system to bring the file's bytes to the medium and waits for it. A directory entry
-  /// that renameFile changed is brought along. False if not open or refused.
+  /// Asks the system to bring the file's bytes to the medium and waits for it. False if not open or
+  /// refused.
+  bool syncContent();
+  /// The same, and brings along a directory entry that renameFile changed. False too for a directory
+  /// that may not be read.
   bool sync();
   /// Closes the file; false if the system reports a late write error. Nothing happens if closed.
   bool close();
