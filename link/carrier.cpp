@@ -42,7 +42,7 @@ nk_carrier::tLimits withLineTime(nk_carrier::tLimits limits, int descriptor) {
 
 }  // namespace
 
-nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits)
+nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits) try
     : m_limits(withLineTime(limits, descriptor)),
       m_isSocket(isSocket(descriptor)),
       m_descriptor(io) {
@@ -53,6 +53,8 @@ nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limi
     return;
   }
   m_descriptor.native_non_blocking(true, m_error);
+} catch (...) {  // only m_descriptor's own resources may be lacking, and it has taken nothing yet
+  ::close(descriptor);
 }
 
 nk_carrier::~nk_carrier() = default;
@@ -184,6 +186,7 @@ void nk_carrier::flush() {
     m_outgoing.slice(written);
     m_lastProgress = tClock::now();
   }
+  if (m_outgoing.empty()) m_waited = {};
 }
 
 // The bytes that the system took in one call; 0 if it takes none now or the link broke.
@@ -201,9 +204,12 @@ unsigned int nk_carrier::writeSome(unsigned char const* data, unsigned int lengt
 }
 
 bool nk_carrier::waitForRoom() {
+  if (m_outgoing.size() < m_limits.buffered) return !m_error;
+  auto const begun = tClock::now();
+  auto const last = begun + m_limits.patience - m_waited;
   while (!m_error && m_outgoing.size() >= m_limits.buffered) {
     auto const rest = std::chrono::ceil<std::chrono::milliseconds>(
-        m_lastProgress + m_limits.patience - tClock::now());
+        std::min(last, m_lastProgress + m_limits.patience) - tClock::now());
     if (rest.count() <= 0) {
       fail(ETIMEDOUT);
       break;
@@ -216,6 +222,7 @@ bool nk_carrier::waitForRoom() {
     if (ready == 0 || (wait.revents & reading) != 0) readAhead();
     if (ready == 0 || (wait.revents & ~POLLIN) != 0) flush();
   }
+  m_waited += tClock::now() - begun;
   return !m_error;
 }
 

@@ -32,7 +32,8 @@ class nk_carrier {
   };
 
   /// Takes `descriptor` over, makes it non-blocking and closes it at the end. `io` is borrowed. A
-  /// descriptor that cannot be used shows in error().
+  /// descriptor that cannot be used shows in error(). Throws std::system_error, with the descriptor
+  /// closed, if the system has none left for waiting on it.
   nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits);
   nk_carrier(nk_carrier const&) = delete;
   nk_carrier& operator=(nk_carrier const&) = delete;
@@ -44,7 +45,9 @@ class nk_carrier {
 
   /// Takes up to `length` bytes over for sending and returns how many, at least one. If the buffer
   /// is full it waits for the peer, reading ahead meanwhile so that two such ends cannot block each
-  /// other. 0 if the link is over, or `length` is 0: `error` is then the errno value, never EAGAIN.
+  /// other, for `patience` in all until the buffer has been empty again: a peer that keeps a whole
+  /// process waiting by taking a byte now and then is gone too. 0 if the link is over, or `length`
+  /// is 0: `error` is then the errno value, never EAGAIN.
   unsigned int send(unsigned char const* data, unsigned int length, int& error);
   /// Hands out up to `length` of the bytes that have arrived; 0 if none are there. Never waits.
   unsigned int receive(unsigned char* data, unsigned int length);
@@ -104,6 +107,7 @@ class nk_carrier {
   unsigned long long m_sent = 0;
   unsigned long long m_received = 0;
   tClock::time_point m_lastProgress{};  // when the peer last took bytes, or had none to take
+  tClock::duration m_waited{};          // in send(), since no bytes waited
   // Handlers hold a weak pointer to it: they may be on their way when the carrier is destroyed.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

@@ -32,7 +32,7 @@ nk_dialer::nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tR
       m_url(std::move(url)),
       m_plan(plan),
       m_reports(std::move(reports)),
-      m_socket(io),
+      m_socket(std::make_shared<tSocket>(io)),
       m_pauseTimer(io),
       m_giveUpTimer(io),
       m_pause(plan.firstPause) {}
@@ -62,7 +62,7 @@ void nk_dialer::begin() {
     if (alive.expired()) return;
     m_expired = true;
     std::error_code ignored;
-    m_socket.close(ignored);
+    m_socket->close(ignored);
     m_pauseTimer.cancel();
   });
 }
@@ -72,7 +72,7 @@ void nk_dialer::cancel() {
   m_pauseTimer.cancel();
   m_giveUpTimer.cancel();
   std::error_code ignored;
-  m_socket.close(ignored);
+  m_socket->close(ignored);
 }
 
 void nk_dialer::attempt() {
@@ -86,13 +86,13 @@ void nk_dialer::attemptSocket() {
   std::error_code error;
   auto const endpoints = endpointsOf(m_io, m_url, error);
   if (error) return retry(error);
-  asio::async_connect(
-      m_socket, endpoints,
-      [this, alive = std::weak_ptr(m_alive)](std::error_code problem, tEndpoint const&) {
-        if (alive.expired()) return;
-        int const descriptor = problem ? -1 : m_socket.release(problem);
-        problem ? retry(problem) : done(descriptor);
-      });
+  asio::async_connect(*m_socket, endpoints,
+                      [this, socket = m_socket, alive = std::weak_ptr(m_alive)](
+                          std::error_code problem, tEndpoint const&) {
+                        if (alive.expired()) return;
+                        int const descriptor = problem ? -1 : socket->release(problem);
+                        problem ? retry(problem) : done(descriptor);
+                      });
 }
 
 void nk_dialer::done(int descriptor) {
@@ -116,6 +116,8 @@ void nk_dialer::pauseAndAttempt() {
   m_pauseTimer.expires_after(m_pause);
   m_pause = std::min(m_pause * 2, m_plan.longestPause);
   m_pauseTimer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code) {
-    if (!alive.expired()) attempt();
+    if (alive.expired()) return;
+    bool const tooLate = m_expired && m_plan.giveUp != tDuration::zero();
+    tooLate ? retry(asio::error::operation_aborted) : attempt();
   });
 }

@@ -27,7 +27,7 @@ class nk_dialer {
     /// without a limit. Without a value it goes on for ever.
     std::optional<tDuration> giveUp;
   };
-  /// What the dialer reports to, always from the io_context.
+  /// What the dialer reports to, always from the io_context. They must not destroy the dialer.
   struct tReports {
     /// The link is open; `descriptor` is the receiver's to close.
     std::function<void(int descriptor)> opened;
@@ -64,7 +64,7 @@ class nk_dialer {
   nk_linkUrl const m_url;
   tPlan const m_plan;
   tReports const m_reports;
-  tSocket m_socket;
+  std::shared_ptr<tSocket> m_socket;  // the library behind looks at it after it was cancelled
   asio::steady_timer m_pauseTimer;
   asio::steady_timer m_giveUpTimer;
   tDuration m_pause;

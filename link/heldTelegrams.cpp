@@ -20,6 +20,7 @@ void nk_heldTelegrams::add(nk_telegramPart const& part, tBlob const& frame, tMom
     if (held->frames.empty()) remove(held);
     return;
   }
+  m_held.splice(m_held.end(), m_held, held);
   unsigned int const room = m_maxBytes - held->bytes;
   if (frame.size() > room || costPerPart > room - frame.size()) return drop(held, m_refused);
   unsigned int const cost = frame.size() + costPerPart;
@@ -36,19 +37,21 @@ void nk_heldTelegrams::add(nk_telegramPart const& part, tBlob const& frame, tMom
   remove(held);
 }
 
-// The part's telegram, new if there is none, at the end of the list.
+// The part's telegram, new if there is none.
 nk_heldTelegrams::tPlace nk_heldTelegrams::place(nk_telegramPart const& part) {
   tKey const key{part.sourceAddress(), part.destinationAddress(),
                  part.telegramId(),    part.timestamp(),
                  part.type(),          part.compression()};
   auto const found = m_byKey.find(key);
-  if (found != m_byKey.end()) {
-    m_held.splice(m_held.end(), m_held, found->second);
-    return found->second;
-  }
+  if (found != m_byKey.end()) return found->second;
   tPlace const added = m_held.emplace(m_held.end());
   added->key = key;
-  m_byKey.emplace(key, added);
+  try {
+    m_byKey.emplace(key, added);
+  } catch (std::bad_alloc const&) {  // it would not be found any more
+    m_held.erase(added);
+    throw;
+  }
   return added;
 }
 

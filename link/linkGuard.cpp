@@ -1,6 +1,5 @@
 #include "link/linkGuard.h"
 
-#include <limits>
 #include <new>
 #include <string_view>
 
@@ -13,12 +12,10 @@ nk_linkGuard::tOptions nk_linkGuard::tOptions::all(unsigned int address) {
   return options;
 }
 
-// What the engine itself sends may be of any size.
 nk_linkGuard::nk_linkGuard(tOptions options, tDeliver deliver)
     : m_options(std::move(options)),
       m_deliver(std::move(deliver)),
       m_incoming(m_options.maxPayload),
-      m_outgoing(std::numeric_limits<unsigned int>::max()),
       m_held(m_options.maxHeld, m_options.expiry) {}
 
 void nk_linkGuard::receive(unsigned char const* data, unsigned int length) {
@@ -90,7 +87,12 @@ bool nk_linkGuard::isDuplicate() {
                                                  part.telegramId(), part.partId(), part.timestamp(),
                                                  frame.size(), static_cast<unsigned int>(hash)});
   if (!isNew) return true;
-  m_recent.push_back({m_now, key});
+  try {
+    m_recent.push_back({m_now, key});
+  } catch (std::bad_alloc const&) {  // it would be remembered for ever
+    m_recentKeys.erase(key);
+    throw;
+  }
   forgetOldFrames();
   return false;
 }
@@ -112,20 +114,22 @@ void nk_linkGuard::sent(unsigned char const* data, unsigned int length) {
 }
 
 void nk_linkGuard::remember(nk_telegramPart const& request) {
-  m_lastAsked = request.telegramId();
-  auto const known = m_askedById.find(m_lastAsked);
+  unsigned int const id = request.telegramId();
+  auto const known = m_askedById.find(id);
   if (known != m_askedById.end()) {  // another part, or ids have gone round
     known->second->destination = request.destinationAddress();
-    return;
+  } else {
+    try {
+      m_asked.push_back({id, request.destinationAddress()});
+      m_askedById.emplace(id, std::prev(m_asked.end()));
+    } catch (std::bad_alloc const&) {  // its answer will not be known
+      if (m_asked.size() != m_askedById.size()) m_asked.pop_back();
+      return;
+    }
+    if (m_asked.size() > m_options.maxAsked) forget(m_asked.front().id);
   }
-  try {
-    m_asked.push_back({m_lastAsked, request.destinationAddress()});
-    m_askedById.emplace(m_lastAsked, std::prev(m_asked.end()));
-  } catch (std::bad_alloc const&) {  // its answer will not be known
-    if (m_asked.size() != m_askedById.size()) m_asked.pop_back();
-    return;
-  }
-  if (m_asked.size() > m_options.maxAsked) forget(m_asked.front().id);
+  m_lastAsked = id;
+  ++m_askedFrames;
 }
 
 void nk_linkGuard::forget(unsigned int id) {

@@ -12,6 +12,7 @@
 
 #include "link/frameCutter.h"
 #include "link/heldTelegrams.h"
+#include "link/sentHeaders.h"
 
 /// Stands between a link and the engine, and hands the engine only whole frames whose CRC holds.
 /// So no noise can block the engine's stream, and no frame waits behind a damaged one. What else
@@ -89,8 +90,10 @@ class nk_linkGuard {
   void receive(unsigned char const* data, unsigned int length);
   /// Takes note of bytes that the engine has sent. Needed for `checkAnswers` only.
   void sent(unsigned char const* data, unsigned int length);
-  /// The id of the last request wanting an answer whose frames sent() has seen begin.
+  /// The id of the last request wanting an answer whose frames sent() has seen begin and remembers;
+  /// and how many frames of such requests that were.
   unsigned int lastAsked() const { return m_lastAsked; }
+  unsigned long long askedFrames() const { return m_askedFrames; }
   /// Lets no more answers to the request `id` through.
   void forget(unsigned int id);
   /// Drops incomplete telegrams that have waited too long; receive() does so too. To be called now
@@ -124,12 +127,13 @@ class nk_linkGuard {
   tDeliver const m_deliver;
   tMoment m_now{};
   nk_frameCutter m_incoming;
-  nk_frameCutter m_outgoing;
+  nk_sentHeaders m_outgoing;
   nk_heldTelegrams m_held;
   std::vector<tBlob> m_complete;
   std::list<tAsked> m_asked;  // oldest first
   std::unordered_map<unsigned int, std::list<tAsked>::iterator> m_askedById;
   unsigned int m_lastAsked = 0;
+  unsigned long long m_askedFrames = 0;
   std::set<tFrameKey> m_recentKeys;
   std::deque<tRecent> m_recent;  // oldest first
   tCounters m_counters;

@@ -2,6 +2,7 @@
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
+#include <cstdarg>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -13,8 +14,10 @@
 /// An engine, the carrier of its one link and, if wanted, a guard between the two: polls the engine
 /// whenever bytes arrive or go out, and ten times a second besides, so that time-outs fire.
 ///
-/// A peer that sends requests and does not take the answers is left unread until it does.
-/// Everything runs on the thread that runs the io_context.
+/// A peer that sends requests and does not take the answers is left unread until it does: while
+/// more than half of the carrier's room for outgoing bytes is taken, the engine gets no further
+/// request, and with a guard it gets them one by one. Everything runs on the thread that runs the
+/// io_context.
 class nk_linkedEngine {
  public:
   /// What the engine is built with; see nk_protocol.
@@ -25,6 +28,8 @@ class nk_linkedEngine {
     unsigned int timeout_s = 10;
     void (*logOutput)(void* context, char const* text) = nullptr;
     void* logContext = nullptr;
+    /// Hook of nk_protocol::logProt, for the whole process: each engine that is made replaces it.
+    void (*logFcn)(char const* format, va_list arguments) = nullptr;
     /// With a value a guard stands in front of the engine.
     std::optional<nk_linkGuard::tOptions> guard;
   };
@@ -47,19 +52,24 @@ class nk_linkedEngine {
   nk_carrier const& carrier() const { return m_carrier; }
   /// Null without a guard.
   nk_linkGuard* guard() { return m_guard ? &*m_guard : nullptr; }
+  /// Bytes that have arrived and did not get to the engine yet.
+  unsigned int unhandled() const { return m_carrier.incoming() + m_frames.size(); }
   /// True once the link is over and all that arrived has been handled and answered.
   bool finished() const;
 
  private:
   void round();
   void tick();
-  void receiveGuarded();
+  bool handOneOver();
+  static unsigned int receiveFor(nk_server* server, void* ctx, unsigned char* data,
+                                 unsigned int length, int* error);
   static unsigned int sendFor(nk_server* server, void* ctx, unsigned char* data,
                               unsigned int length, int* error);
 
   nk_carrier m_carrier;
   nk_protocol m_engine;
   std::optional<nk_linkGuard> m_guard;
+  tBlob m_frames;  // from the guard, for the engine
   asio::steady_timer m_timer;
   std::function<void()> m_onEvent;
   // The timer's handler holds a weak pointer to it, as it may be on its way at destruction.

@@ -24,6 +24,8 @@ bool isStale(asio::any_io_executor const& executor, std::string const& path) {
   if (::lstat(path.c_str(), &info) != 0 || !S_ISSOCK(info.st_mode)) return false;
   tUnix::socket probe(executor);
   std::error_code error;
+  probe.open(tUnix(), error);
+  probe.non_blocking(true, error);  // an owner that is too busy to answer is there
   probe.connect(tUnix::endpoint(path), error);
   return error == asio::error::connection_refused;
 }

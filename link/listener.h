@@ -26,7 +26,8 @@ class nk_listener {
   /// The address in use, with the port that the system chose if the one asked for was 0.
   nk_linkUrl const& url() const { return m_url; }
   /// Calls `accepted` from the io_context for each connection; the descriptor is the receiver's to
-  /// close. If the system runs out of descriptors, connections wait until it has some again.
+  /// close; it must not destroy the listener. If the system runs out of descriptors, connections
+  /// wait until it has some again.
   void start(std::function<void(int descriptor)> accepted);
   /// Stops listening and removes the socket file.
   void close();

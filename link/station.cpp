@@ -18,7 +18,7 @@ tFuture futureOf(tRequest const& request) {
 }  // namespace
 
 nk_station::nk_station(int descriptor, tOptions const& options)
-    : m_core(std::make_shared<tCore>(descriptor, options)),
+    : m_core(tCore::make(descriptor, options)),
       // The thread has a share, for it may be still on its way out when the station is gone.
       m_thread([core = m_core] { core->run(); }) {}
 

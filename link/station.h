@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdarg>
 #include <functional>
 #include <future>
 #include <memory>
@@ -76,9 +77,14 @@ class nk_station {
     /// As of nk_protocol; called on the polling thread.
     void (*logOutput)(void* context, char const* text) = nullptr;
     void* logContext = nullptr;
+    /// Hook of nk_protocol::logProt, for the whole process: each station that is made replaces it.
+    void (*logFcn)(char const* format, va_list arguments) = nullptr;
   };
 
-  /// Takes `descriptor`, an open link, over and starts the polling thread.
+  /// Takes `descriptor`, an open link, over and starts the polling thread. Throws std::system_error
+  /// or std::bad_alloc, with the descriptor closed, if the system has no descriptor, thread or
+  /// memory left for that. After that nothing is thrown out of the polling thread: where memory
+  /// runs out there, the program ends, as it does where a completion throws.
   nk_station(int descriptor, tOptions const& options);
   nk_station(nk_station const&) = delete;
   nk_station& operator=(nk_station const&) = delete;

@@ -1,5 +1,7 @@
 #include "link/stationCore.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <asio/post.hpp>
 #include <limits>
@@ -30,8 +32,10 @@ nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* cont
   setup.context = context;
   setup.logOutput = options.logOutput;
   setup.logContext = options.logContext;
+  setup.logFcn = options.logFcn;
   setup.guard = options.guard ? *options.guard : nk_linkGuard::tOptions::all(options.address);
   setup.guard->checkAnswers = true;  // it also tells which id a request was given
+  setup.guard->maxAsked = std::max(setup.guard->maxAsked, options.maxOpen);
   return setup;
 }
 
@@ -46,10 +50,20 @@ nk_station::tResult resultOf(nk_station::teOutcome outcome, std::error_code reas
 
 }  // namespace
 
-nk_station::tCore::tCore(int descriptor, tOptions const& options)
+nk_station::tCore::tOwned::~tOwned() {
+  if (descriptor >= 0) ::close(descriptor);
+}
+
+std::shared_ptr<nk_station::tCore> nk_station::tCore::make(int descriptor,
+                                                           tOptions const& options) {
+  tOwned owned{descriptor};
+  return std::make_shared<tCore>(owned, options);
+}
+
+nk_station::tCore::tCore(tOwned& descriptor, tOptions const& options)
     : m_options(options),
       m_io(1),
-      m_link(m_io, descriptor, limitsFor(options), setupFor(options, this)),
+      m_link(m_io, descriptor.take(), limitsFor(options), setupFor(options, this)),
       m_timer(m_io),
       m_work(m_io.get_executor()),
       m_lock(false) {
@@ -93,8 +107,7 @@ std::future<void> nk_station::tCore::requestFinish(tDuration patience) {
   // Handlers are copied, promises cannot be.
   auto const shared = std::make_shared<tFinish>(std::move(finish));
   asio::post(m_io, [this, shared] {
-    if (m_finish) m_finish->done.set_value();
-    m_finish = std::move(*shared);
+    m_finish.push_back(std::move(*shared));
     round();
   });
   return future;
@@ -121,8 +134,8 @@ void nk_station::tCore::shutDown() {
     auto const& [ticket, request] = *m_requests.begin();
     complete(ticket, resultOf(request.sent ? OUTCOME_CANCELLED : OUTCOME_NOT_SENT, reason));
   }
-  if (m_finish) m_finish->done.set_value();
-  m_finish.reset();
+  for (auto& finish : m_finish) finish.done.set_value();
+  m_finish.clear();
   m_io.stop();
   runCompletions();
 }
@@ -178,6 +191,7 @@ void nk_station::tCore::send(tRequest& request) {
   auto const& carrier = m_link.carrier();
   auto const ticket = request.ticket;
   auto const before = carrier.sent();
+  auto const askedBefore = m_link.guard()->askedFrames();
   if (!request.content.empty()) {  // of which the engine would make no telegram
     request.inEngine = request.wantsAnswer;
     m_link.engine().enqueue_TS(&request.content, request.destination,
@@ -201,7 +215,7 @@ void nk_station::tCore::send(tRequest& request) {
     m_bytes -= std::exchange(request.bytes, 0);
   }
   if (request.wantsAnswer) {
-    request.id = m_link.guard()->lastAsked();
+    if (m_link.guard()->askedFrames() != askedBefore) request.id = m_link.guard()->lastAsked();
   } else {
     m_told.emplace_back(ticket, carrier.sent());
   }
@@ -238,7 +252,7 @@ void nk_station::tCore::expire() {
 
 std::error_code nk_station::tCore::over() const {
   auto const& carrier = m_link.carrier();
-  bool const ended = carrier.ended() && carrier.incoming() == 0;
+  bool const ended = carrier.ended() && m_link.unhandled() == 0;
   return ended && !carrier.error() ? std::make_error_code(std::errc::not_connected)
                                    : carrier.error();
 }
@@ -271,10 +285,12 @@ void nk_station::tCore::giveUp(std::vector<tTicket> const& tickets, teOutcome ou
   }
 }
 
-// The engine lets go of a request when it is answered, so it is given an answer, an empty one.
+// The engine lets go of a request when it is answered, so it is given an answer, an empty one. One
+// that it sent when there was no memory to note its id stays with it.
 void nk_station::tCore::withdraw(tRequest& request) {
   request.givenUp = true;
-  nk_telegramPart answer(request.id, request.destination, m_options.address, 1, 0, true, nullptr,
+  if (!request.id) return;
+  nk_telegramPart answer(*request.id, request.destination, m_options.address, 1, 0, true, nullptr,
                          nk_basicTelegram::TYPE_RESPONSE, nk_basicTelegram::COMPRESSION_NONE);
   tBlob frame;
   if (answer.serialize(&frame)) m_link.engine().pushData(frame.data(), frame.size());
@@ -285,7 +301,7 @@ void nk_station::tCore::complete(tTicket ticket, tResult result) {
   if (node.empty()) return;
   auto& request = node.mapped();
   m_deadlines.erase({request.deadline, ticket});
-  if (request.sent && request.wantsAnswer) m_link.guard()->forget(request.id);
+  if (request.id) m_link.guard()->forget(*request.id);
   m_completed.emplace_back(std::move(request.done), std::move(result));
   {
     tLockGuard guard(m_lock);
@@ -304,23 +320,26 @@ void nk_station::tCore::runCompletions() {
 }
 
 void nk_station::tCore::checkFinish() {
-  if (!m_finish) return;
+  if (m_finish.empty()) return;
   auto& carrier = m_link.carrier();
-  if (!m_finish->told && m_waiting.empty() && carrier.outgoing() == 0) {
+  if (!m_toldEnd && m_waiting.empty() && carrier.outgoing() == 0) {
     carrier.finishSending();
-    m_finish->told = true;
+    m_toldEnd = true;
   }
-  bool const over = m_finish->told && (carrier.ended() || carrier.isSerial());
-  if (!over && !carrier.error() && tClock::now() < m_finish->deadline) return;
-  m_finish->done.set_value();
-  m_finish.reset();
+  bool const over = carrier.error() || (m_toldEnd && (carrier.ended() || carrier.isSerial()));
+  auto const now = tClock::now();
+  m_finish.remove_if([&](tFinish& finish) {
+    if (!over && now < finish.deadline) return false;
+    finish.done.set_value();
+    return true;
+  });
 }
 
 // Sets the timer to the next deadline.
 void nk_station::tCore::arm() {
   auto next = tMoment::max();
   if (!m_deadlines.empty()) next = m_deadlines.begin()->first;
-  if (m_finish) next = std::min(next, m_finish->deadline);
+  for (auto const& finish : m_finish) next = std::min(next, finish.deadline);
   if (next == tMoment::max() || m_armed == next) return;
   m_armed = next;
   m_timer.expires_at(next);

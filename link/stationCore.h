@@ -23,7 +23,15 @@
 /// engine.
 class nk_station::tCore {
  public:
-  tCore(int descriptor, tOptions const& options);
+  /// A descriptor until the link has taken it over.
+  struct tOwned {
+    ~tOwned();
+    int take() { return std::exchange(descriptor, -1); }
+    int descriptor;
+  };
+  /// Takes `descriptor` over, even if it throws.
+  static std::shared_ptr<tCore> make(int descriptor, tOptions const& options);
+  tCore(tOwned& descriptor, tOptions const& options);
 
   /// Polls until shutDown().
   void run();
@@ -51,15 +59,14 @@ class nk_station::tCore {
     tDone done;
     bool wantsAnswer;
     bool sent = false;
-    bool inEngine = false;  // the engine has a pointer to this
-    bool givenUp = false;   // what the engine says of it no longer counts
-    unsigned int id = 0;    // of the telegram
+    bool inEngine = false;             // the engine has a pointer to this
+    bool givenUp = false;              // what the engine says of it no longer counts
+    std::optional<unsigned int> id{};  // of the telegram, as far as the guard knows it
   };
   using tRequests = std::map<tTicket, tRequest>;
   struct tFinish {
     tMoment deadline;
     std::promise<void> done;
-    bool told = false;
   };
 
   void round();
@@ -85,6 +92,7 @@ class nk_station::tCore {
   nk_linkedEngine m_link;
   asio::steady_timer m_timer;
   std::optional<tMoment> m_armed;  // when the timer will fire
+  bool m_toldEnd = false;          // the peer knows that no more will be sent
   asio::executor_work_guard<asio::io_context::executor_type> m_work;
 
   tRequests m_requests;
@@ -93,7 +101,7 @@ class nk_station::tCore {
   std::set<std::pair<tMoment, tTicket>> m_deadlines;
   std::deque<std::pair<tDone, tResult>> m_completed;  // to be called
   std::list<tRequests::node_type> m_lost;             // given up, but the engine kept the pointer
-  std::optional<tFinish> m_finish;
+  std::list<tFinish> m_finish;
 
   mutable tCriticalSection m_lock;
   std::deque<tRequest> m_accepted NK_GUARDED_BY(m_lock);

@@ -1,6 +1,7 @@
 #include "protocol/receivedParts.h"
 
 #include <algorithm>
+#include <new>
 
 bool nk_receivedParts::add(nk_telegramPart& part) {
   if (m_taken) return false;
@@ -11,13 +12,20 @@ bool nk_receivedParts::add(nk_telegramPart& part) {
   if (m_others.contains(key)) return false;
 
   unsigned int const offset = m_payloads.size();
-  if (!m_payloads.append(*part.payload())) return false;
+  bool const isNext = sameAddresses && key[0] == m_inOrder[0] + 1;
   m_parts.push_back({key[0], offset, part.payload()->size(), part.isLastPart()});
-  if (sameAddresses && key[0] == m_inOrder[0] + 1) {
-    ++m_inOrder[0];
-  } else {
-    m_others.insert(key);
+  try {
+    if (!isNext) m_others.insert(key);
+  } catch (std::bad_alloc const&) {
+    m_parts.pop_back();
+    throw;
   }
+  if (!m_payloads.append(*part.payload())) {
+    m_others.erase(key);
+    m_parts.pop_back();
+    return false;
+  }
+  if (isNext) ++m_inOrder[0];
   return true;
 }
 
