@@ -41,6 +41,7 @@ void nk_linkedEngine::pump() {
     if (m_guard) {
       more = handOneOver();
       m_engine.poll(nullptr, this, sendFor, nullptr);
+      if (more) m_engine.poll(nullptr, this, sendFor, nullptr);  // what the frame is answered with
     } else {
       auto const receive = m_carrier.congested() ? nullptr : receiveFor;
       m_engine.poll(nullptr, &m_carrier, nk_carrier::sendFor, receive);

@@ -157,6 +157,26 @@ TEST(carrierBounds, aPeerThatTakesNothingEndsTheLinkAndNeverAsksToTryAgain) {
   EXPECT_EQ(waiting.error(), std::errc::timed_out);
 }
 
+TEST(carrierBounds, aPeerThatTakesAByteNowAndThenKeepsNobodyWaitingForEver) {
+  asio::io_context io{1};
+  int ends[2] = {-1, -1};
+  ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+  harness::tDescriptor const peer(ends[1]);
+  nk_carrier carrier(io, ends[0], {4096, 1024, std::chrono::milliseconds(100)});
+  std::atomic<bool> over = false;
+  std::thread reader([&] {
+    for (char byte; !over && ::recv(peer.get(), &byte, 1, 0) == 1;) ::poll(nullptr, 0, 1);
+  });
+  unsigned char const bytes[4096] = {};
+  int error = 0;
+  while (carrier.send(bytes, sizeof bytes, error) != 0) {
+  }
+  over = true;
+  EXPECT_EQ(error, ETIMEDOUT);
+  ::shutdown(ends[0], SHUT_RDWR);
+  reader.join();
+}
+
 TEST(carrierBounds, unreadBytesStayWithTheSystem) {
   asio::io_context io{1};
   auto [mine, peer] = socketPair();

@@ -4,6 +4,7 @@
 #include <sys/socket.h>
 
 #include "harness/clock.h"
+#include "harness/hex.h"
 #include "harness/link.h"
 #include "harness/system.h"
 
@@ -33,16 +34,20 @@ std::string framesOf(std::string const& content) {
 // An engine with address 2 that echoes, and the far end of its link.
 class linkedEngine : public testing::Test {
  protected:
-  nk_linkedEngine& echoing(nk_carrier::tLimits const& limits) {
+  nk_linkedEngine& echoing(nk_carrier::tLimits const& limits,
+                           nk_linkedEngine::tSetup const& setup = echoSetup()) {
     int ends[2] = {-1, -1};
     EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
     peer = harness::tDescriptor(ends[1]);
-    nk_linkedEngine::tSetup setup;
-    setup.address = 2;
-    setup.receive = echo;
     panel = std::make_unique<nk_linkedEngine>(io, ends[0], limits, setup);
     panel->start([this] { ++events; });
     return *panel;
+  }
+  static nk_linkedEngine::tSetup echoSetup() {
+    nk_linkedEngine::tSetup setup;
+    setup.address = 2;
+    setup.receive = echo;
+    return setup;
   }
   // Reads what is there at the far end.
   void readPeer() {
@@ -124,6 +129,37 @@ TEST_F(linkedEngine, aFloodThatTakesNoAnswersIsHeldBackAndThenCutOff) {
   EXPECT_LE(most, limits.buffered);
   EXPECT_GT(most, limits.buffered / 2);
   EXPECT_EQ(device.carrier().error(), std::errc::timed_out);
+}
+
+// A few bytes may ask for a lot: answers must not be made faster than they go.
+TEST_F(linkedEngine, largeAnswersDoNotPileUpBehindAGuard) {
+  nk_linkedEngine::tSetup setup;
+  setup.address = 2;
+  setup.guard = nk_linkGuard::tOptions::all(2);
+  unsigned int requests = 0;
+  setup.context = &requests;
+  setup.receive = [](unsigned int, tBlob* content, void* context) {
+    ++*static_cast<unsigned int*>(context);
+    *content = harness::noise(20000);
+  };
+  nk_carrier::tLimits const limits{65536, 65536, harness::patience};
+  auto& device = echoing(limits, setup);
+  harness::tPair asker;
+  for (int i = 0; i < 1000; ++i) asker.a.request("?", 2);
+  asker.a.poll();
+  auto const& frames = asker.toB.bytes;
+  ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
+  EXPECT_TRUE(runUntil(io, [&] { return device.carrier().congested(); }));
+  device.pump();
+  int room = 0;
+  socklen_t size = sizeof room;
+  ::getsockopt(peer.get(), SOL_SOCKET, SO_RCVBUF, &room, &size);
+  EXPECT_LE(requests, (unsigned(room) * 2 + limits.buffered / 2) / 20000 + 3);
+  EXPECT_GT(device.unhandled(), 0u);
+  EXPECT_TRUE(runUntil(io, [&] {
+    readPeer();
+    return requests == 1000 && device.carrier().outgoing() == 0;
+  }));
 }
 
 }  // namespace

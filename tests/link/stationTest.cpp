@@ -11,6 +11,7 @@
 #include "harness/hex.h"
 #include "harness/system.h"
 #include "link/linkedEngine.h"
+#include "nkSupport/tCompression.h"
 
 namespace {
 
@@ -295,6 +296,24 @@ TEST_F(stationCalls, noCompletionIsLostOrDoubledAtTheEnd) {
     }
     EXPECT_EQ(completed, accepted);
   }
+}
+
+// What is sent may be larger than what this side would take.
+TEST_F(stationCalls, aLargeRequestGivenUpLeavesTheOthersAlone) {
+  struct tCeiling {
+    tCeiling() { tCompression::setMaxDecodedSize(1000); }
+    ~tCeiling() { tCompression::setMaxDecodedSize(64 << 20); }
+  } const ceiling;
+  open();
+  startPanel();
+  ask("-small");
+  ask("-" + harness::randomBytes(5000, 1), milliseconds(50));
+  auto const last = station->ask(harness::bytes("-last"), 2, brief);
+  last.wait();
+  station.reset();
+  expectEachOnce(2);
+  EXPECT_EQ(outcomes[nk_station::OUTCOME_TIMEOUT], 1u);
+  EXPECT_EQ(outcomes[nk_station::OUTCOME_CANCELLED], 1u);
 }
 
 TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
