@@ -2,6 +2,8 @@
 
 #include <cstdio>
 #include <map>
+#include <regex>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -18,7 +20,8 @@ struct tRow {
 
 struct tFigure {
   std::string what;
-  double value, most;
+  double most;
+  std::function<double()> measure;
 };
 
 std::vector<tRows>& rowAdders() {
@@ -101,8 +104,8 @@ void atMost(std::string const& work, double limit, tWork ours, tWork yardstick) 
 void tell(std::string const& work, tWork ours, tWork yardstick) {
   add(work, teKind::Tell, 0, std::move(ours), std::move(yardstick));
 }
-void figure(std::string const& what, double value, double most) {
-  figures().push_back({what, value, most});
+void figure(std::string const& what, double most, std::function<double()> measure) {
+  figures().push_back({what, most, std::move(measure)});
 }
 void addRows(tRows rows) { rowAdders().push_back(rows); }
 
@@ -121,6 +124,14 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
+  // Google Benchmark takes the filter out of the arguments and does not give it out.
+  constexpr std::string_view option = "--benchmark_filter=";
+  std::string wanted;
+  for (int i = 1; i < argc; ++i)
+    if (std::string_view const word(argv[i]); word.starts_with(option))
+      wanted = word.substr(option.size());
+  std::regex const filter(wanted, std::regex::extended);
+
   for (auto const addRowsOfFile : bench::rowAdders()) addRowsOfFile();
   bench::tMedians medians;
   benchmark::RunSpecifiedBenchmarks(&medians);
@@ -129,8 +140,10 @@ int main(int argc, char** argv) {
   bool good = !medians.failed;
   for (auto const& row : bench::rows()) good = bench::print(row, medians.perItem) && good;
   for (auto const& figure : bench::figures()) {
-    std::printf("%-72s %28s  %7.3f", figure.what.c_str(), "", figure.value);
-    good = bench::verdict(figure.value <= figure.most, "<=", figure.most) && good;
+    if (!std::regex_search(figure.what, filter)) continue;
+    double const value = figure.measure();
+    std::printf("%-72s %28s  %7.3f", figure.what.c_str(), "", value);
+    good = bench::verdict(value <= figure.most, "<=", figure.most) && good;
   }
   return good ? 0 : 1;
 }

@@ -20,8 +20,9 @@ void atLeast(std::string const& work, double limit, tWork ours, tWork yardstick)
 void atMost(std::string const& work, double limit, tWork ours, tWork yardstick);
 /// A row for information: rate(ours) / rate(yardstick), without a limit.
 void tell(std::string const& work, tWork ours, tWork yardstick);
-/// A figure that is no time, such as a size ratio, with the most that it may be.
-void figure(std::string const& what, double value, double most);
+/// A figure that is no time, such as a size ratio, with the most that it may be. `measure` is
+/// called after the benchmarks, unless they are filtered and this is not among them.
+void figure(std::string const& what, double most, std::function<double()> measure);
 
 /// Adds one file's rows. Each bench file defines one such function; main calls them all.
 using tRows = void (*)();

@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <memory>
 #include <numeric>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -193,7 +194,7 @@ void pendingRequests(State& state, unsigned int count) {
   tNodes nodes;
   std::vector<unsigned int> ids(count);
   std::iota(ids.begin(), ids.end(), 1u);
-  for (unsigned int i = count - 1; i > 0; --i) std::swap(ids[i], ids[(i * 7919u) % (i + 1)]);
+  std::shuffle(ids.begin(), ids.end(), std::mt19937(1));
   std::vector<tBlob> answers;
   for (unsigned int const id : ids) {
     answers.push_back(frame(id, 2, 1, harness::noise(20), nk_basicTelegram::TYPE_RESPONSE));

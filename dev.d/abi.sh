@@ -43,12 +43,12 @@ abi() {
     done
     return
   fi
+  needPackages build abi
   tag=$(git describe --tags --abbrev=0 --match 'v*' 2>/dev/null || true)
   if [ -z "$tag" ]; then
     echo "abi: no version has been tagged yet (v*), so there is nothing to compare with"
     return
   fi
-  needPackages build abi
   rm -rf build/abi
   mkdir -p build/abi/old
   git archive "$tag" | tar -x -C build/abi/old

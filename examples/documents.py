@@ -36,7 +36,7 @@ def problems(document):
     text = document.read_text()
     for fence in fences.finditer(text):
         language, code = fence.groups()
-        if language == "bodies":  # a table of the wire format that examples/peer.py reads
+        if language == "bodies":  # a table of the wire format that the build reads
             continue
         count["samples"] += language != ""
         if language and not is_shown(language, code):

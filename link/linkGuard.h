@@ -44,7 +44,8 @@ class nk_linkGuard {
     bool assemble = false;
     /// The most that `assemble` holds, what it takes to hold it included. The telegram that waited
     /// longest for a part makes room for others; a telegram that is larger by itself is refused.
-    unsigned int maxHeld = 64u << 20;
+    /// This suffices for the frames of 64 MiB of content in parts of 16 KiB and more.
+    unsigned int maxHeld = 80u << 20;
     /// How long an incomplete telegram waits for its next part.
     tDuration expiry{30000};
     /// Drops answers to requests that sent() did not see, and from others than were asked. The

@@ -19,11 +19,12 @@ class nk_frameWriter;
 /// to send, feeds it the bytes that arrive, and calls poll() regularly; the engine calls back with
 /// requests, answers and time-outs. It does no input or output of its own and starts no thread.
 ///
-/// Threads: poll(), recvData(), pushData() and all callbacks run on one thread, the polling thread;
-/// enqueue_TS() and respond_TS() may be called from any. Two re-entrant locks, one for incoming
-/// telegrams and one for the outgoing queue, are never held together. The send function and the
-/// response callbacks run with the outgoing lock held, so other threads' enqueue_TS() waits for
-/// them; the receive callback runs without any lock. No callback may delete the engine.
+/// Threads: poll(), recvData(), pushData() and all callbacks but `logOutput` run on one thread, the
+/// polling thread; enqueue_TS() and respond_TS() may be called from any. Two re-entrant locks, one
+/// for incoming telegrams and one for the outgoing queue, are never held together. The send
+/// function and the response callbacks run with the outgoing lock held, so other threads'
+/// enqueue_TS() waits for them; the receive callback runs without any lock. No callback may delete
+/// the engine.
 class NK_API nk_protocol : public tLog {
  public:
   /// Called for each complete request, broadcasts included. `content` is the engine's, valid during
@@ -35,8 +36,9 @@ class NK_API nk_protocol : public tLog {
   /// `recvCb` may be null: requests are then dropped. `context` is handed to it and to every
   /// response callback. `defaultTimeout_s` holds for requests enqueued with time-out 0.
   /// `logFcn` becomes the hook of logProt() for the whole process, null included. `logOutput` gets
-  /// the engine's own messages, with `logContext`; null for none. All are borrowed until the engine
-  /// is destroyed.
+  /// the engine's own messages, with `logContext`; null for none. It is called on the polling
+  /// thread, and by respond_TS() on its caller's, partly with a lock held: it must take none that
+  /// is held round a call of the engine. All are borrowed until the engine is destroyed.
   nk_protocol(unsigned int ownAddress, tReceiveCallback recvCb, void* context,
               unsigned int defaultTimeout_s, void (*logFcn)(char const* format, va_list arguments),
               void* logContext, void (*logOutput)(void* context, char const* text));
@@ -63,7 +65,8 @@ class NK_API nk_protocol : public tLog {
   void pushData(unsigned char* data, unsigned int length);
 
   /// Files one received part of a telegram of several. Returns the whole content once the last part
-  /// is in, owned by `*complete`, which stays filed until the caller removes it; otherwise null.
+  /// is in, owned by `*complete`, which the engine keeps filed: poll() removes what it filed
+  /// itself, what others file stays until the engine is destroyed. Otherwise null.
   /// `*complete` is set in any case; `complete` must not be null.
   tBlob* checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete);
   /// Compacts both lists. They are kept compact all the time, so there is nothing to do; it stays

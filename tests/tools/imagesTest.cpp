@@ -198,15 +198,15 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
 
 // The kill comes while images are on their way; what counts then must be whole.
 TEST_F(images, areWholeOrNotThereAfterAKill) {
-  std::string files;
-  for (unsigned int i = 0; i < 6; ++i)
-    files +=
-        " " + write(dir / ("image_id" + std::to_string(i % 3) + (i < 3 ? ".png" : ".jpg")).c_str(),
+  std::string files[2];  // each set replaces the other
+  for (unsigned int i = 0; i < 12; ++i)
+    files[i / 6] +=
+        " " + write(dir / ("image_id" + std::to_string(i % 6) + (i < 6 ? ".png" : ".jpg")).c_str(),
                     harness::randomBytes(200000 + i, i));
   device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
   for (unsigned int round = 0; round < 12; ++round) {
     harness::tProgram sender(
-        io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files));
+        io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files[round % 2]));
     auto const requests = [&] {
       unsigned int count = 0;
       for (auto at = device->errors.find("request IMAGE"); at != std::string::npos; ++count)
@@ -220,7 +220,7 @@ TEST_F(images, areWholeOrNotThereAfterAKill) {
     device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
     EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
   }
-  EXPECT_EQ(ask("images send" + files), 0) << output << errors;
+  EXPECT_EQ(ask("images send" + files[0]), 0) << output << errors;
 }
 
 TEST_F(images, areSentByTheStation) {
@@ -240,6 +240,7 @@ TEST_F(images, areSentByTheStation) {
       {"images uid" + here("none.png"), 2, "none.png cannot be opened"},
       {"images uid" + here("text.txt"), 2, "ends in none of"},
       {"images send" + here("a.png") + here("empty.png"), 2, "empty.png is empty"},
+      {"images send" + here("a.png") + here("./a.png"), 2, "has the same uid as"},
       {"images missing " + set(R"("image":"a.png")"), 6, "12220867466687316330  s: e\n"},
       {"images missing --json " + (dir / "set.json"), 6, R"("extState":0})"},
       {"images send --progress" + here("a.png"), 0, "12220867466687316330  a.png  held\n"},

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "nkSupport/SHA1.h"
+#include "tools/common/program.h"
 
 namespace {
 
@@ -12,10 +13,10 @@ constexpr std::string_view temporaryEndings[] = {"~", ".new", ".bad"};
 }  // namespace
 
 char const* nk_tools::imageNameProblem(std::string_view name) {
-  auto const isControl = [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; };
+  tControlFinder finder;
   if (name.empty()) return "it has no name";
   if (name.size() > longestName) return "its name is too long";
-  if (std::any_of(name.begin(), name.end(), isControl))
+  if (std::any_of(name.begin(), name.end(), [&](char c) { return finder.next(c); }))
     return "its name has a zero byte or another control character";
   if (name.find_first_of("/\\") != name.npos) return "its name has a path separator";
   if (name == "." || name.find("..") != name.npos) return "its name could be that of a directory";

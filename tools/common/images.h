@@ -5,7 +5,7 @@
 #include "nkSupport/tBlob.h"
 #include "nkSupport/tString.h"
 
-/// What both programs know of images beyond the library.
+/// What nkctl and nkdevice know of images beyond the library.
 namespace nk_tools {
 
 /// What a station asks of the panel in taskRemove of an IMAGE message.

@@ -8,7 +8,7 @@
 #include "link/linkUrl.h"
 #include "tools/common/program.h"
 
-/// The parts of the command lines that both programs share.
+/// The parts of the command lines that the programs share.
 namespace nk_tools {
 
 /// Reads a telegram address, decimal or with 0x hexadecimal. False for anything else and for the

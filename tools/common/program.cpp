@@ -1,6 +1,5 @@
 #include "tools/common/program.h"
 
-#include <algorithm>
 #include <cstdio>
 
 namespace {
@@ -25,11 +24,24 @@ std::string nk_tools::exitHelp(teExit last) {
   return help;
 }
 
+bool nk_tools::tControlFinder::next(char c) {
+  auto const byte = static_cast<unsigned char>(c);
+  bool control = byte < 0x20 || byte == 0x7f;
+  if (byte >= 0x80 && byte < 0xc0) {
+    control = byte < 0xa0 && (m_expected == 0 || m_last == 0xc2);
+    if (m_expected != 0) --m_expected;
+  } else {
+    m_expected = byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : byte >= 0xc0 ? 1 : 0;
+  }
+  m_last = byte;
+  return control;
+}
+
 std::string nk_tools::printable(std::string_view text) {
   std::string clean(text);
-  std::replace_if(
-      clean.begin(), clean.end(),
-      [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, '?');
+  tControlFinder finder;
+  for (char& c : clean)
+    if (finder.next(c)) c = '?';
   return clean;
 }
 

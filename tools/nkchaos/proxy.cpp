@@ -10,6 +10,7 @@ using std::chrono::milliseconds;
 
 constexpr nk_dialer::tPlan panelPlan{milliseconds(50), milliseconds(500), milliseconds(5000)};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
+constexpr milliseconds tickTime{100};
 constexpr char const* wayNames[] = {"to panel", "to station"};
 
 }  // namespace
@@ -17,7 +18,8 @@ constexpr char const* wayNames[] = {"to panel", "to station"};
 tProxy::tProxy(tOptions const& options)
     : m_options(options),
       m_listener(m_io),
-      m_dialer(m_io, options.link, serialPlan, {[this](int one) { serve(one); }, {}, {}}) {}
+      m_dialer(m_io, options.link, serialPlan, {[this](int one) { serve(one); }, {}, {}}),
+      m_tick(m_io) {}
 
 nk_tools::teExit tProxy::run() {
   asio::signal_set signals(m_io, SIGINT, SIGTERM);
@@ -34,6 +36,7 @@ nk_tools::teExit tProxy::run() {
     url = m_listener.url();
   }
   nk_tools::say("listening on " + url.text() + ", seed " + std::to_string(m_options.damage.seed));
+  tick();
   m_io.run();
   sayTotals();
   return nk_tools::STATUS_OK;
@@ -87,10 +90,8 @@ void tProxy::work(tConnection& connection) {
     if (connection.over) return;
     carry(connection, way);
   }
-  for (auto const& source : connection.sources) {
-    source->checkProgress();
+  for (auto const& source : connection.sources)
     if (source->error()) return end(connection);
-  }
   if (connection.flows[TO_PANEL]->finished && connection.flows[TO_STATION]->finished)
     end(connection);
 }
@@ -126,11 +127,13 @@ bool tProxy::writeNext(tConnection& connection, teWay way) {
   if (auto const pause = std::exchange(piece.pause_ms, 0); pause != 0) {
     flow.pausing = true;
     flow.pause.expires_after(milliseconds(pause));
-    flow.pause.async_wait([this, &connection, &flow](std::error_code problem) {
-      if (problem || connection.over) return;
+    auto const handler = [this, &connection, &flow,
+                          alive = std::weak_ptr(connection.alive)](std::error_code problem) {
+      if (problem || alive.expired() || connection.over) return;
       flow.pausing = false;
       work(connection);
-    });
+    };
+    flow.pause.async_wait(handler);
     return false;
   }
   if (piece.end) {
@@ -155,6 +158,20 @@ void tProxy::end(tConnection& connection) {
 void tProxy::sweep() {
   auto const ended = m_connections.remove_if([](tConnection const& each) { return each.over; });
   if (ended != 0 && m_options.link.kind == nk_linkUrl::KIND_SERIAL) m_dialer.redial();
+}
+
+// Carriers want to be looked at now and then.
+void tProxy::tick() {
+  m_tick.expires_after(tickTime);
+  m_tick.async_wait([this](std::error_code problem) {
+    if (problem) return;
+    for (auto& connection : m_connections) {
+      if (connection.over || connection.flows[TO_PANEL] == nullptr) continue;
+      for (auto const& source : connection.sources) source->checkProgress();
+      work(connection);
+    }
+    tick();
+  });
 }
 
 void tProxy::sayTotals() const {

@@ -46,6 +46,8 @@ class tProxy {
     std::array<std::unique_ptr<tFlow>, WAYS> flows;
     std::unique_ptr<nk_dialer> dialer;
     bool over = false;
+    // Timers' handlers hold a weak pointer to it, as they may be on their way when it goes.
+    std::shared_ptr<char> alive = std::make_shared<char>();
   };
 
   void serve(int descriptor);
@@ -57,6 +59,7 @@ class tProxy {
   bool writeNext(tConnection& connection, teWay way);
   void end(tConnection& connection);
   void sweep();
+  void tick();
   void sayTotals() const;
 
   tOptions const m_options;
@@ -64,6 +67,7 @@ class tProxy {
   nk_listener m_listener;
   nk_dialer m_dialer;  // of a serial line
   std::list<tConnection> m_connections;
+  asio::steady_timer m_tick;
   unsigned int m_served = 0;
   tDamage::tTable<unsigned long long> m_totals{};
 };

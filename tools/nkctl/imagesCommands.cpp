@@ -25,6 +25,9 @@ std::string readAll(std::vector<std::string> const& paths, std::vector<tImageFil
     auto problem = readImageFile(path, image);
     if (!problem.empty()) return problem;
     image.content.release();
+    auto const same = std::find_if(images.begin(), images.end(),
+                                   [&](auto const& each) { return each.uid == image.uid; });
+    if (same != images.end()) return path + " has the same uid as " + same->path;
     images.push_back(std::move(image));
   }
   return {};
@@ -54,7 +57,7 @@ nk_tools::teExit sendFiles(tStation& station, tArguments const& arguments) {
   for (auto const& image : images) {
     bool const there = state->imageUidPresent(image.uid);
     allThere = allThere && there;
-    table.add({std::to_string(image.uid), image.name, there ? "held" : "refused, see events"});
+    table.add({std::to_string(image.uid), image.name, there ? "held" : "not held, see events"});
   }
   if (auto const status = print(arguments.json, *state, table)) return status;
   return allThere ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS;

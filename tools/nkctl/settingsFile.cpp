@@ -1,7 +1,9 @@
 #include "tools/nkctl/settingsFile.h"
 
+#include <cerrno>
 #include <cstdio>
 #include <map>
+#include <system_error>
 #include <unordered_set>
 
 #include "tools/common/jsonShape.h"
@@ -88,10 +90,14 @@ std::string writeConfigFile(std::string const& name, nk_messageSetConfigReq& con
   auto const content = json.getJson(true) + "\n";
   bool const toOutput = name == "-";
   std::FILE* const file = toOutput ? stdout : std::fopen(name.c_str(), "wx");
-  if (file == nullptr) return name + " is there already or cannot be created";
+  if (file == nullptr) return name + ": " + std::generic_category().message(errno);
   bool written = std::fwrite(content.c_str(), 1, content.length(), file) == content.length();
   written = (toOutput ? std::fflush(file) : std::fclose(file)) == 0 && written;
-  return written ? std::string() : name + " cannot be written";
+  if (written) return {};
+  auto const problem =
+      (toOutput ? "standard output: " : name + ": ") + std::generic_category().message(errno);
+  if (!toOutput) std::remove(name.c_str());  // not to be in the way of the next try
+  return problem;
 }
 
 namespace {

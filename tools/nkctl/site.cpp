@@ -16,8 +16,8 @@ template <class Message>
 std::string readIfThere(std::string const& name, std::string (*read)(std::string const&, Message&),
                         std::unique_ptr<Message>& message) {
   std::error_code problem;
-  // Trouble with looking is trouble with reading.
-  if (!fs::exists(name, problem) && !problem) return {};
+  // Trouble with looking is trouble with reading, and so is a link that leads nowhere.
+  if (fs::symlink_status(name, problem).type() == fs::file_type::not_found) return {};
   message = std::make_unique<Message>(askedVersion);
   return read(name, *message);
 }

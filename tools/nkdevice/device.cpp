@@ -1,8 +1,11 @@
 #include "tools/nkdevice/device.h"
 
+#include <unistd.h>
+
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 #include <csignal>
+#include <utility>
 
 #include "tools/common/guardReport.h"
 #include "tools/common/options.h"
@@ -55,8 +58,7 @@ nk_tools::teExit tDevice::run() {
     sayReady(m_listener.url());
   }
   m_io.run();
-  m_panel.keep();
-  return nk_tools::STATUS_OK;
+  return m_panel.keep() ? nk_tools::STATUS_OK : nk_tools::STATUS_OTHER;
 }
 
 void tDevice::keepNowAndThen() {
@@ -79,6 +81,14 @@ void tDevice::stop() {
 }
 
 void tDevice::serve(int descriptor) {
+  if (m_links.size() >= m_options.mostLinks) {
+    if (!std::exchange(m_saidFull, true))
+      nk_tools::say("no more than " + std::to_string(m_options.mostLinks) +
+                    " connections at once: refusing others");
+    ::close(descriptor);
+    return;
+  }
+  m_saidFull = false;
   nk_linkedEngine::tSetup setup;
   setup.address = m_options.address;
   setup.receive = tPanel::receiveFor;

@@ -17,14 +17,15 @@ class tDevice {
   struct tOptions {
     nk_linkUrl link;
     unsigned int address = 0;
+    unsigned int mostLinks = 64;  ///< connections at once
     tPanel::tOptions panel;
   };
 
   explicit tDevice(tOptions const& options);
 
   /// Serves until stop(). Says on standard error when it is ready, with the port that the system
-  /// chose. A socket that cannot be opened and a state that cannot be kept end it; a serial line is
-  /// tried again for ever.
+  /// chose. A socket that cannot be opened and a state that is not to be had at the start end it; a
+  /// serial line is tried again for ever. STATUS_OTHER if the state cannot be written at the end.
   nk_tools::teExit run();
   /// Ends run() once the answers that wait have been sent, or soon in any case.
   void stop();
@@ -45,5 +46,6 @@ class tDevice {
   asio::steady_timer m_stopTimer;
   asio::steady_timer m_keepTimer;
   std::error_code m_saidReason;
+  bool m_saidFull = false;
   bool m_stopping = false;
 };

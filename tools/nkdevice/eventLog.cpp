@@ -50,8 +50,8 @@ nk_messageEvent* tEventLog::find(teEvent type, tString const& text, tString cons
   return nullptr;
 }
 
-void tEventLog::keep() {
-  if (!m_changed) return;
+bool tEventLog::keep() {
+  if (!m_changed) return true;
   m_changed = false;
-  m_store.write(eventsFile, m_events);
+  return m_store.write(eventsFile, m_events);
 }

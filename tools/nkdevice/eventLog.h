@@ -34,8 +34,8 @@ class tEventLog {
   /// `image` names the image that it is about.
   void record(teEvent type, std::string const& text, tString const& image = tString());
   /// Stores what was recorded since the last call; to be called once all work of the moment is
-  /// done, as it takes its time.
-  void keep();
+  /// done, as it takes its time. False if that fails.
+  bool keep();
 
   /// The events, for an answer: oldest first occurrence first.
   nk_messageEventsRsp const& events() const { return m_events; }

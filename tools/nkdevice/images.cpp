@@ -61,15 +61,19 @@ unsigned int tImages::handle(nk_messageImage& message) {
 
 unsigned int tImages::storeAll(nk_messageImage& message) {
   tIndex next = m_index;
+  auto taken = sizeOf(next);
   unsigned int stored = 0;
   nk_msgFile const* last = nullptr;
   for (unsigned int i = 0; i < message.count(); ++i) {
     auto& file = *message.get(i);
-    char const* problem = problemOf(file, next);
-    tImage const image{file.name(), file.checksum(), file.mimeType()};
+    auto const replaced = next.find(file.id());
+    auto const others = taken - (replaced != next.end() ? replaced->second.size : 0);
+    char const* problem = problemOf(file, next, others);
+    tImage const image{file.name(), file.checksum(), file.mimeType(), file.content().size()};
     if (problem == nullptr && !save(file, image)) problem = "it cannot be stored";
     if (problem == nullptr) {
       next[file.id()] = image;
+      taken = others + image.size;
       last = &file;
       ++stored;
     } else {
@@ -101,13 +105,23 @@ void tImages::removeAll(nk_messageImage& message) {
   sweep();
 }
 
-char const* tImages::problemOf(nk_msgFile& file, tIndex const& index) const {
+unsigned long long tImages::sizeOf(tIndex const& index) {
+  unsigned long long sum = 0;
+  for (auto const& [uid, image] : index) sum += image.size;
+  return sum;
+}
+
+// `others` is the size of the images that stay beside this one.
+char const* tImages::problemOf(nk_msgFile& file, tIndex const& index,
+                               unsigned long long others) const {
   if (char const* const problem = nk_tools::imageNameProblem(file.name().view())) return problem;
   if (file.mimeType() >= nk_msgFile::MIME_UNSUPPORTED) return "its mime type is unknown";
   if (file.content().empty()) return "it is empty";
   if (nk_tools::imageChecksum(file.content()) != file.checksum())
     return "its checksum is not that of its content";
   if (index.size() >= mostImages && !index.contains(file.id())) return "the panel is full";
+  if (others > m_room || file.content().size() > m_room - others)
+    return "the panel has no room for it";
   return nullptr;
 }
 
@@ -128,10 +142,13 @@ std::string tImages::fileName(unsigned long long uid, tImage const& image) {
          nk_msgFile::getFileExtension(image.mimeType).c_str();
 }
 
-bool tImages::isWhole(unsigned long long uid, tImage const& image) const {
+// Notes the image's size too.
+bool tImages::isWhole(unsigned long long uid, tImage& image) const {
   tBlob content;
-  return nk_tools::readFile(directory() + "/" + fileName(uid, image), content) == nullptr &&
-         nk_tools::imageChecksum(content) == image.checksum;
+  bool const isRead =
+      nk_tools::readFile(directory() + "/" + fileName(uid, image), content) == nullptr;
+  image.size = content.size();
+  return isRead && nk_tools::imageChecksum(content) == image.checksum;
 }
 
 bool tImages::readIndex(tIndex& index) const {
@@ -144,7 +161,7 @@ bool tImages::readIndex(tIndex& index) const {
     good = mime >= 0 && mime < nk_msgFile::MIME_UNSUPPORTED &&
            one.getString("cs").view().find_first_not_of("0123456789abcdef") == std::string::npos;
     index[static_cast<unsigned long long>(one.getInt("uid", 0))] = {
-        one.getString("name"), one.getString("cs"), nk_msgFile::teMimeType(mime)};
+        one.getString("name"), one.getString("cs"), nk_msgFile::teMimeType(mime), 0};
   }
   if (!good) m_store.setAside(indexFile, "is damaged");
   return good;

@@ -20,8 +20,10 @@
 /// Not synchronised.
 class tImages {
  public:
-  /// Both are borrowed for the life of this object.
-  tImages(tStore const& store, tEventLog& events) : m_store(store), m_events(events) {}
+  /// `store` and `events` are borrowed for the life of this object. All images together have at
+  /// most `room` bytes.
+  tImages(tStore const& store, tEventLog& events, unsigned long long room)
+      : m_store(store), m_events(events), m_room(room) {}
 
   /// Takes over what is stored; what is damaged is dropped, and recorded.
   void load();
@@ -36,6 +38,7 @@ class tImages {
     tString name;
     tString checksum;
     nk_msgFile::teMimeType mimeType;
+    unsigned int size;
   };
   using tIndex = std::map<unsigned long long, tImage>;
 
@@ -43,14 +46,16 @@ class tImages {
   std::string directory() const { return m_store.path("images"); }
   unsigned int storeAll(nk_messageImage& message);
   void removeAll(nk_messageImage& message);
-  char const* problemOf(nk_msgFile& file, tIndex const& index) const;
+  char const* problemOf(nk_msgFile& file, tIndex const& index, unsigned long long others) const;
   bool save(nk_msgFile& file, tImage const& image);
-  bool isWhole(unsigned long long uid, tImage const& image) const;
+  bool isWhole(unsigned long long uid, tImage& image) const;
+  static unsigned long long sizeOf(tIndex const& index);
   bool readIndex(tIndex& index) const;
   bool commit(tIndex next);
   void sweep() const;
 
   tStore const& m_store;
   tEventLog& m_events;
+  unsigned long long const m_room;
   tIndex m_index;
 };

@@ -14,7 +14,7 @@ constexpr char footer[] =
     "images and name from stations and keeps them in the directory of --state, with its events "
     "and\n"
     "statistics. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
-    "Serves any number of stations at once. A serial line that is missing or vanishes is tried\n"
+    "Serves several stations at once. A serial line that is missing or vanishes is tried\n"
     "again until it is there.\n\n";
 
 constexpr char examples[] =
@@ -68,6 +68,15 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   addIdentity(app, options.panel.identity);
   addSensors(app, options.panel.statistics);
+  app.add_option("--connections", options.mostLinks, "How many stations at once [64]")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1U, 100000U));
+  app.add_option_function<unsigned long long>(
+         "--image-room",
+         [&](unsigned long long mebibytes) { options.panel.imageRoom = mebibytes << 20; },
+         "Most that all images may take together [1024]")
+      ->type_name("MIB")
+      ->check(CLI::Range(0ULL, 1ULL << 40));
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);

@@ -34,7 +34,7 @@ tPanel::tPanel(tOptions const& options, std::function<void()> shutDown)
               [this](std::string const& what) { m_events.record(EVENT_STATE_TROUBLE, what); }),
       m_events(m_store),
       m_settings(m_store),
-      m_images(m_store, m_events),
+      m_images(m_store, m_events, options.imageRoom),
       m_statistics(m_store, m_options.statistics),
       m_displays(tStore::storedVersion) {}
 
@@ -58,9 +58,9 @@ nk_tools::teExit tPanel::load() {
   return nk_tools::STATUS_OK;
 }
 
-void tPanel::keep() {
-  m_statistics.keep();
-  m_events.keep();
+bool tPanel::keep() {
+  bool const kept = m_statistics.keep();
+  return m_events.keep() && kept;
 }
 
 void tPanel::receive(unsigned int source, tBlob& content) {

@@ -28,7 +28,8 @@ class tPanel {
     tStatistics::tOptions statistics;
     std::string displays;  ///< file that tells how the screen is laid out; empty: undivided
     std::string state;     ///< directory of what the panel keeps; empty: nothing outlasts it
-    bool verbose = false;  ///< each request is told on standard error
+    unsigned long long imageRoom = 1ULL << 30;  ///< bytes that all images may have together
+    bool verbose = false;                       ///< each request is told on standard error
   };
 
   /// `shutDown` is called when a station orders it, from within receive().
@@ -37,8 +38,9 @@ class tPanel {
   /// Takes over what was kept, to be called once before the first receive(). Fails if the
   /// directory cannot be had, or the file of the displays is not right.
   nk_tools::teExit load();
-  /// Stores what changes by itself. To be called now and then, and at the end.
-  void keep();
+  /// Stores what changes by itself; false, said and recorded, if that fails. To be called now and
+  /// then, and at the end.
+  bool keep();
 
   /// Handles the request in `content` and puts the answer in its place. Nothing is left there if no
   /// answer is to be sent: what stays goes back to the station.

@@ -59,7 +59,7 @@ nk_messageStatisticsRsp tStatistics::totals(nk_message::teVersion version) {
   return message;
 }
 
-void tStatistics::keep() {
+bool tStatistics::keep() {
   auto message = totals(tStore::storedVersion);
-  m_store.write(statisticsFile, message);
+  return m_store.write(statisticsFile, message);
 }

@@ -25,8 +25,9 @@ class tStatistics {
   void countImages(unsigned int count);
   /// The totals by now, for an answer in `version`.
   nk_messageStatisticsRsp totals(nk_message::teVersion version);
-  /// Stores the totals; what comes between the last call and a kill is lost.
-  void keep();
+  /// Stores the totals; what comes between the last call and a kill is lost. False if
+  /// that fails.
+  bool keep();
 
  private:
   using tClock = std::chrono::steady_clock;

@@ -9,7 +9,8 @@
 /// for ever at a cost linear in its bytes.
 ///
 /// Holds at most `maxSize` bytes. Operations that need memory return false, and change nothing,
-/// when the limit is passed or no memory is to be had. Not synchronised.
+/// when the limit is passed or no memory is to be had; a copy that finds none is empty. Not
+/// synchronised.
 class NK_SUPPORT_API tBlob {
  public:
   /// The most bytes that a blob holds: 2 GiB - 1, on every platform.
