@@ -13,11 +13,13 @@ int digit(char c) {
   return c >= 'a' && c <= 'f' ? c - 'a' + 10 : -1;
 }
 
-// True if `word` is the place in the dump at which it stands.
+// True if `word` is the place in the dump at which it stands, and as long as the programs print it:
+// more digits are bytes.
 bool isOffset(std::string_view word, unsigned int bytesSoFar) {
+  if (word.size() < 6 || word.size() > 8) return false;
   unsigned int value = 0;
   auto const result = std::from_chars(word.data(), word.data() + word.size(), value, 16);
-  return word.size() >= 6 && result.ptr == word.data() + word.size() && value == bytesSoFar;
+  return result.ec == std::errc() && result.ptr == word.data() + word.size() && value == bytesSoFar;
 }
 
 bool addWord(std::string_view word, tBlob& bytes) {
