@@ -240,6 +240,12 @@ TEST(explain, ReadsHexadecimalText) {
       {"000000 01 02 03\n000003 04\n000004\n", "01020304", ""},
       {"0102030405060708\n09", "010203040506070809", ""},
       {"000000000000", "000000000000", ""},
+      {"000000 01 02\n*\n000006 03\n000007\n", "01020102010203", ""},
+      {"00000000: 0102 0304  ....\n*\n0000000a: 05  .\n", "0102030401020304010205", ""},
+      {"000000 01 02\n*\n", "", "line 2: no offset tells how far the \"*\" before it goes"},
+      {"000000 01 02\n*\n000001\n", "", "line 3: no offset tells how far the \"*\" before it goes"},
+      {"000000 01 02\n*\n10000001", "", "line 3: the \"*\" before it goes beyond 256 MiB"},
+      {"*\n000010\n", "", "line 1: \"*\" is no hexadecimal text"},
       {"01\n0g", "", "line 2: \"0g\" is no hexadecimal text"},
       {"012", "", "line 1: \"012\" is no hexadecimal text"},
   };
