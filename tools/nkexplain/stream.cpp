@@ -1,5 +1,7 @@
 #include "tools/nkexplain/stream.h"
 
+#include <algorithm>
+
 #include "nkSupport/tCompression.h"
 #include "protocol/frame.h"
 #include "tools/common/messages.h"
@@ -38,7 +40,7 @@ void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
       if (m_searched > mostWaiting()) drop(m_searched, "no end byte 02 in so many bytes");
       return;
     }
-    unsigned int const start = m_bytes.getIndexOf(frameStart, 0);
+    unsigned int const start = firstStart();
     if (start > end) {
       drop(end + 1,
            "an end byte 02 without a start byte 01 before it: the engine waits here for ever");
@@ -47,6 +49,20 @@ void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
     if (start != 0) drop(start, "bytes before a start byte 01: they are passed over");
     frame(end - start + 1);
   }
+}
+
+// Looks through no byte twice, however many end bytes stand before the start byte.
+unsigned int nk_explain::tStream::firstStart() {
+  unsigned int const start = m_bytes.getIndexOf(frameStart, m_noStart);
+  m_noStart = std::min(start, m_bytes.size());
+  return start;
+}
+
+void nk_explain::tStream::forget(unsigned int size) {
+  m_bytes.slice(size);
+  m_offset += size;
+  m_searched = 0;
+  m_noStart -= std::min(size, m_noStart);
 }
 
 void nk_explain::tStream::gap(unsigned int size) {
@@ -59,7 +75,7 @@ void nk_explain::tStream::gap(unsigned int size) {
 
 void nk_explain::tStream::finish() {
   if (!m_bytes.empty()) {
-    bool const begun = m_bytes.getIndexOf(frameStart, 0) != tBlob::npos;
+    bool const begun = firstStart() != tBlob::npos;
     drop(m_bytes.size(), begun ? "a frame without an end byte 02" : "no start byte 01");
   }
   for (auto& [key, receiving] : m_receiving) {
@@ -81,9 +97,7 @@ void nk_explain::tStream::drop(unsigned int size, std::string why) {
   noise.fields.back().wireOffset = m_offset;
   noise.fields.back().wireSize = size;
   m_tell(noise);
-  m_bytes.slice(size);
-  m_offset += size;
-  m_searched = 0;
+  forget(size);
 }
 
 void nk_explain::tStream::frame(unsigned int size) {
@@ -96,9 +110,7 @@ void nk_explain::tStream::frame(unsigned int size) {
   bool const good = received.streamContainsTelegram(&alone);
   if (!good) told.fault = !fault.empty() ? fault : "the library refuses it";
   m_tell(told);
-  m_bytes.slice(size);
-  m_offset += size;
-  m_searched = 0;
+  forget(size);
   if (good) part(received);
 }
 

@@ -29,6 +29,8 @@ class tStream {
   using tKey = std::array<unsigned int, 3>;
 
   tNote note(std::string kind) const;
+  unsigned int firstStart();
+  void forget(unsigned int size);
   void drop(unsigned int size, std::string why);
   void frame(unsigned int size);
   void part(nk_telegramPart& part);
@@ -40,6 +42,7 @@ class tStream {
   tTeller const m_tell;
   tBlob m_bytes;
   unsigned int m_searched = 0;      // bytes of m_bytes in which there is no end byte
+  unsigned int m_noStart = 0;       // first bytes of m_bytes among which there is no start byte
   unsigned long long m_offset = 0;  // of m_bytes in the stream
   struct tReceiving {
     explicit tReceiving(nk_telegramPart* first) : telegram(first) {}
