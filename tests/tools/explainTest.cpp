@@ -259,7 +259,8 @@ TEST(explain, ReadsHexadecimalText) {
 }
 
 TEST(explain, PutsSegmentsIntoTheirOrder) {
-  string const bytes(reinterpret_cast<char const*>(shutdown.data()), shutdown.size());
+  tBlob const twice = shutdown + shutdown;
+  string const bytes(reinterpret_cast<char const*>(twice.data()), twice.size());
   auto const all = shutdown.size();
   struct tSegment {
     unsigned int from, to, captured;
@@ -277,19 +278,31 @@ TEST(explain, PutsSegmentsIntoTheirOrder) {
        "noise: an end byte 02 without a start byte 01 before it: the engine waits "
        "here for ever\n"},
       {{{0, 15, 10}, {15, all, all}},
+       "noise: cut off by a gap\n"
        "gap: bytes of the stream are missing here\n"
-       "frame: wrong CRC: the bytes give 6f, the frame has 0a\n"},
+       "noise: an end byte 02 without a start byte 01 before it: the engine waits here for ever\n"},
+      {{{0, 15, 15}, {all, 2 * all, 2 * all}},
+       string("noise: cut off by a gap\ngap: bytes of the stream are missing here\n") + good},
   };
   for (unsigned int const start : {0u, 0xFFFFFFF0u}) {
     for (auto const& row : rows) {
       tNotes notes;
       nk_explain::tTcpStream stream("", notes.teller());
       stream.begin(start);
-      for (auto const& [from, to, captured] : row.segments)
+      unsigned long long last = 0, end = 0;
+      for (auto const& [from, to, captured] : row.segments) {
+        last = std::max<unsigned long long>(last, to);
         stream.segment(start + from, std::string_view(bytes).substr(from, captured - from),
                        to - from);
+      }
       stream.finish();
       EXPECT_EQ(notes.text(), row.notes);
+      for (auto const& note : notes) {  // each begins where the one before it ends
+        if (note.facts.empty() || note.facts[0].first != "offset") continue;
+        EXPECT_EQ(note.facts[0].second, nk_explain::tValue(end)) << row.notes;
+        end += std::get<unsigned long long>(note.facts[1].second);
+      }
+      EXPECT_EQ(end, last);
     }
   }
 }

@@ -66,11 +66,14 @@ void nk_explain::tStream::forget(unsigned int size) {
 }
 
 void nk_explain::tStream::gap(unsigned int size) {
+  // What follows must not be taken for the rest of it.
+  if (!m_bytes.empty()) drop(m_bytes.size(), "cut off by a gap");
   tNote missing = note("gap");
-  missing.facts.emplace_back("offset", m_offset + m_bytes.size());
+  missing.facts.emplace_back("offset", m_offset);
   missing.facts.emplace_back("size", static_cast<unsigned long long>(size));
   missing.fault = "bytes of the stream are missing here";
   m_tell(missing);
+  m_offset += size;
 }
 
 void nk_explain::tStream::finish() {

@@ -20,7 +20,7 @@ class tStream {
 
   /// Takes the next bytes and tells what they complete.
   void feed(unsigned char const* bytes, unsigned int size);
-  /// Tells that bytes are missing at this place.
+  /// Tells that bytes are missing at this place. An unfinished frame before it ends there.
   void gap(unsigned int size);
   /// Tells what is left unfinished at the end.
   void finish();
