@@ -43,9 +43,9 @@ tNotes explain(tBlob const& bytes) {
 
 // One part of a telegram, as a frame.
 tBlob frame(tBlob content, unsigned int number = 1, bool last = true,
-            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE) {
+            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE, unsigned int id = 7) {
   tBlob out;
-  nk_telegramPart part(7, 1, 2, number, 0x65431234, last, &content,
+  nk_telegramPart part(id, 1, 2, number, 0x65431234, last, &content,
                        nk_telegram::TYPE_REQUEST_FORCE_RESPONSE, form);
   EXPECT_TRUE(part.serialize(&out));
   return out;
@@ -118,6 +118,21 @@ TEST(explain, TellsWhyBytesAreBad) {
   };
   for (auto const& row : rows)
     EXPECT_EQ(explain(row.bytes).text(), row.notes) << harness::toHex(row.bytes);
+}
+
+TEST(explain, GivesUpTheTelegramThatWaitedLongestForAPart) {
+  auto const usual = tCompression::maxDecodedSize();
+  tCompression::setMaxDecodedSize(40000);
+  tBlob const large(string(20000, 'x').data(), 20000);
+  tBlob bytes;
+  for (auto const& [id, number] : {std::pair(1u, 1u), {2u, 1u}, {1u, 2u}})
+    bytes.append(frame(large, number, false, nk_telegram::COMPRESSION_NONE, id));
+  auto const notes = explain(bytes);
+  tCompression::setMaxDecodedSize(usual);
+  EXPECT_EQ(notes.text(),
+            "frame\nframe\nframe\ntelegram: incomplete, given up: too much waits for parts\n"
+            "telegram: the last part has not come\n");
+  EXPECT_EQ(notes.at(3).facts.at(0).second, nk_explain::tValue(2ULL));
 }
 
 TEST(explain, GivesFieldsTheirNamesAndValues) {

@@ -10,8 +10,11 @@
 
 namespace {
 
-// No frame of this size could be taken: the ceiling of content, encoded, and then some.
+// No frame or telegram of this size could be taken: the ceiling of content, encoded, and then some.
 unsigned int mostWaiting() { return tCompression::maxDecodedSize() / 4 * 5 + 4096; }
+
+// About what the lists take for one part, so that parts without payload have their price too.
+constexpr unsigned int costPerPart = 256;
 
 void addTelegramFacts(nk_explain::tNote& note, nk_basicTelegram const& telegram, char const* what,
                       unsigned int number) {
@@ -81,13 +84,7 @@ void nk_explain::tStream::finish() {
     bool const begun = firstStart() != tBlob::npos;
     drop(m_bytes.size(), begun ? "a frame without an end byte 02" : "no start byte 01");
   }
-  for (auto& [key, receiving] : m_receiving) {
-    tNote unfinished = note("telegram");
-    addTelegramFacts(unfinished, receiving.telegram, "parts", receiving.parts);
-    unfinished.fault = "the last part has not come";
-    m_tell(unfinished);
-  }
-  m_receiving.clear();
+  while (!m_receiving.empty()) giveUp(m_receiving.begin(), "the last part has not come");
 }
 
 // Tells and drops bytes that are no frame.
@@ -128,9 +125,13 @@ void nk_explain::tStream::part(nk_telegramPart& part) {
 
 // What the engine does with a part of many, step by step.
 void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
-  auto const [place, isFirst] = m_receiving.try_emplace(key, &part);
-  if (isFirst) return;
-  tReceiving& receiving = place->second;
+  auto const found = m_byKey.find(key);
+  if (found == m_byKey.end()) {
+    auto const added = m_receiving.emplace(m_receiving.end(), key, &part);
+    m_byKey.emplace(key, added);
+    return grow(added, part.payload()->size());
+  }
+  tReceiving& receiving = *found->second;
   if (!receiving.telegram.addTelegramPart(&part)) {
     tNote twice = note("part");
     addTelegramFacts(twice, part, "part", part.partId());
@@ -138,7 +139,7 @@ void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
     return m_tell(twice);
   }
   ++receiving.parts;
-  if (!receiving.telegram.lastPartPresent()) return;
+  if (!receiving.telegram.lastPartPresent()) return grow(found->second, part.payload()->size());
   if (receiving.telegram.isCorrupt()) {
     telegram(part, receiving.parts, nullptr, "the numbers of the parts are not 1, 2, 3 and so on");
   } else {
@@ -146,6 +147,30 @@ void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
     telegram(part, receiving.parts, content,
              content == nullptr ? "the content cannot be decompressed" : "");
   }
+  remove(found->second);
+}
+
+// Counts what an incomplete telegram got. If all of them take too much now, those are given up that
+// waited longest for a part.
+void nk_explain::tStream::grow(tPlace place, unsigned int size) {
+  m_receiving.splice(m_receiving.end(), m_receiving, place);
+  place->bytes += size + costPerPart;
+  m_receivingBytes += size + costPerPart;
+  while (m_receivingBytes > mostWaiting())
+    giveUp(m_receiving.begin(), "incomplete, given up: too much waits for parts");
+}
+
+void nk_explain::tStream::giveUp(tPlace place, char const* why) {
+  tNote unfinished = note("telegram");
+  addTelegramFacts(unfinished, place->telegram, "parts", place->parts);
+  unfinished.fault = why;
+  m_tell(unfinished);
+  remove(place);
+}
+
+void nk_explain::tStream::remove(tPlace place) {
+  m_receivingBytes -= place->bytes;
+  m_byKey.erase(place->key);
   m_receiving.erase(place);
 }
 
