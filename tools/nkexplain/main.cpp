@@ -87,18 +87,14 @@ int main(int argc, char** argv) {
   auto* const file = app.add_option("file", options.file, "What to explain")->type_name("FILE");
   auto* const link =
       nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.live.link = url; });
-  auto* const listen = app.add_option_function<std::string>(
-      "--listen",
-      [&](std::string const& text) {
-        nk_linkUrl url;
-        std::string error;
-        if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError("--listen", error);
-        if (url.kind == nk_linkUrl::KIND_SERIAL)
-          throw CLI::ValidationError("--listen", "nobody can come by a serial line");
-        options.live.listen = url;
-      },
-      "Where stations come; tcp://... or unix://...");
-  listen->type_name("URL")->needs(link);
+  auto const storeListen = [&](nk_linkUrl const& url) {
+    if (url.kind == nk_linkUrl::KIND_SERIAL)
+      throw CLI::ValidationError("--listen", "nobody can come by a serial line");
+    options.live.listen = url;
+  };
+  nk_tools::addLinkOption(app, storeListen, "--listen")
+      ->description("Where stations come; tcp://... or unix://...")
+      ->needs(link);
   app.add_option("--record", options.live.record, "Write what crosses the link as a capture file")
       ->type_name("FILE")
       ->needs(link);
