@@ -1,6 +1,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <list>
 #include <memory>
 #include <optional>
@@ -35,6 +36,7 @@ class tBridge {
   // One station and its link to the panel.
   struct tPair;
 
+  void tick();
   void accept(int descriptor);
   void dial(std::shared_ptr<tPair> const& pair);
   void open(tPair& pair, int descriptor);
@@ -43,6 +45,7 @@ class tBridge {
   void close(tPair& pair);
 
   asio::io_context m_io{1};
+  asio::steady_timer m_timer{m_io};
   tOptions const m_options;
   tTeller const m_tell;
   nk_listener m_listener;
