@@ -200,6 +200,12 @@ TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
               std::string::npos)
         << row.arguments << explain.output << explain.errors;
   }
+  for (auto const& line : {" --link " + panel + " --listen unix://" + (dir / "unread") + " | :",
+                           ' ' + text + " >/dev/full"}) {
+    tProgram unread(io, {NK_BASH, "-c", "set -o pipefail; " NK_EXPLAIN + line});
+    EXPECT_EQ(unread.finish(), 1) << line;
+    EXPECT_NE(unread.errors.find("the output cannot be written"), std::string::npos) << line;
+  }
 }
 
 }  // namespace

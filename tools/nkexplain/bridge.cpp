@@ -27,8 +27,12 @@ struct nk_explain::tBridge::tPair {
   bool closed = false;
 };
 
-nk_explain::tBridge::tBridge(tOptions const& options, tTeller tell)
-    : m_options(options), m_tell(std::move(tell)), m_listener(m_io) {
+nk_explain::tBridge::tBridge(tOptions const& options, tTeller tell,
+                             std::function<bool()> nobodyReads)
+    : m_options(options),
+      m_tell(std::move(tell)),
+      m_nobodyReads(std::move(nobodyReads)),
+      m_listener(m_io) {
   if (!m_options.record.empty())
     m_recorder.emplace(m_options.record, m_options.link.port != 0 ? m_options.link.port : anyPort);
 }
@@ -59,6 +63,7 @@ void nk_explain::tBridge::tick() {
   m_timer.expires_after(tickTime);
   m_timer.async_wait([this](std::error_code problem) {
     if (problem) return;
+    if (m_nobodyReads()) return m_io.stop();
     for (auto const& pair : m_pairs) {
       for (auto* const one : {pair->station.get(), pair->panel.get()})
         if (one != nullptr) one->checkProgress();
