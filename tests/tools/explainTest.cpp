@@ -43,9 +43,9 @@ tNotes explain(tBlob const& bytes) {
 
 // One part of a telegram, as a frame.
 tBlob frame(tBlob content, unsigned int number = 1, bool last = true,
-            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE) {
+            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE, unsigned int id = 7) {
   tBlob out;
-  nk_telegramPart part(7, 1, 2, number, 0x65431234, last, &content,
+  nk_telegramPart part(id, 1, 2, number, 0x65431234, last, &content,
                        nk_telegram::TYPE_REQUEST_FORCE_RESPONSE, form);
   EXPECT_TRUE(part.serialize(&out));
   return out;
@@ -118,6 +118,21 @@ TEST(explain, TellsWhyBytesAreBad) {
   };
   for (auto const& row : rows)
     EXPECT_EQ(explain(row.bytes).text(), row.notes) << harness::toHex(row.bytes);
+}
+
+TEST(explain, GivesUpTheTelegramThatWaitedLongestForAPart) {
+  auto const usual = tCompression::maxDecodedSize();
+  tCompression::setMaxDecodedSize(40000);
+  tBlob const large(string(20000, 'x').data(), 20000);
+  tBlob bytes;
+  for (auto const& [id, number] : {std::pair(1u, 1u), {2u, 1u}, {1u, 2u}})
+    bytes.append(frame(large, number, false, nk_telegram::COMPRESSION_NONE, id));
+  auto const notes = explain(bytes);
+  tCompression::setMaxDecodedSize(usual);
+  EXPECT_EQ(notes.text(),
+            "frame\nframe\nframe\ntelegram: incomplete, given up: too much waits for parts\n"
+            "telegram: the last part has not come\n");
+  EXPECT_EQ(notes.at(3).facts.at(0).second, nk_explain::tValue(2ULL));
 }
 
 TEST(explain, GivesFieldsTheirNamesAndValues) {
@@ -238,6 +253,14 @@ TEST(explain, ReadsHexadecimalText) {
       {"00000000: 0102 0304 0506 0708 090a 0b0c 0d0e 0f10  ....ab..........\n00000010: 11  .\n",
        "0102030405060708090a0b0c0d0e0f1011", ""},
       {"000000 01 02 03\n000003 04\n000004\n", "01020304", ""},
+      {"0102030405060708\n09", "010203040506070809", ""},
+      {"000000000000", "000000000000", ""},
+      {"000000 01 02\n*\n000006 03\n000007\n", "01020102010203", ""},
+      {"00000000: 0102 0304  ....\n*\n0000000a: 05  .\n", "0102030401020304010205", ""},
+      {"000000 01 02\n*\n", "", "line 2: no offset tells how far the \"*\" before it goes"},
+      {"000000 01 02\n*\n000001\n", "", "line 3: no offset tells how far the \"*\" before it goes"},
+      {"000000 01 02\n*\n10000001", "", "line 3: the \"*\" before it goes beyond 256 MiB"},
+      {"*\n000010\n", "", "line 1: \"*\" is no hexadecimal text"},
       {"01\n0g", "", "line 2: \"0g\" is no hexadecimal text"},
       {"012", "", "line 1: \"012\" is no hexadecimal text"},
   };
@@ -251,7 +274,8 @@ TEST(explain, ReadsHexadecimalText) {
 }
 
 TEST(explain, PutsSegmentsIntoTheirOrder) {
-  string const bytes(reinterpret_cast<char const*>(shutdown.data()), shutdown.size());
+  tBlob const twice = shutdown + shutdown;
+  string const bytes(reinterpret_cast<char const*>(twice.data()), twice.size());
   auto const all = shutdown.size();
   struct tSegment {
     unsigned int from, to, captured;
@@ -269,19 +293,31 @@ TEST(explain, PutsSegmentsIntoTheirOrder) {
        "noise: an end byte 02 without a start byte 01 before it: the engine waits "
        "here for ever\n"},
       {{{0, 15, 10}, {15, all, all}},
+       "noise: cut off by a gap\n"
        "gap: bytes of the stream are missing here\n"
-       "frame: wrong CRC: the bytes give 6f, the frame has 0a\n"},
+       "noise: an end byte 02 without a start byte 01 before it: the engine waits here for ever\n"},
+      {{{0, 15, 15}, {all, 2 * all, 2 * all}},
+       string("noise: cut off by a gap\ngap: bytes of the stream are missing here\n") + good},
   };
   for (unsigned int const start : {0u, 0xFFFFFFF0u}) {
     for (auto const& row : rows) {
       tNotes notes;
       nk_explain::tTcpStream stream("", notes.teller());
       stream.begin(start);
-      for (auto const& [from, to, captured] : row.segments)
+      unsigned long long last = 0, end = 0;
+      for (auto const& [from, to, captured] : row.segments) {
+        last = std::max<unsigned long long>(last, to);
         stream.segment(start + from, std::string_view(bytes).substr(from, captured - from),
                        to - from);
+      }
       stream.finish();
       EXPECT_EQ(notes.text(), row.notes);
+      for (auto const& note : notes) {  // each begins where the one before it ends
+        if (note.facts.empty() || note.facts[0].first != "offset") continue;
+        EXPECT_EQ(note.facts[0].second, nk_explain::tValue(end)) << row.notes;
+        end += std::get<unsigned long long>(note.facts[1].second);
+      }
+      EXPECT_EQ(end, last);
     }
   }
 }

@@ -3,10 +3,6 @@
 #include <cstdio>
 #include <memory>
 
-namespace {
-constexpr unsigned int largestContent = 256u << 20;
-}
-
 char const* nk_tools::readFile(std::string const& name, tBlob& content) {
   auto const closeOwn = [](std::FILE* file) {
     if (file != stdin) std::fclose(file);

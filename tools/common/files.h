@@ -6,6 +6,9 @@
 
 namespace nk_tools {
 
+/// The most bytes that a program takes from a file.
+constexpr unsigned int largestContent = 256u << 20;
+
 /// Reads the whole file into `content`; the name "-" stands for standard input. Null if that went
 /// well, otherwise what is wrong with it, for the place behind its name: "cannot be opened". Files
 /// above 256 MiB are refused.

@@ -7,6 +7,7 @@
 namespace {
 
 constexpr nk_dialer::tDuration giveUpAfter{2000};
+constexpr std::chrono::milliseconds tickTime{100};
 // What the port is called in a record of a link that has none.
 constexpr unsigned short anyPort = 4711;
 
@@ -26,8 +27,12 @@ struct nk_explain::tBridge::tPair {
   bool closed = false;
 };
 
-nk_explain::tBridge::tBridge(tOptions const& options, tTeller tell)
-    : m_options(options), m_tell(std::move(tell)), m_listener(m_io) {
+nk_explain::tBridge::tBridge(tOptions const& options, tTeller tell,
+                             std::function<bool()> nobodyReads)
+    : m_options(options),
+      m_tell(std::move(tell)),
+      m_nobodyReads(std::move(nobodyReads)),
+      m_listener(m_io) {
   if (!m_options.record.empty())
     m_recorder.emplace(m_options.record, m_options.link.port != 0 ? m_options.link.port : anyPort);
 }
@@ -47,9 +52,25 @@ nk_tools::teExit nk_explain::tBridge::run() {
   } else {
     dial(m_pairs.emplace_back(std::make_shared<tPair>(++m_count, m_tell)));
   }
+  tick();
   m_io.run();
   for (auto const& pair : m_pairs) close(*pair);
   return m_status;
+}
+
+// Carriers know nothing of time by themselves.
+void nk_explain::tBridge::tick() {
+  m_timer.expires_after(tickTime);
+  m_timer.async_wait([this](std::error_code problem) {
+    if (problem) return;
+    if (m_nobodyReads()) return m_io.stop();
+    for (auto const& pair : m_pairs) {
+      for (auto* const one : {pair->station.get(), pair->panel.get()})
+        if (one != nullptr) one->checkProgress();
+      pass(*pair);
+    }
+    tick();
+  });
 }
 
 void nk_explain::tBridge::accept(int descriptor) {
@@ -89,10 +110,9 @@ void nk_explain::tBridge::pass(tPair& pair) {
     pair.finished[1] = !pair.station || move(pair, true);
     pair.finished[0] = move(pair, false);
   }
-  bool const broken =
-      (pair.panel && pair.panel->error()) || (pair.station && pair.station->error());
+  auto const broken = [](auto const& one) { return one && one->error() && one->incoming() == 0; };
   bool const over = pair.station ? pair.finished[0] && pair.finished[1] : pair.finished[0];
-  if (!broken && !over) return;
+  if (!broken(pair.panel) && !broken(pair.station) && !over) return;
   close(pair);
   asio::post(m_io, [this] {
     m_pairs.remove_if([](auto const& each) { return each->closed; });
@@ -100,13 +120,16 @@ void nk_explain::tBridge::pass(tPair& pair) {
   });
 }
 
-// In one direction. True once all was passed on, the end of the stream included.
+// In one direction. True once all was passed on, the end of the stream included. Takes bytes only
+// while the far end has room for them: one that does not read holds up its own pair and no other.
 bool nk_explain::tBridge::move(tPair& pair, bool byStation) {
   if (pair.finished[byStation]) return true;
   auto& from = byStation ? *pair.station : *pair.panel;
   auto* const to = byStation ? pair.panel.get() : pair.station.get();
   unsigned char buffer[65536];
-  while (auto const count = from.receive(buffer, sizeof buffer)) {
+  while (to == nullptr || !to->congested()) {
+    auto const count = from.receive(buffer, sizeof buffer);
+    if (count == 0) break;
     if (pair.record) pair.record->sent(byStation, buffer, count);
     (byStation ? pair.fromStation : pair.fromPanel).feed(buffer, count);
     int error = 0;
@@ -114,7 +137,7 @@ bool nk_explain::tBridge::move(tPair& pair, bool byStation) {
          done += taken)
       taken = to->send(buffer + done, count - done, error);
   }
-  if (!from.ended() || (to != nullptr && to->outgoing() != 0)) return false;
+  if (!from.ended() || from.incoming() != 0 || (to != nullptr && to->outgoing() != 0)) return false;
   if (to != nullptr) to->finishSending();
   return true;
 }

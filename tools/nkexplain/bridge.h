@@ -1,6 +1,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
 #include <list>
 #include <memory>
 #include <optional>
@@ -18,7 +19,8 @@ namespace nk_explain {
 
 /// Explains live links. Either it stands between stations and a panel: it listens, opens the
 /// panel's link for each station that comes, and passes all bytes on as they are. Or it only
-/// listens to what comes from one link. It ends on SIGINT and SIGTERM.
+/// listens to what comes from one link. It ends on SIGINT and SIGTERM, and with the last who reads
+/// what it tells: bytes that cross it unseen are not what it is there for.
 class tBridge {
  public:
   struct tOptions {
@@ -27,7 +29,8 @@ class tBridge {
     std::string record;                ///< file to record to; may be empty
   };
 
-  tBridge(tOptions const& options, tTeller tell);
+  /// `nobodyReads` is asked several times a second; the bridge ends once it says true.
+  tBridge(tOptions const& options, tTeller tell, std::function<bool()> nobodyReads);
   /// Blocks until the end. Throws std::system_error if the record cannot be written.
   nk_tools::teExit run();
 
@@ -35,6 +38,7 @@ class tBridge {
   // One station and its link to the panel.
   struct tPair;
 
+  void tick();
   void accept(int descriptor);
   void dial(std::shared_ptr<tPair> const& pair);
   void open(tPair& pair, int descriptor);
@@ -43,8 +47,10 @@ class tBridge {
   void close(tPair& pair);
 
   asio::io_context m_io{1};
+  asio::steady_timer m_timer{m_io};
   tOptions const m_options;
   tTeller const m_tell;
+  std::function<bool()> const m_nobodyReads;
   nk_listener m_listener;
   std::optional<tRecorder> m_recorder;
   std::list<std::shared_ptr<tPair>> m_pairs;

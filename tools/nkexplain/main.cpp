@@ -1,3 +1,6 @@
+#include <poll.h>
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
@@ -17,7 +20,7 @@ constexpr char footer[] =
     "FILE is a capture file (pcap) with TCP, hexadecimal text (also that of hexdump -C, xxd and\n"
     "od -A x -t x1), or the bytes themselves; - stands for standard input. With --link the bytes\n"
     "come from a live link: together with --listen, nkexplain stands between stations and the\n"
-    "panel and passes everything on.\n"
+    "panel and passes everything on, as long as its output is read.\n"
     "Each field is told with its place in the stream and the number of encoded bytes that carry\n"
     "it, its place in the frame's body or the message, its bytes, name and value.\n"
     "Bad things are told with the reason, and do not change the exit status.\n\n";
@@ -61,19 +64,29 @@ std::string explainFile(tOptions const& options, nk_explain::tTeller const& tell
   return {};
 }
 
+bool outputFailed() { return std::fflush(stdout) != 0 || std::ferror(stdout) != 0; }
+
+// Also tells, before there is something to write, that the one who read has gone.
+bool nobodyReads() {
+  pollfd output{STDOUT_FILENO, 0, 0};
+  return outputFailed() || ::poll(&output, 1, 0) > 0;
+}
+
 nk_tools::teExit run(tOptions const& options, bool live) {
   auto const tell = options.json ? nk_explain::printJson : nk_explain::printText;
+  auto status = nk_tools::STATUS_OK;
   if (live) {
     std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ);
-    return nk_explain::tBridge(options.live, tell).run();
+    status = nk_explain::tBridge(options.live, tell, nobodyReads).run();
+  } else if (auto const fault = explainFile(options, tell); !fault.empty()) {
+    nk_tools::say(options.file + ": " + fault);
+    status = nk_tools::STATUS_USAGE;
   }
-  std::string const fault = explainFile(options, tell);
-  if (!fault.empty()) nk_tools::say(options.file + ": " + fault);
-  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+  if (live ? nobodyReads() : outputFailed()) {
     nk_tools::say("the output cannot be written");
     return nk_tools::STATUS_OTHER;
   }
-  return fault.empty() ? nk_tools::STATUS_OK : nk_tools::STATUS_USAGE;
+  return status;
 }
 
 }  // namespace
@@ -87,18 +100,14 @@ int main(int argc, char** argv) {
   auto* const file = app.add_option("file", options.file, "What to explain")->type_name("FILE");
   auto* const link =
       nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.live.link = url; });
-  auto* const listen = app.add_option_function<std::string>(
-      "--listen",
-      [&](std::string const& text) {
-        nk_linkUrl url;
-        std::string error;
-        if (!nk_linkUrl::parse(text, url, error)) throw CLI::ValidationError("--listen", error);
-        if (url.kind == nk_linkUrl::KIND_SERIAL)
-          throw CLI::ValidationError("--listen", "nobody can come by a serial line");
-        options.live.listen = url;
-      },
-      "Where stations come; tcp://... or unix://...");
-  listen->type_name("URL")->needs(link);
+  auto const storeListen = [&](nk_linkUrl const& url) {
+    if (url.kind == nk_linkUrl::KIND_SERIAL)
+      throw CLI::ValidationError("--listen", "nobody can come by a serial line");
+    options.live.listen = url;
+  };
+  nk_tools::addLinkOption(app, storeListen, "--listen")
+      ->description("Where stations come; tcp://... or unix://...")
+      ->needs(link);
   app.add_option("--record", options.live.record, "Write what crosses the link as a capture file")
       ->type_name("FILE")
       ->needs(link);

@@ -1,5 +1,7 @@
 #include "tools/nkexplain/stream.h"
 
+#include <algorithm>
+
 #include "nkSupport/tCompression.h"
 #include "protocol/frame.h"
 #include "tools/common/messages.h"
@@ -8,8 +10,11 @@
 
 namespace {
 
-// No frame of this size could be taken: the ceiling of content, encoded, and then some.
+// No frame or telegram of this size could be taken: the ceiling of content, encoded, and then some.
 unsigned int mostWaiting() { return tCompression::maxDecodedSize() / 4 * 5 + 4096; }
+
+// About what the lists take for one part, so that parts without payload have their price too.
+constexpr unsigned int costPerPart = 256;
 
 void addTelegramFacts(nk_explain::tNote& note, nk_basicTelegram const& telegram, char const* what,
                       unsigned int number) {
@@ -38,7 +43,7 @@ void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
       if (m_searched > mostWaiting()) drop(m_searched, "no end byte 02 in so many bytes");
       return;
     }
-    unsigned int const start = m_bytes.getIndexOf(frameStart, 0);
+    unsigned int const start = firstStart();
     if (start > end) {
       drop(end + 1,
            "an end byte 02 without a start byte 01 before it: the engine waits here for ever");
@@ -49,26 +54,37 @@ void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
   }
 }
 
+// Looks through no byte twice, however many end bytes stand before the start byte.
+unsigned int nk_explain::tStream::firstStart() {
+  unsigned int const start = m_bytes.getIndexOf(frameStart, m_noStart);
+  m_noStart = std::min(start, m_bytes.size());
+  return start;
+}
+
+void nk_explain::tStream::forget(unsigned int size) {
+  m_bytes.slice(size);
+  m_offset += size;
+  m_searched = 0;
+  m_noStart -= std::min(size, m_noStart);
+}
+
 void nk_explain::tStream::gap(unsigned int size) {
+  // What follows must not be taken for the rest of it.
+  if (!m_bytes.empty()) drop(m_bytes.size(), "cut off by a gap");
   tNote missing = note("gap");
-  missing.facts.emplace_back("offset", m_offset + m_bytes.size());
+  missing.facts.emplace_back("offset", m_offset);
   missing.facts.emplace_back("size", static_cast<unsigned long long>(size));
   missing.fault = "bytes of the stream are missing here";
   m_tell(missing);
+  m_offset += size;
 }
 
 void nk_explain::tStream::finish() {
   if (!m_bytes.empty()) {
-    bool const begun = m_bytes.getIndexOf(frameStart, 0) != tBlob::npos;
+    bool const begun = firstStart() != tBlob::npos;
     drop(m_bytes.size(), begun ? "a frame without an end byte 02" : "no start byte 01");
   }
-  for (auto& [key, receiving] : m_receiving) {
-    tNote unfinished = note("telegram");
-    addTelegramFacts(unfinished, receiving.telegram, "parts", receiving.parts);
-    unfinished.fault = "the last part has not come";
-    m_tell(unfinished);
-  }
-  m_receiving.clear();
+  while (!m_receiving.empty()) giveUp(m_receiving.begin(), "the last part has not come");
 }
 
 // Tells and drops bytes that are no frame.
@@ -81,9 +97,7 @@ void nk_explain::tStream::drop(unsigned int size, std::string why) {
   noise.fields.back().wireOffset = m_offset;
   noise.fields.back().wireSize = size;
   m_tell(noise);
-  m_bytes.slice(size);
-  m_offset += size;
-  m_searched = 0;
+  forget(size);
 }
 
 void nk_explain::tStream::frame(unsigned int size) {
@@ -96,9 +110,7 @@ void nk_explain::tStream::frame(unsigned int size) {
   bool const good = received.streamContainsTelegram(&alone);
   if (!good) told.fault = !fault.empty() ? fault : "the library refuses it";
   m_tell(told);
-  m_bytes.slice(size);
-  m_offset += size;
-  m_searched = 0;
+  forget(size);
   if (good) part(received);
 }
 
@@ -113,9 +125,13 @@ void nk_explain::tStream::part(nk_telegramPart& part) {
 
 // What the engine does with a part of many, step by step.
 void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
-  auto const [place, isFirst] = m_receiving.try_emplace(key, &part);
-  if (isFirst) return;
-  tReceiving& receiving = place->second;
+  auto const found = m_byKey.find(key);
+  if (found == m_byKey.end()) {
+    auto const added = m_receiving.emplace(m_receiving.end(), key, &part);
+    m_byKey.emplace(key, added);
+    return grow(added, part.payload()->size());
+  }
+  tReceiving& receiving = *found->second;
   if (!receiving.telegram.addTelegramPart(&part)) {
     tNote twice = note("part");
     addTelegramFacts(twice, part, "part", part.partId());
@@ -123,7 +139,7 @@ void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
     return m_tell(twice);
   }
   ++receiving.parts;
-  if (!receiving.telegram.lastPartPresent()) return;
+  if (!receiving.telegram.lastPartPresent()) return grow(found->second, part.payload()->size());
   if (receiving.telegram.isCorrupt()) {
     telegram(part, receiving.parts, nullptr, "the numbers of the parts are not 1, 2, 3 and so on");
   } else {
@@ -131,6 +147,30 @@ void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
     telegram(part, receiving.parts, content,
              content == nullptr ? "the content cannot be decompressed" : "");
   }
+  remove(found->second);
+}
+
+// Counts what an incomplete telegram got. If all of them take too much now, those are given up that
+// waited longest for a part.
+void nk_explain::tStream::grow(tPlace place, unsigned int size) {
+  m_receiving.splice(m_receiving.end(), m_receiving, place);
+  place->bytes += size + costPerPart;
+  m_receivingBytes += size + costPerPart;
+  while (m_receivingBytes > mostWaiting())
+    giveUp(m_receiving.begin(), "incomplete, given up: too much waits for parts");
+}
+
+void nk_explain::tStream::giveUp(tPlace place, char const* why) {
+  tNote unfinished = note("telegram");
+  addTelegramFacts(unfinished, place->telegram, "parts", place->parts);
+  unfinished.fault = why;
+  m_tell(unfinished);
+  remove(place);
+}
+
+void nk_explain::tStream::remove(tPlace place) {
+  m_receivingBytes -= place->bytes;
+  m_byKey.erase(place->key);
   m_receiving.erase(place);
 }
 
