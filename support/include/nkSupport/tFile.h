@@ -33,8 +33,8 @@ class NK_SUPPORT_API tFile {
   /// Asks the system to bring the file's bytes to the medium and waits for it. False if not open or
   /// refused.
   bool syncContent();
-  /// The same, and brings along a directory entry that renameFile changed. False too for a directory
-  /// that may not be read.
+  /// The same, and brings along a directory entry that renameFile changed. False too for a
+  /// directory that may not be read.
   bool sync();
   /// Closes the file; false if the system reports a late write error. Nothing happens if closed.
   bool close();
