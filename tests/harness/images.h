@@ -1,8 +1,5 @@
 #pragma once
 
-#include <fstream>
-#include <iterator>
-
 #include "harness/programs.h"
 #include "nkProtocol/imageMessage.h"
 #include "tools/common/images.h"
@@ -40,11 +37,6 @@ inline std::string imageContent(std::vector<tSentFile> const& files, unsigned ch
   }
   content.u8(taskFbc, writing);
   return std::string(reinterpret_cast<char const*>(content.data()), content.size());
-}
-
-inline std::string contentOfFile(std::filesystem::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 }  // namespace harness

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
@@ -14,11 +12,6 @@ namespace harness {
 inline std::vector<std::string> words(std::string const& line) {
   std::istringstream stream(line);
   return {std::istream_iterator<std::string>(stream), {}};
-}
-
-inline std::string write(std::string const& path, std::string const& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
 }
 
 inline std::string contentOf(nk_message& message) {

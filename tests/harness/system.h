@@ -2,17 +2,17 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
 #include <chrono>
-#include <filesystem>
 #include <functional>
 #include <random>
 #include <string>
 #include <thread>
 #include <utility>
+
+#include "harness/files.h"
 
 /// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
 /// with their scope, random bytes, and waiting with a deadline.
@@ -24,22 +24,6 @@ constexpr std::chrono::seconds patience{200};
 #else
 constexpr std::chrono::seconds patience{20};
 #endif
-
-/// A directory that is removed with all that is in it.
-class tTempDir {
- public:
-  tTempDir() {
-    char name[] = "/tmp/nkXXXXXX";
-    m_path = ::mkdtemp(name);
-  }
-  ~tTempDir() { std::filesystem::remove_all(m_path); }
-  tTempDir(tTempDir const&) = delete;
-  tTempDir& operator=(tTempDir const&) = delete;
-  std::string operator/(char const* name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path;
-};
 
 /// A descriptor that is closed at the end.
 class tDescriptor {

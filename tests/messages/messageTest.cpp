@@ -9,7 +9,6 @@
 #include "harness/logHook.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/SHA1.h"
-#include "nkSupport/tJson.h"
 
 namespace {
 
@@ -82,23 +81,6 @@ TEST(Message, LogsThroughTheHookOnly) {
   nk_message::registerLog(nullptr);
   nk_message::log("unheard %d", 3);
   EXPECT_EQ(harness::hookedText, "heard 2 x");
-}
-
-/// Programs built against an older library call these through the table of virtual functions.
-TEST(Message, TheOrderOfItsVirtualFunctionsIsFixed) {
-  nk_messageShutdown message(nk_message::VERSION_0);
-  // Itanium C++ ABI: the table's pointers in order of declaration, a destructor taking two.
-  using tSerialize = bool (*)(nk_message*, nk_serializer*, nk_serializer::teSerDirection);
-  using tJsonCall = bool (*)(nk_message*, tJson*);
-  void** table = nullptr;
-  std::memcpy(&table, static_cast<void*>(&message), sizeof table);
-  nk_serializer ser;
-  tJson json;
-  EXPECT_TRUE(reinterpret_cast<tSerialize>(table[0])(&message, &ser, nk_serializer::SER_WRITE));
-  EXPECT_TRUE(reinterpret_cast<tJsonCall>(table[3])(&message, &json));
-  EXPECT_EQ(json.getString("action"), "shutdown");
-  json.addString("action", "other");
-  EXPECT_FALSE(reinterpret_cast<tJsonCall>(table[4])(&message, &json));
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include "harness/hex.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tCompression.h"
-#include "nkSupport/tJson.h"
 #include "nkSupport/tTime.h"
+#include "reading.h"
 
 namespace {
 
@@ -100,20 +100,13 @@ std::unique_ptr<tSet> setOf(std::vector<std::pair<unsigned int, unsigned short>>
 }
 
 TEST(Schedules, AVersionOneBodyHasNoStopTimes) {
-  auto const set = twoSchedules<nk_message::VERSION_1>();
-  nk_serializer one;
-  ASSERT_TRUE(set->serializeMsg(&one));
-  nk_serializer two;
-  ASSERT_TRUE(twoSchedules<nk_message::VERSION_2>()->serializeMsg(&two));
-  EXPECT_EQ(one.size() + 16, two.size());
-  std::unique_ptr<nk_message> const read(nk_message::getMessage(&one));
-  EXPECT_EQ(dynamic_cast<tSet&>(*read).getSchedule(0)->stopTime(), 0);
+  auto const read = readMessage<tSet>(bytesOf(*twoSchedules<nk_message::VERSION_1>()));
+  EXPECT_EQ(read->getSchedule(0)->stopTime(), 0);
 }
 
 TEST(Schedules, ReadingAddsToWhatIsThere) {
   auto const set = setOf({{1, 0}});
-  nk_serializer body;
-  ASSERT_TRUE(setOf({{2, 0}})->serialize(&body, nk_serializer::SER_WRITE));
+  nk_serializer body = bodyOf(*setOf({{2, 0}}));
   EXPECT_TRUE(set->serialize(&body, nk_serializer::SER_READ));
   EXPECT_EQ(shape(*set), "1:0(10) 2:0(20)");
 }
@@ -131,9 +124,7 @@ TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
             R"({"uid":2}],"entries":[{"imageUid":3},{"imageUid":4}]})",
             "1:1(3,4) 2:0(3,4)"},
         tRow{R"({"action":"schedules","type":"request","tv":1})", ""}}) {
-    tJson json;
-    ASSERT_TRUE(json.parse(row.json));
-    EXPECT_TRUE(set.serializeFromJson(&json));
+    EXPECT_TRUE(readJson(set, row.json));
     EXPECT_EQ(shape(set), row.shape);
   }
 }
@@ -141,14 +132,12 @@ TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
 TEST(Schedules, AShortTextThatAsksForAHugeSetIsRefused) {
   unsigned int const before = tCompression::maxDecodedSize();
   tCompression::setMaxDecodedSize(100000);
-  tJson json;
   std::string text = R"({"action":"schedules","type":"request","tv":1,"schedules":[{})";
   for (int i = 0; i < 999; ++i) text += ",{}";
   text += R"(],"entries":[{})";
   for (int i = 0; i < 999; ++i) text += ",{}";
-  ASSERT_TRUE(json.parse(text + "]}"));
   tSet set(nk_message::VERSION_2);
-  EXPECT_FALSE(set.serializeFromJson(&json));
+  EXPECT_FALSE(readJson(set, text + "]}"));
   EXPECT_LT(set.count(), 10u);
   tCompression::setMaxDecodedSize(before);
 }
@@ -234,24 +223,21 @@ TEST(Schedules, TheChecksumIsThatOfTheSortedBody) {
   set->getSchedule(0)->addScheduleEntry(0, "first by id", 1, 1, false);
   auto const sorted = setOf({{1, 0}, {2, 0}, {3, 0}});
   sorted->getSchedule(2)->addScheduleEntry(0, "first by id", 1, 1, false);
-  nk_serializer one;
   tSet asOne(nk_message::VERSION_1);
   asOne.setSchedulesFrom(sorted.get());
-  ASSERT_TRUE(asOne.serialize(&one, nk_serializer::SER_WRITE));
   sorted->sort();
-  nk_serializer two;
-  ASSERT_TRUE(sorted->serialize(&two, nk_serializer::SER_WRITE));
-  auto const sha1 = [](nk_serializer const& body) {
+  auto const sha1 = [](tSet& written) {
     SHA1 hash;
+    auto const body = bodyOf(written);
     hash.Input(body.data(), body.size());
     return hash.Result();
   };
-  EXPECT_EQ(set->checksum(nk_message::VERSION_1), sha1(one));
-  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
-  EXPECT_NE(sha1(one), sha1(two));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_1), sha1(asOne));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(*sorted));
+  EXPECT_NE(sha1(asOne), sha1(*sorted));
   EXPECT_EQ(shape(*set), "3:0(30,1) 1:0(10) 2:0(20)") << "the set itself stays as it is";
   set->getSchedule(0)->markAllEntriesHandled();
-  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(*sorted));
 }
 
 TEST(Schedules, AreFoundByIdentity) {
