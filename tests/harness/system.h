@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
@@ -56,6 +57,13 @@ struct tTerminal {
   tDescriptor master;
   std::string path;
 };
+
+/// Both ends of a link between this process and itself.
+inline std::pair<tDescriptor, tDescriptor> socketPair() {
+  int ends[2] = {-1, -1};
+  EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+  return {tDescriptor(ends[0]), tDescriptor(ends[1])};
+}
 
 /// The same bytes for the same seed.
 inline std::string randomBytes(unsigned int count, unsigned int seed) {

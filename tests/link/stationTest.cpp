@@ -1,7 +1,6 @@
 #include "link/station.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <asio/post.hpp>
 #include <atomic>
@@ -58,10 +57,9 @@ class tPanel {
 class stationCalls : public testing::Test {
  protected:
   nk_station& open(nk_station::tOptions const& options = {}) {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
-    peer = harness::tDescriptor(ends[1]);
-    station = std::make_unique<nk_station>(ends[0], options);
+    auto [mine, other] = harness::socketPair();
+    peer = std::move(other);
+    station = std::make_unique<nk_station>(mine.release(), options);
     return *station;
   }
   void startPanel() { panel = std::make_unique<tPanel>(peer.release()); }
@@ -261,12 +259,11 @@ TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
 // Threads ask as fast as they can while the station is destroyed under way, from within or without.
 TEST_F(stationCalls, noCompletionIsLostOrDoubledAtTheEnd) {
   for (unsigned int round = 0; round < 20; ++round) {
-    int link[2];
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, link), 0);
-    tPanel device(link[1]);
+    auto [mine, other] = harness::socketPair();
+    tPanel device(other.release());
     std::atomic<unsigned int> accepted = 0, completed = 0, threadsDone = 0;
     std::promise<void> gone;
-    auto* const line = new nk_station(link[0], {});
+    auto* const line = new nk_station(mine.release(), {});
     std::vector<std::thread> threads;
     for (unsigned int thread = 0; thread < 2; ++thread) {
       threads.emplace_back([&, thread] {
