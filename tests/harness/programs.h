@@ -5,6 +5,7 @@
 
 #include "harness/program.h"
 #include "nkProtocol/message.h"
+#include "nkSupport/tJson.h"
 
 /// For tests of the programs, which are found by the macros NK_DEVICE and NK_CTL.
 namespace harness {
@@ -12,6 +13,12 @@ namespace harness {
 inline std::vector<std::string> words(std::string const& line) {
   std::istringstream stream(line);
   return {std::istream_iterator<std::string>(stream), {}};
+}
+
+inline unsigned int countOf(std::string_view word, std::string const& text) {
+  unsigned int count = 0;
+  for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) ++count;
+  return count;
 }
 
 inline std::string contentOf(nk_message& message) {
@@ -30,19 +37,36 @@ class programs : public testing::Test {
     station.resize(station.find(", address 2"));
     return device;
   }
-  // Runs nkctl with these arguments and gives its exit status.
-  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
-    std::vector<std::string> all{NK_CTL};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    tProgram program(io, all, input);
+  // Runs a program to its end, keeps what it writes, and gives its exit status.
+  int run(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
+    tProgram program(io, arguments, input);
     int const status = program.finish();
     output = program.output;
     errors = program.errors;
     return status;
   }
+  // Runs nkctl with these arguments.
+  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
+    std::vector<std::string> all{NK_CTL};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return run(all, input);
+  }
   // Runs a command, a line of words, with the device.
   int ask(std::string const& command) {
     return control(words("--link " + station + " --to 2 " + command));
+  }
+  // The same, with the exit status and some words that are to come of it.
+  void expect(std::string const& command, int status, std::string_view told = "") {
+    EXPECT_EQ(ask(command), status) << command << ": " << output << errors;
+    EXPECT_NE((output + errors).find(told), std::string::npos)
+        << command << ": no " << told << " in " << output << errors;
+  }
+  // The answer to a command with --json.
+  tJson answer(std::string const& command) {
+    EXPECT_EQ(ask(command), 0) << errors;
+    tJson json;
+    EXPECT_TRUE(json.parse(output)) << output;
+    return json;
   }
 
   asio::io_context io{1};

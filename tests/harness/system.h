@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "harness/files.h"
+#include "link/linkUrl.h"
 
 /// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
 /// with their scope, random bytes, and waiting with a deadline.
@@ -71,6 +72,13 @@ inline std::string randomBytes(unsigned int count, unsigned int seed) {
   std::string bytes(count, '\0');
   for (char& byte : bytes) byte = static_cast<char>(source());
   return bytes;
+}
+
+inline nk_linkUrl urlOf(std::string const& text) {
+  nk_linkUrl url;
+  std::string error;
+  EXPECT_TRUE(nk_linkUrl::parse(text, url, error)) << text << ": " << error;
+  return url;
 }
 
 /// Waits until `done`, which another thread brings about; false if that does not happen.

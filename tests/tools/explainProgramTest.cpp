@@ -1,12 +1,9 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "harness/link.h"
 #include "harness/programs.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/base64.h"
-#include "nkSupport/tJson.h"
 
 namespace {
 
@@ -29,15 +26,15 @@ class explainProgram : public programs {
     nk_messageGenericReq large(nk_message::VERSION_1,
                                base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
                                "end");
-    EXPECT_EQ(ask("generic hello panel"), 0) << errors;
-    EXPECT_EQ(ask("--timeout 60 raw " + write(dir / "large", contentOf(large))), 0) << errors;
+    expect("generic hello panel", 0);
+    expect("--timeout 60 raw " + write(dir / "large", contentOf(large)), 0);
     if (station.starts_with("tcp")) {  // in many parts
       tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
                               " --to 2 --part-size 20000 file " + (dir / "large")));
       EXPECT_EQ(peer.finish(), 0) << peer.errors;
     }
-    EXPECT_EQ(ask("state"), 0) << errors;
-    EXPECT_EQ(ask("shutdown"), 0) << errors;
+    expect("state", 0);
+    expect("shutdown", 0);
     EXPECT_EQ(device->finish(), 0);
     explain.signal(SIGTERM);
     EXPECT_EQ(explain.finish(), 0) << explain.errors;
@@ -77,10 +74,8 @@ TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
     EXPECT_NE(live.find(R"("message":{"action":"generic","type":"response","text1":"hello")"),
               live.npos);
 
-    tProgram again(io, {NK_EXPLAIN, "--json", record});
-    EXPECT_EQ(again.finish(), 0) << again.errors;
-    auto recorded = lines(again.output);
-    EXPECT_TRUE(recorded == told);
+    EXPECT_EQ(run({NK_EXPLAIN, "--json", record}), 0) << errors;
+    EXPECT_TRUE(lines(output) == told);
   }
 }
 
@@ -126,13 +121,12 @@ TEST_F(explainProgram, DissectorForWiresharkSaysTheSame) {
   file.seekp(24 + 3 * 56 + 56 + 12);
   file.put('\x85');
   file.close();
-  tProgram explain(io, {NK_EXPLAIN, record});
-  EXPECT_EQ(explain.finish(), 0) << explain.errors;
-  auto const fault = explain.output.find("! wrong CRC: ");
-  ASSERT_NE(fault, explain.output.npos) << explain.output.substr(0, 1000);
-  auto const end = explain.output.find('\n', fault);
+  EXPECT_EQ(run({NK_EXPLAIN, record}), 0) << errors;
+  auto const fault = output.find("! wrong CRC: ");
+  ASSERT_NE(fault, output.npos) << output.substr(0, 1000);
+  auto const end = output.find('\n', fault);
   EXPECT_EQ(dissect(io, record, "nkprotocol.damage", {"_ws.expert.message"}),
-            "W" + explain.output.substr(fault + 3, end - fault - 2));
+            "W" + output.substr(fault + 3, end - fault - 2));
 }
 
 TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
@@ -157,11 +151,9 @@ TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
       {"--link " + panel + " --record /none/none", 1, "/none/none"},
   };
   for (auto const& row : rows) {
-    tProgram explain(io, words(NK_EXPLAIN " " + row.arguments));
-    EXPECT_EQ(explain.finish(), row.status) << row.arguments << explain.errors;
-    EXPECT_NE((row.status == 0 ? explain.output : explain.errors).find(row.words),
-              std::string::npos)
-        << row.arguments << explain.output << explain.errors;
+    EXPECT_EQ(run(words(NK_EXPLAIN " " + row.arguments)), row.status) << row.arguments << errors;
+    EXPECT_NE((row.status == 0 ? output : errors).find(row.words), std::string::npos)
+        << row.arguments << output << errors;
   }
 }
 

@@ -15,9 +15,9 @@ class sync : public harness::programs {
   // Synchronises with the panel; the requests that it got meanwhile but for looks at its state.
   std::string requests(int status, std::string const& options = "") {
     device->errors.clear();
-    EXPECT_EQ(ask("sync " + options + site), status) << output << errors;
+    expect("sync " + options + site, status);
     std::string const shown = output, said = errors;
-    EXPECT_EQ(ask("time"), 0);  // by now all that came before is in the log
+    expect("time", 0);  // by now all that came before is in the log
     device->waitFor("request TIME");
     std::string all;
     std::istringstream lines(device->errors);
@@ -32,8 +32,7 @@ class sync : public harness::programs {
     return all;
   }
   void change(std::string const& file, std::string const& from, std::string const& to) {
-    std::ifstream stream(site + "/" + file);
-    std::string text{std::istreambuf_iterator<char>(stream), {}};
+    auto text = harness::contentOfFile(site + "/" + file);
     ASSERT_NE(text.find(from), text.npos);
     write(site + "/" + file, text.replace(text.find(from), from.size(), to));
   }
@@ -50,9 +49,9 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
   EXPECT_NE(output.find("\nthe panel holds it all now\n"), output.npos) << output;
   EXPECT_EQ(requests(0), "");
   EXPECT_NE(output.find("\nnothing to send\n"), output.npos) << output;
-  EXPECT_EQ(ask("config check " + site + "/config.json"), 0) << output;
-  EXPECT_EQ(ask("schedules check " + site + "/schedules.json"), 0) << output;
-  EXPECT_EQ(ask("images missing " + site + "/schedules.json"), 0) << output;
+  expect("config check " + site + "/config.json", 0);
+  expect("schedules check " + site + "/schedules.json", 0);
+  expect("images missing " + site + "/schedules.json", 0);
 
   change("config.json", "main hall", "side hall");
   EXPECT_EQ(requests(0), "SET_CONFIG_REQ ");
@@ -64,7 +63,7 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
   EXPECT_NE(output.find("surplus\n"), output.npos) << output;
   EXPECT_EQ(requests(6, "--dry-run --remove "), "");
   EXPECT_EQ(requests(0, "--remove "), "IMAGE ");
-  EXPECT_EQ(ask("images missing " + site + "/schedules.json"), 0) << output;
+  expect("images missing " + site + "/schedules.json", 0);
   EXPECT_EQ(requests(0), "");
   // What the directory does not have is left alone.
   fs::remove(site + "/config.json");
@@ -72,8 +71,7 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
   change("schedules.json", R"("image": "images/welcome.png")", R"("imageUid": 1)");
   change("schedules.json", R"("image": "images/hall1.png")", R"("imageUid": 2)");
   EXPECT_EQ(requests(0), "SET_SCHEDULES_REQ ");
-  EXPECT_EQ(ask("state"), 0);
-  EXPECT_NE(output.find("side hall"), output.npos) << output;
+  expect("state", 0, "side hall");
   EXPECT_NE(output.find("images         3\n"), output.npos) << output;
 }
 
@@ -114,8 +112,7 @@ TEST_F(sync, readsTheDirectoryStrictly) {
     fs::remove_all(site);
     fs::copy(NK_SITE, site, fs::copy_options::recursive);
   }
-  EXPECT_EQ(ask("sync " + (dir / "none")), 2);
-  EXPECT_NE(errors.find("holds neither"), errors.npos) << errors;
+  expect("sync " + (dir / "none"), 2, "holds neither");
 }
 
 }  // namespace
