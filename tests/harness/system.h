@@ -8,12 +8,12 @@
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <functional>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
 
 #include "harness/files.h"
+#include "harness/hex.h"
 #include "link/linkUrl.h"
 
 /// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
@@ -66,12 +66,8 @@ inline std::pair<tDescriptor, tDescriptor> socketPair() {
   return {tDescriptor(ends[0]), tDescriptor(ends[1])};
 }
 
-/// The same bytes for the same seed.
 inline std::string randomBytes(unsigned int count, unsigned int seed) {
-  std::mt19937 source(seed);
-  std::string bytes(count, '\0');
-  for (char& byte : bytes) byte = static_cast<char>(source());
-  return bytes;
+  return text(noise(count, seed));
 }
 
 inline nk_linkUrl urlOf(std::string const& text) {

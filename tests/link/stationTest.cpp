@@ -16,6 +16,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using tResult = nk_station::tResult;
+using enum nk_station::teOutcome;
 
 constexpr auto ample = harness::patience;
 // Long enough for a request to be sent, on a loaded machine too.
@@ -100,7 +101,7 @@ TEST_F(stationCalls, everyThreadGetsItsOwnAnswers) {
       }
       for (auto& [text, call] : calls) {
         auto const result = call.get();
-        right += result.outcome == nk_station::OUTCOME_ANSWER && result.address == 2 &&
+        right += result.outcome == OUTCOME_ANSWER && result.address == 2 &&
                  harness::text(result.content) == text;
       }
     });
@@ -123,12 +124,12 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
     std::errc reason;
     milliseconds patience{10000};
   } const rows[] = {
-      {"silence", [&](nk_station& line) { return silent(line, brief); },
-       nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
+      {"silence", [&](nk_station& line) { return silent(line, brief); }, OUTCOME_TIMEOUT,
+       std::errc::timed_out},
       {"no time", [&](nk_station& line) { return silent(line, milliseconds(-1)); },
-       nk_station::OUTCOME_NOT_SENT, std::errc::timed_out},
+       OUTCOME_NOT_SENT, std::errc::timed_out},
       {"nothing to send", [](nk_station& line) { return line.ask(tBlob(), 2, ample); },
-       nk_station::OUTCOME_NOT_SENT, std::errc::invalid_argument},
+       OUTCOME_NOT_SENT, std::errc::invalid_argument},
       {"peer ends",
        [&](nk_station& line) {
          auto call = silent(line, nk_station::tDuration::max());
@@ -137,24 +138,24 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
          ::shutdown(peer.get(), SHUT_WR);
          return call;
        },
-       nk_station::OUTCOME_CANCELLED, std::errc::not_connected},
+       OUTCOME_CANCELLED, std::errc::not_connected},
       {"ended before",
        [&](nk_station& line) {
          ::shutdown(peer.get(), SHUT_WR);
          silent(line, ample).wait();
          return silent(line, ample);
        },
-       nk_station::OUTCOME_NOT_SENT, std::errc::not_connected},
+       OUTCOME_NOT_SENT, std::errc::not_connected},
       {"peer takes nothing",
        [](nk_station& line) { return line.ask(harness::noise(4000000), 2, ample); },
-       nk_station::OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
+       OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
       {"told",
        [](nk_station& line) { return line.tell(harness::bytes("!"), 2, ample); },
-       nk_station::OUTCOME_SENT,
+       OUTCOME_SENT,
        {}},
       {"told in part",
        [](nk_station& line) { return line.tell(harness::noise(4000000), 2, brief); },
-       nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
+       OUTCOME_TIMEOUT, std::errc::timed_out},
       {"cancelled while waiting",
        [](nk_station& line) {
          line.tell(harness::noise(4000000), 2, ample, {});
@@ -164,7 +165,7 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
          }));
          return promise->get_future();
        },
-       nk_station::OUTCOME_NOT_SENT, std::errc::operation_canceled},
+       OUTCOME_NOT_SENT, std::errc::operation_canceled},
       {"destroyed",
        [&](nk_station& line) {
          auto call = silent(line, ample);
@@ -173,7 +174,7 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
          station.reset();
          return call;
        },
-       nk_station::OUTCOME_CANCELLED, std::errc::operation_canceled},
+       OUTCOME_CANCELLED, std::errc::operation_canceled},
   };
   for (auto const& row : rows) {
     nk_station::tOptions options;
@@ -213,9 +214,9 @@ TEST_F(stationCalls, completionsMayAskAndCancelAgain) {
   std::promise<unsigned int> finished;
   unsigned int count = 0;
   std::function<void(tResult &&)> const next = [&](tResult&& result) {
-    EXPECT_EQ(result.outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_EQ(result.outcome, OUTCOME_ANSWER);
     line.cancel(line.ask(harness::bytes("-"), 2, ample, [&](tResult&& other) {
-      EXPECT_NE(other.outcome, nk_station::OUTCOME_ANSWER);
+      EXPECT_NE(other.outcome, OUTCOME_ANSWER);
       if (++count == 50) return finished.set_value(count);
       line.ask(harness::bytes("+"), 2, ample, next);
     }));
@@ -246,7 +247,7 @@ TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
   peer.close();
   std::atomic<unsigned int> accepted = 1, completed = 0;
   std::function<void(tResult &&)> const again = [&](tResult&& result) {
-    EXPECT_NE(result.outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_NE(result.outcome, OUTCOME_ANSWER);
     ++completed;
     accepted += line.ask(harness::bytes("+"), 2, ample, again) != nk_station::refused;
   };
@@ -303,9 +304,9 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   for (long long const step : {1800000000LL, -1700000000LL}) {
     clock.advance(step);
     auto call = line.ask(harness::bytes("+"), 2, ample);
-    EXPECT_EQ(call.get().outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_EQ(call.get().outcome, OUTCOME_ANSWER);
   }
-  EXPECT_EQ(waiting.get().outcome, nk_station::OUTCOME_TIMEOUT);
+  EXPECT_EQ(waiting.get().outcome, OUTCOME_TIMEOUT);
 }
 
 TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
@@ -321,7 +322,7 @@ TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
   });
   line.finish(ample);
   EXPECT_TRUE(ended);
-  EXPECT_EQ(told.get().outcome, nk_station::OUTCOME_SENT);
+  EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
   reader.join();
 }
 

@@ -123,16 +123,13 @@ TEST(Events, TheLimitDropsFromTheFront) {
 
   using tFill = std::function<void(tEvents&)>;
   tFill const fills[] = {
-      [](tEvents& events) {
-        for (unsigned int id = 0; id < many; ++id) add(events, id);
-      },
       [&](tEvents& events) { events.serialize(&body, nk_serializer::SER_READ); },
       [&](tEvents& events) { events.serializeFromJson(&json); },
       [&](tEvents& events) {
         events.setFrom(all);  // longer than the limit, until the next one is added
         add(events, many);
       }};
-  char const* const dropped[] = {"0 1 ", "0 1 ", "0 1 ", "0 1 2 "};
+  char const* const dropped[] = {"0 1 ", "0 1 ", "0 1 2 "};
   for (unsigned int i = 0; i < std::size(fills); ++i) {
     SCOPED_TRACE(i);
     tObserver observer;
@@ -140,7 +137,7 @@ TEST(Events, TheLimitDropsFromTheFront) {
     fills[i](events);
     EXPECT_EQ(observer.seen, dropped[i]);
     EXPECT_EQ(events.count(), tEvents::maxEvents);
-    EXPECT_EQ(events.getEvent(0)->id(), i < 3 ? 2u : 3u);
+    EXPECT_EQ(events.getEvent(0)->id(), i < 2 ? 2u : 3u);
   }
 }
 

@@ -70,12 +70,6 @@ std::vector<unsigned int> powersOfTwo(unsigned int count) {
   return numbers;
 }
 
-std::vector<unsigned int> allAndMuchOf(unsigned int symbol, unsigned int count) {
-  std::vector<unsigned int> counts(256, 1);
-  counts[symbol] = count;
-  return counts;
-}
-
 struct tRandom {
   std::mt19937 engine;
   unsigned int below(unsigned int limit) { return static_cast<unsigned int>(engine() % limit); }
@@ -99,7 +93,7 @@ tBytes randomContent(tRandom& random, unsigned int size) {
 
 TEST(CompressionTest, givesBackContentsOfEveryKind) {
   tRandom random{std::mt19937(1)};
-  tBytes const ones(4096, '\1');
+  tBytes const ones(4096, '\1'), eachOnce = withCounts(std::vector<unsigned int>(256, 1));
   struct {
     char const* what;
     tBytes content;
@@ -111,12 +105,12 @@ TEST(CompressionTest, givesBackContentsOfEveryKind) {
       {"a high byte for long", tBytes(100'001, '\xFF')},
       {"two in turn", shuffled(withCounts({5000, 5000}))},
       {"two, one seldom", shuffled(withCounts({70'000, 1}))},
-      {"each once", withCounts(std::vector<unsigned int>(256, 1))},
+      {"each once", eachOnce},
       {"each equally often", shuffled(withCounts(std::vector<unsigned int>(256, 33)))},
       {"codes of 11 bits", shuffled(withCounts(powersOfTwo(12)))},
       {"codes of 11 bits that would be 12", shuffled(withCounts(powersOfTwo(13)))},
       {"codes of 11 bits that would be 24", shuffled(withCounts(fibonacci(25)))},
-      {"256 codes, most of 11 bits", shuffled(withCounts(allAndMuchOf(255, 60'000)))},
+      {"256 codes, most of 11 bits", shuffled(eachOnce + tBytes(60'000, '\xFF'))},
       {"quarters apart", withCounts(fibonacci(21))},
       {"random after all the same", ones + randomContent(random, 4096) + ones},
       {"nearly a piece", randomContent(random, 16'383)},
