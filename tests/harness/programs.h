@@ -30,12 +30,20 @@ inline std::string contentOf(nk_message& message) {
 // nkdevice at address 2, and nkctl to talk to it.
 class programs : public testing::Test {
  protected:
-  std::unique_ptr<tProgram> startDevice(std::string const& url, std::string const& options = "") {
-    auto device = std::make_unique<tProgram>(
+  void startDevice(std::string const& url, std::string const& options = "") {
+    device = std::make_unique<tProgram>(
         io, words(NK_DEVICE " --link " + url + " --address 2 " + options));
     station = device->waitFor("listening on ");
     station.resize(station.find(", address 2"));
-    return device;
+  }
+  // Starts a device that keeps its state, at any port; ends the one that runs by `number` before.
+  void start(std::string const& options = "") {
+    startDevice("tcp://127.0.0.1:0", "--state " + state + " " + options);
+  }
+  void restart(int number, std::string const& options = "") {
+    device->signal(number);
+    device->finish();
+    start(options);
   }
   // Runs a program to its end, keeps what it writes, and gives its exit status.
   int run(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
@@ -71,6 +79,8 @@ class programs : public testing::Test {
 
   asio::io_context io{1};
   harness::tTempDir dir;
+  std::string const state = dir / "state";
+  std::unique_ptr<tProgram> device;
   std::string station, output, errors;
 };
 

@@ -117,6 +117,12 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
   auto const silent = [](nk_station& line, milliseconds timeout) {
     return line.ask(harness::bytes("?"), 2, timeout);
   };
+  auto const sentAndSilent = [&](nk_station& line, nk_station::tDuration timeout) {
+    auto call = line.ask(harness::bytes("?"), 2, timeout);
+    char byte;
+    EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+    return call;
+  };
   struct {
     char const* what;
     std::function<tCall(nk_station&)> act;
@@ -132,9 +138,7 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
        OUTCOME_NOT_SENT, std::errc::invalid_argument},
       {"peer ends",
        [&](nk_station& line) {
-         auto call = silent(line, nk_station::tDuration::max());
-         char byte;
-         EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+         auto call = sentAndSilent(line, nk_station::tDuration::max());
          ::shutdown(peer.get(), SHUT_WR);
          return call;
        },
@@ -168,9 +172,7 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
        OUTCOME_NOT_SENT, std::errc::operation_canceled},
       {"destroyed",
        [&](nk_station& line) {
-         auto call = silent(line, ample);
-         char byte;
-         EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+         auto call = sentAndSilent(line, ample);
          station.reset();
          return call;
        },
@@ -307,23 +309,6 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
     EXPECT_EQ(call.get().outcome, OUTCOME_ANSWER);
   }
   EXPECT_EQ(waiting.get().outcome, OUTCOME_TIMEOUT);
-}
-
-TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
-  auto& line = open();
-  auto told = line.tell(harness::noise(4000000), 2, ample);
-  std::atomic<bool> ended = false;
-  std::thread reader([&] {
-    char buffer[65536];
-    EXPECT_TRUE(
-        harness::becomes([&] { return ::recv(peer.get(), buffer, sizeof buffer, 0) == 0; }));
-    ended = true;
-    ::shutdown(peer.get(), SHUT_WR);
-  });
-  line.finish(ample);
-  EXPECT_TRUE(ended);
-  EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
-  reader.join();
 }
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include "harness/hex.h"
 #include "harness/logHook.h"
 #include "nkProtocol/controlMessages.h"
-#include "nkSupport/SHA1.h"
+#include "reading.h"
 
 namespace {
 
@@ -48,13 +48,6 @@ TEST(Message, NamesItsTypes) {
   EXPECT_EQ(nk_messageShutdown(nk_message::VERSION_0).typeName(), "SHUTDOWN");
 }
 
-tString sha1(char const* text) {
-  SHA1 hash;
-  hash.Input(reinterpret_cast<unsigned char const*>(text),
-             static_cast<unsigned int>(std::strlen(text)));
-  return hash.Result();
-}
-
 TEST(Message, TheChecksumOfIdsIsThatOfTheirSet) {
   struct tRow {
     std::vector<unsigned long long> ids;
@@ -63,7 +56,8 @@ TEST(Message, TheChecksumOfIdsIsThatOfTheirSet) {
   for (tRow const& row :
        {tRow{{}, ""}, tRow{{5, 3, 5}, "35"}, tRow{{3, 5}, "35"}, tRow{{1, 23}, "123"},
         tRow{{123}, "123"}, tRow{{1ULL << 63, 2}, "29223372036854775808"}}) {
-    EXPECT_EQ(nk_message::vectorU64Checksum(row.ids), sha1(row.digits)) << row.digits;
+    EXPECT_EQ(nk_message::vectorU64Checksum(row.ids), sha1Of(row.digits, std::strlen(row.digits)))
+        << row.digits;
   }
   unsigned long long small = 1;
   unsigned long long large = ~0ULL;

@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "nkProtocol/message.h"
+#include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 
 /// What the factory makes of a message's bytes; null if that is no `Message`.
@@ -34,4 +35,10 @@ inline nk_serializer bytesOf(nk_message& message) {
   nk_serializer bytes;
   EXPECT_TRUE(message.serializeMsg(&bytes));
   return bytes;
+}
+
+inline tString sha1Of(void const* bytes, std::size_t size) {
+  SHA1 hash;
+  hash.Input(static_cast<unsigned char const*>(bytes), static_cast<unsigned int>(size));
+  return hash.Result();
 }

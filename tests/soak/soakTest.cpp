@@ -211,7 +211,7 @@ TEST_F(soak, everythingCompletesOnceThroughAllDamages) {
   milliseconds const length(static_cast<long long>(1000 * (setting ? std::atof(setting) : 3)));
   ASSERT_GE(length.count(), 1000);
   nk_protocol::setMaxPayloadSize(partSize);
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   tPhase clean, bad, idle;
   {
     auto const chaos = startChaos("");

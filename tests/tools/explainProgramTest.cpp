@@ -18,7 +18,7 @@ class explainProgram : public programs {
  protected:
   // Lets the programs talk over a link of this kind, and keeps the record and what was told live.
   void talk(std::string const& panelUrl, std::string const& url, unsigned int size) {
-    auto const device = startDevice(panelUrl);
+    startDevice(panelUrl);
     tProgram explain(io, words(NK_EXPLAIN " --json --listen " + url + " --record " + record +
                                " --link " + station));
     station = explain.waitFor("listening on ");

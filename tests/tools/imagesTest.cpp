@@ -56,12 +56,6 @@ TEST(progress, isDrawnWithRateAndTime) {
 
 class images : public harness::programs {
  protected:
-  void start() { device = startDevice("tcp://127.0.0.1:0", "--state " + state); }
-  void restart() {
-    device->signal(SIGKILL);
-    device->finish();
-    start();
-  }
   // Sends an IMAGE message as it is; the answer to the next request shows that it was handled.
   void send(std::string const& content) {
     expect("raw --no-response " + write(dir / "content", content), 0);
@@ -89,9 +83,6 @@ class images : public harness::programs {
                              R"("name":"e",)") +
                      entry + "}]}]}");
   }
-
-  std::string const state = dir / "state";
-  std::unique_ptr<harness::tProgram> device;
 };
 
 TEST_F(images, areStoredReplacedAndRemoved) {
@@ -110,7 +101,7 @@ TEST_F(images, areStoredReplacedAndRemoved) {
   for (auto const& row : rows) {
     send(row.content);
     EXPECT_EQ(held(), row.held);
-    restart();
+    restart(SIGKILL);
     auto const now = held();
     EXPECT_EQ(now, row.held);
     EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}),
@@ -159,14 +150,14 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
   for (auto const& each : fs::directory_iterator(state + "/images")) {
     if (each.path().string().find("image_id7") != std::string::npos) write(each.path(), "Seven");
   }
-  restart();
+  restart(SIGKILL);
   EXPECT_NE(device->errors.find("image 7 is damaged or missing"), std::string::npos);
   EXPECT_EQ(held(), "8=b.png:eight ");
   EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}), 1);
   for (char const* const index : {"{", R"({"images":[{"uid":8,"cs":"../../x","mime":0}]})",
                                   R"({"images":[{"uid":8,"cs":"0","mime":5}]})"}) {
     write(state + "/images.json", index);
-    restart();
+    restart(SIGKILL);
     EXPECT_NE(device->errors.find("images.json is damaged; it is now"), std::string::npos) << index;
     expect("images remove 8", 0);
   }
@@ -186,17 +177,15 @@ TEST_F(images, areWholeOrNotThereAfterAKill) {
     files +=
         " " + write(dir / ("image_id" + std::to_string(i % 3) + (i < 3 ? ".png" : ".jpg")).c_str(),
                     harness::randomBytes(200000 + i, i));
-  device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
+  start("--verbose");
   for (unsigned int round = 0; round < 12; ++round) {
     harness::tProgram sender(
         io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files));
     EXPECT_TRUE(harness::runUntil(io, [&] {
       return harness::countOf("request IMAGE", device->errors) > round % 6;
     })) << device->errors;
-    device->signal(SIGKILL);
-    device->finish();
+    restart(SIGKILL, "--verbose");
     sender.finish();
-    device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
     EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
   }
   expect("images send" + files, 0);

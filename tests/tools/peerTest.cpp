@@ -32,7 +32,7 @@ struct {
 };
 
 TEST_F(programs, answerPeerInAnotherLanguage) {
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   auto const connect = NK_PEER " --connect " + station.substr(6) + " --to ";
   for (auto const& row : rows) {
     nk_messageGenericReq request(nk_message::VERSION_1, row.text.c_str(), "end");

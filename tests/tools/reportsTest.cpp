@@ -18,15 +18,6 @@ constexpr char layout[] = R"({"action":"displayConfig","type":"response","tv":1,
 
 class reports : public harness::programs {
  protected:
-  void start(std::string const& options = "") {
-    device = startDevice("tcp://127.0.0.1:0", "--state " + (dir / "state ") + options);
-  }
-  // Ends the device by `number`, starts it again.
-  void restart(int number, std::string const& options = "") {
-    device->signal(number);
-    device->finish();
-    start(options);
-  }
   void refuseImage(unsigned long long uid) {
     expect(
         "raw --no-response " + write(dir / "content", imageContent({{uid, "x.png", "x", "wrong"}})),
@@ -54,8 +45,6 @@ class reports : public harness::programs {
     EXPECT_EQ(program.finish(), 0) << program.output;
     return program.output;
   }
-
-  std::unique_ptr<harness::tProgram> device;
 };
 
 TEST_F(reports, eventsAreMergedSortedAndKept) {

@@ -31,12 +31,12 @@ std::string schedules(std::vector<std::string> const& uids) {
 
 class settings : public programs {
  protected:
-  std::string state = dir / "state", file = write(dir / "config.json", config),
+  std::string file = write(dir / "config.json", config),
               set = write(dir / "set.json", schedules({"18446744073709551615"}));
 };
 
 TEST_F(settings, outlastAKillAndARestart) {
-  auto device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
+  start("--serial 4000000000");
   expect("config init " + (dir / "new.json"), 0);
   expect("config init " + (dir / "new.json"), 1);
   expect("config check " + (dir / "new.json"), 0);
@@ -50,9 +50,7 @@ TEST_F(settings, outlastAKillAndARestart) {
       expect("set-name lobby", 0);
     }
     EXPECT_EQ(ask("config check " + file), std::string(name) == "hall" ? 0 : 6) << errors;
-    device->signal(SIGKILL);
-    device->finish();
-    device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
+    restart(SIGKILL, "--serial 4000000000");
     EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
     expect("schedules check " + set, 0);
     expect("state --json", 0, R"("serial":4000000000)");
@@ -63,7 +61,7 @@ TEST_F(settings, outlastAKillAndARestart) {
 
 // A panel drops only every second one of neighbours that are to go.
 TEST_F(settings, schedulesAreSentUntilThePanelHoldsThem) {
-  auto const device = startDevice("tcp://127.0.0.1:0", "--verbose");
+  startDevice("tcp://127.0.0.1:0", "--verbose");
   struct {
     std::vector<std::string> uids;
     unsigned int requests;
@@ -78,7 +76,7 @@ TEST_F(settings, schedulesAreSentUntilThePanelHoldsThem) {
 }
 
 TEST_F(settings, damagedSetsAreRefusedAndVersionsAreAnswered) {
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   nk_messageSetConfigReq with(nk_message::VERSION_3), older(nk_message::VERSION_1);
   ASSERT_EQ(readConfigFile(file, with), "");
   older.updateTime = 99;
@@ -125,7 +123,7 @@ TEST_F(settings, damagedFilesAreSetAside) {
   std::filesystem::create_directories(state + "/config.bin");
   write(state + "/schedules.bin", std::string("\x09\0\x03\0\x01\0\0\0", 8));
   write(state + "/schedules.bin.new", "what a crash left behind");
-  auto const device = startDevice("tcp://127.0.0.1:0", "--state " + state);
+  start();
   EXPECT_NE(device->errors.find("config.bin cannot be read; it is now "), std::string::npos);
   EXPECT_NE(device->errors.find("schedules.bin is damaged; it is now "), std::string::npos);
   EXPECT_TRUE(std::filesystem::exists(state + "/config.bin.bad"));

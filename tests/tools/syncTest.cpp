@@ -38,11 +38,10 @@ class sync : public harness::programs {
   }
 
   std::string const site = dir / "site";
-  std::unique_ptr<harness::tProgram> device;
 };
 
 TEST_F(sync, sendsOnlyWhatDiffers) {
-  device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + (dir / "state"));
+  start("--verbose");
   EXPECT_EQ(requests(6, "--dry-run "), "");
   EXPECT_NE(output.find("nothing was sent\n"), output.npos) << output;
   EXPECT_EQ(requests(0), "IMAGE IMAGE IMAGE SET_CONFIG_REQ SET_SCHEDULES_REQ ");
@@ -76,7 +75,7 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
 }
 
 TEST_F(sync, tellsWhatThePanelDoesNotTake) {
-  device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + (dir / "state"));
+  start("--verbose");
   // Neither configuration nor images can be stored, so that the panel refuses both.
   fs::create_directories(dir / "state/config.bin.new");
   write(dir / "state/images", "in the way");
@@ -86,7 +85,7 @@ TEST_F(sync, tellsWhatThePanelDoesNotTake) {
 }
 
 TEST_F(sync, readsTheDirectoryStrictly) {
-  device = startDevice("tcp://127.0.0.1:0", "--verbose");
+  startDevice("tcp://127.0.0.1:0", "--verbose");
   write(site + "/images/.hidden", "is passed over");
   struct {
     std::string file, content, words;
