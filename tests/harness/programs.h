@@ -24,7 +24,7 @@ inline unsigned int countOf(std::string_view word, std::string const& text) {
 inline std::string contentOf(nk_message& message) {
   nk_serializer content;
   EXPECT_TRUE(message.serializeMsg(&content));
-  return std::string(reinterpret_cast<char const*>(content.data()), content.size());
+  return text(content);
 }
 
 // nkdevice at address 2, and nkctl to talk to it.
@@ -63,11 +63,14 @@ class programs : public testing::Test {
   int ask(std::string const& command) {
     return control(words("--link " + station + " --to 2 " + command));
   }
-  // The same, with the exit status and some words that are to come of it.
+  // The same, and which exit status and words are to come of it.
   void expect(std::string const& command, int status, std::string_view told = "") {
-    EXPECT_EQ(ask(command), status) << command << ": " << output << errors;
+    expectRun(NK_CTL " --link " + station + " --to 2 " + command, status, told);
+  }
+  void expectRun(std::string const& line, int status, std::string_view told = "") {
+    EXPECT_EQ(run(words(line)), status) << line << ": " << output << errors;
     EXPECT_NE((output + errors).find(told), std::string::npos)
-        << command << ": no " << told << " in " << output << errors;
+        << line << ": no " << told << " in " << output << errors;
   }
   // The answer to a command with --json.
   tJson answer(std::string const& command) {

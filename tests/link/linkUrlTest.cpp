@@ -15,15 +15,10 @@ TEST(serialLine, partsSuitTheRate) {
 std::string const longest = "unix:///" + std::string(106, 'x');
 
 TEST(linkUrl, readsAndWritesAddresses) {
-  std::string const texts[] = {longest,
-                               "tcp://localhost:4711",
-                               "tcp://127.0.0.1:0",
-                               "tcp://[::1]:65535",
-                               "unix:///run/nk.sock",
-                               "unix:///with?query and blank",
-                               "serial:///dev/ttyS0?baud=9600",
-                               "serial:///dev/ttyS0"};
-  for (auto const& text : texts) {
+  for (std::string const text :
+       {longest.c_str(), "tcp://localhost:4711", "tcp://127.0.0.1:0", "tcp://[::1]:65535",
+        "unix:///run/nk.sock", "unix:///with?query and blank", "serial:///dev/ttyS0?baud=9600",
+        "serial:///dev/ttyS0"}) {
     nk_linkUrl url;
     std::string error;
     EXPECT_TRUE(nk_linkUrl::parse(text, url, error)) << text << error;

@@ -105,31 +105,27 @@ std::string printedBy(Call call) {
 }
 
 TEST(File, MimeTypesHaveNumbersAndExtensions) {
+  std::string const unsupported = "unsupported mime type: ";
   struct tRow {
-    char const* mimeType;
+    std::string mimeType;
     int number;
     char const* name;
-    char const* printed;
-    char const* printedForName;
   };
-  char const* const unsupported = "unsupported mime type: 5\r\n";
   for (tRow const& row :
-       {tRow{"image/png", 0, "image_id42.png", "", ""},
-        tRow{"image/jpeg", 1, "image_id42.jpg", "", ""},
-        tRow{"application/pdf", 2, "image_id42.pdf", "", ""},
-        tRow{"application/x-7z-compressed", 3, "image_id42.7z", "", ""},
-        tRow{"application/octet-stream", 3, "image_id42.7z", "", ""},
-        tRow{"application/xml", 4, "image_id42.xml", "", ""},
-        tRow{"text/xml", 4, "image_id42.xml", "", ""},
-        tRow{"IMAGE/PNG", 5, "image_id42.", "unsupported mime type: IMAGE/PNG\r\n", unsupported},
-        tRow{"", 5, "image_id42.", "unsupported mime type: \r\n", unsupported}}) {
+       {tRow{"image/png", 0, "image_id42.png"}, tRow{"image/jpeg", 1, "image_id42.jpg"},
+        tRow{"application/pdf", 2, "image_id42.pdf"},
+        tRow{"application/x-7z-compressed", 3, "image_id42.7z"},
+        tRow{"application/octet-stream", 3, "image_id42.7z"},
+        tRow{"application/xml", 4, "image_id42.xml"}, tRow{"text/xml", 4, "image_id42.xml"},
+        tRow{"IMAGE/PNG", 5, "image_id42."}, tRow{"", 5, "image_id42."}}) {
     SCOPED_TRACE(row.mimeType);
+    bool const good = row.number != nk_msgFile::MIME_UNSUPPORTED;
+    tString name, mimeType(std::string_view(row.mimeType));
     std::unique_ptr<nk_msgFile> file;
-    tString name;
-    EXPECT_EQ(printedBy([&] { file = std::make_unique<nk_msgFile>(1, "", row.mimeType, nullptr); }),
-              row.printed);
+    EXPECT_EQ(printedBy([&] { file = std::make_unique<nk_msgFile>(1, "", mimeType, nullptr); }),
+              good ? "" : unsupported + row.mimeType + "\r\n");
     EXPECT_EQ(file->mimeType(), row.number);
-    EXPECT_EQ(printedBy([&] { name = file->imageName(42); }), row.printedForName);
+    EXPECT_EQ(printedBy([&] { name = file->imageName(42); }), good ? "" : unsupported + "5\r\n");
     EXPECT_EQ(name, row.name);
   }
   EXPECT_EQ(nk_msgFile::imageNameByMimeType_e(~0ULL, nk_msgFile::MIME_JPEG),

@@ -144,26 +144,22 @@ TEST(tJson, indentsByFourBlanks) {
 TEST(tJson, givesIntegersOfAllBitsAndFallsBackOnTheRest) {
   for (auto const& [value, read] : {std::pair{"0", 0LL},
                                     {"-1", -1LL},
+                                    {"18446744073709551615", -1LL},
                                     {"9223372036854775807", LLONG_MAX},
                                     {"-9223372036854775808", LLONG_MIN},
-                                    {"9223372036854775808", LLONG_MIN},
-                                    {"18446744073709551615", -1LL},
-                                    {"18446744073709551616", 7LL},
-                                    {"-9223372036854775809", 7LL},
-                                    {"1.5", 7LL},
-                                    {"1.0", 7LL},
-                                    {"1e3", 7LL},
-                                    {"\"12\"", 7LL},
-                                    {"true", 7LL},
-                                    {"null", 7LL},
-                                    {"[1]", 7LL},
-                                    {"{}", 7LL}}) {
+                                    {"9223372036854775808", LLONG_MIN}}) {
     tJson json;
     ASSERT_TRUE(json.parse("{\"k\":" + std::string(value) + "}"));
     EXPECT_EQ(json.getInt("k", 7), read) << value;
+  }
+  for (std::string const value : {"18446744073709551616", "-9223372036854775809", "1.5", "1.0",
+                                  "1e3", "\"12\"", "true", "null", "[1]", "{}"}) {
+    tJson json;
+    ASSERT_TRUE(json.parse("{\"k\":" + value + "}"));
+    EXPECT_EQ(json.getInt("k", 7), 7) << value;
     EXPECT_TRUE(json.has("k"));
-    EXPECT_EQ(json.getBool("k", false), std::string(value) == "true");
-    EXPECT_EQ(json.getString("k"), std::string(value) == "\"12\"" ? "12" : "");
+    EXPECT_EQ(json.getBool("k", false), value == "true");
+    EXPECT_EQ(json.getString("k"), value == "\"12\"" ? "12" : "");
   }
 }
 

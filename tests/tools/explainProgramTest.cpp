@@ -150,11 +150,7 @@ TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
       {"--link " + panel, 3, "No such file"},
       {"--link " + panel + " --record /none/none", 1, "/none/none"},
   };
-  for (auto const& row : rows) {
-    EXPECT_EQ(run(words(NK_EXPLAIN " " + row.arguments)), row.status) << row.arguments << errors;
-    EXPECT_NE((row.status == 0 ? output : errors).find(row.words), std::string::npos)
-        << row.arguments << output << errors;
-  }
+  for (auto const& row : rows) expectRun(NK_EXPLAIN " " + row.arguments, row.status, row.words);
 }
 
 }  // namespace

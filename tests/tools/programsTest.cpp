@@ -117,8 +117,8 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   EXPECT_EQ(control(words(good + "raw -"), write(dir / "input", contentOf(fromInput))), 0);
   EXPECT_NE(output.find("\"text2\":\"put\""), output.npos) << output << errors;
 
-  EXPECT_EQ(run({NK_DEVICE, "--link", station, "--address", "2"}), 3) << errors;
-  EXPECT_EQ(run({NK_DEVICE, "--link", station, "--address", "0xFFFFFFFF"}), 2) << errors;
+  expectRun(NK_DEVICE " --address 2 --link " + station, 3);
+  expectRun(NK_DEVICE " --address 0xFFFFFFFF --link " + station, 2);
 }
 
 // A panel inside the test, which behaves as no panel should.
@@ -141,7 +141,7 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
     setup.context = const_cast<std::string*>(&row.reply);
     setup.receive = [](unsigned int, tBlob* content, void* context) {
       auto const& reply = *static_cast<std::string*>(context);
-      *content = tBlob(reply.data(), static_cast<unsigned int>(reply.size()));
+      *content = harness::bytes(reply);
     };
     listener.start([&](int one) {
       panel = std::make_unique<nk_linkedEngine>(io, one, nk_carrier::tLimits{}, setup);
@@ -216,8 +216,8 @@ TEST_F(programs, chaosCarriesAndRepeatsItsDamage) {
     if (first.empty()) first = told;
     EXPECT_EQ(told == first, seed[0] == '5') << told;
   }
-  EXPECT_EQ(run(words(NK_CHAOS " --link unix:///x --to unix:///y --byte-flip 1 --byte-drop 1")), 2);
-  EXPECT_NE(errors.find("more than 1"), std::string::npos) << errors;
+  expectRun(NK_CHAOS " --link unix:///x --to unix:///y --byte-flip 1 --byte-drop 1", 2,
+            "more than 1");
   auto const lost = chaos("unix://" + (dir / "none"));
   expect("--timeout 0.1 time", 4);
 }
@@ -225,7 +225,7 @@ TEST_F(programs, chaosCarriesAndRepeatsItsDamage) {
 TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
   auto const url = "unix://" + (dir / "socket");
   startDevice(url);
-  device->signal(SIGKILL);  // leaves its file behind, for the next to replace
+  device.reset();  // killed, it leaves its file behind, for the next to replace
   for (int const number : {SIGTERM, SIGINT}) {
     startDevice(url);
     device->signal(number);

@@ -155,18 +155,16 @@ TEST_F(reports, displaysComeFromAFile) {
   for (std::string const content : {"", "{",
                                     R"({"action":"displayConfig","type":"request","tv":1,)"
                                     R"("dispConfigs":[]})"}) {
-    EXPECT_EQ(run(words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --displays " +
-                        write(dir / "layout.json", content))),
-              2);
-    EXPECT_NE(errors.find("layout.json: "), std::string::npos) << content << errors;
+    expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --displays " +
+                  write(dir / "layout.json", content),
+              2, "layout.json: ");
   }
 }
 
 TEST_F(reports, oneDirectoryHasOnePanel) {
   start();
-  EXPECT_EQ(
-      run(words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state " + (dir / "state"))), 1);
-  EXPECT_NE(errors.find("another panel keeps its state in"), std::string::npos) << errors;
+  expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state " + state, 1,
+            "another panel keeps its state in");
   restart(SIGKILL);  // the lock went with it
   expect("time", 0);
 }

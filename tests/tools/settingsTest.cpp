@@ -136,9 +136,7 @@ TEST_F(settings, damagedFilesAreSetAside) {
   expect("schedules set " + set, 6);
   expect("config check " + file, 0);
 
-  EXPECT_EQ(
-      run(harness::words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state /dev/null/x")),
-      1);
+  expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state /dev/null/x", 1);
 }
 
 TEST_F(settings, filesAreReadStrictly) {
@@ -212,10 +210,7 @@ TEST_F(settings, filesAreReadStrictly) {
       {"schedules preview --at yesterday " + set, 2, "--at yesterday"},
       {"config", 2, "subcommand is required"},
   };
-  for (auto const& row : runs) {
-    EXPECT_EQ(control(harness::words(row.arguments)), row.status) << row.arguments << errors;
-    EXPECT_NE((output + errors).find(row.words), errors.npos) << row.arguments << output << errors;
-  }
+  for (auto const& row : runs) expectRun(NK_CTL " " + row.arguments, row.status, row.words);
 }
 
 TEST(programsDocument, hasTheExitStatusesOfTheHelp) {
