@@ -143,6 +143,17 @@ TEST(Frame, TakesWholeFramesAndDropsBadOnes) {
   EXPECT_FALSE(nk_telegramPart().streamContainsTelegram(nullptr));
 }
 
+TEST(Frame, ABadPayloadLengthLeavesTheKindOfThePart) {
+  tBlob payload = hex("61");
+  nk_telegramPart part(1, 2, 3, 4, 5, false, &payload, nk_telegramPart::TYPE_RESPONSE,
+                       nk_telegramPart::COMPRESSION_HUFF);
+  tBlob stream = frameOf(hex(std::string(header) + "0a 05000000 616263"));
+  EXPECT_FALSE(part.streamContainsTelegram(&stream));
+  EXPECT_EQ(part.telegramId(), 7u);
+  EXPECT_TRUE(part.isResponse() && part.payload()->empty());
+  EXPECT_EQ(part.compression(), nk_telegramPart::COMPRESSION_HUFF);
+}
+
 TEST(Frame, LargerThanTheCeilingIsDropped) {
   unsigned int const before = tCompression::maxDecodedSize();
   tCompression::setMaxDecodedSize(1000);

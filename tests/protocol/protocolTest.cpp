@@ -193,6 +193,15 @@ TEST_F(Protocol, ContentLeftBehindAnswersEvenWhatWantsNoAnswer) {
   EXPECT_EQ(pair.a.takeLog().back(), "did not find request for response");
 }
 
+TEST_F(Protocol, ATypeOfNoneIsARequest) {
+  pair.b.reply = "answer";
+  push(pair.b, 5, 1, 2, 1, true, "type 0", nk_basicTelegram::teType(0));
+  pair.b.poll();
+  ASSERT_EQ(pair.b.requests.size(), 1u);
+  EXPECT_EQ(pair.b.requests[0].content, "type 0");
+  EXPECT_EQ(pair.b.takeLog().back(), "prot: send response (id: 5; src: 2; dest: 1)");
+}
+
 TEST_F(Protocol, WhatCannotBeSentIsDroppedWithoutACall) {
   pair.a.request("x", 2);
   pair.a.tell("y", 2);
@@ -221,6 +230,20 @@ TEST_F(Protocol, PartsInTheWrongOrderAreDropped) {
   EXPECT_EQ(log[7], "received telegram with multiple parts - incomplete (tlg-id: 5)");
   EXPECT_EQ(log[10], "received telegram part for new context (tlg.-id: 5)");
   EXPECT_EQ(log[14], "received telegram with multiple parts - incomplete (tlg-id: 5)");
+}
+
+TEST_F(Protocol, PartsOfSeveralTelegramsMayCross) {
+  for (unsigned int part : {1u, 2u}) {
+    for (unsigned int source : {1u, 3u}) {
+      for (unsigned int id : {5u, 6u}) {
+        push(pair.b, id, source, 2, part, part == 2, std::to_string(source * 100 + id * 10 + part));
+      }
+    }
+  }
+  pair.b.poll();
+  tLines contents;
+  for (auto const& request : pair.b.requests) contents.push_back(request.content);
+  EXPECT_EQ(contents, (tLines{"151152", "161162", "351352", "361362"}));
 }
 
 TEST_F(Protocol, WhatCannotBeDecompressedIsDropped) {
