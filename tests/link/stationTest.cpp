@@ -311,4 +311,21 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   EXPECT_EQ(waiting.get().outcome, OUTCOME_TIMEOUT);
 }
 
+TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
+  auto& line = open();
+  auto told = line.tell(harness::noise(4000000), 2, ample);
+  std::atomic<bool> ended = false;
+  std::thread reader([&] {
+    char buffer[65536];
+    EXPECT_TRUE(
+        harness::becomes([&] { return ::recv(peer.get(), buffer, sizeof buffer, 0) == 0; }));
+    ended = true;
+    ::shutdown(peer.get(), SHUT_WR);
+  });
+  line.finish(ample);
+  EXPECT_TRUE(ended);
+  EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
+  reader.join();
+}
+
 }  // namespace
