@@ -1,8 +1,5 @@
 #pragma once
 
-#include <fstream>
-#include <iterator>
-
 #include "harness/programs.h"
 #include "nkProtocol/imageMessage.h"
 #include "tools/common/images.h"
@@ -18,8 +15,6 @@ struct tSentFile {
   unsigned char mimeType = 0;
 };
 
-inline tString text(std::string const& bytes) { return tString(std::string_view(bytes)); }
-
 /// The content of an IMAGE message in version 3 with these files.
 inline std::string imageContent(std::vector<tSentFile> const& files, unsigned char taskRemove = 0) {
   constexpr auto writing = nk_serializer::SER_WRITE;
@@ -29,22 +24,16 @@ inline std::string imageContent(std::vector<tSentFile> const& files, unsigned ch
   auto count = static_cast<unsigned int>(files.size());
   content.numbers(writing, type, version, taskRemove, count);
   for (auto file : files) {
-    tBlob bytes(file.content.data(), static_cast<unsigned int>(file.content.size()));
-    tString name = text(file.name);
-    tString checksum = file.checksum.empty() ? nk_tools::imageChecksum(bytes) : text(file.checksum);
+    tBlob data = bytes(file.content), name = bytes(file.name), checksum = bytes(file.checksum);
+    if (checksum.empty()) checksum = bytes(nk_tools::imageChecksum(data).c_str());
     content.u64(file.uid, writing);
-    content.string(name, writing);
-    content.string(checksum, writing);
+    content.blob(name, writing);
+    content.blob(checksum, writing);
     content.u8(file.mimeType, writing);
-    content.blob(bytes, writing);
+    content.blob(data, writing);
   }
   content.u8(taskFbc, writing);
-  return std::string(reinterpret_cast<char const*>(content.data()), content.size());
-}
-
-inline std::string contentOfFile(std::filesystem::path const& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  return text(content);
 }
 
 }  // namespace harness

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "harness/hex.h"
 #include "nkProtocol/protocol.h"
 #include "nkSupport/tBlob.h"
 
@@ -72,11 +73,11 @@ class tEndpoint {
   void poll() { engine.poll(nullptr, &end, tLinkEnd::send, tLinkEnd::receive); }
   void request(std::string_view content, unsigned int destination, unsigned int timeout_s = 0,
                void* userData = nullptr) {
-    tBlob blob(content.data(), static_cast<unsigned int>(content.size()));
+    tBlob blob = bytes(content);
     engine.enqueue_TS(&blob, destination, answered, timeout_s, userData);
   }
   void tell(std::string_view content, unsigned int destination) {
-    tBlob blob(content.data(), static_cast<unsigned int>(content.size()));
+    tBlob blob = bytes(content);
     engine.enqueue_TS(&blob, destination, nullptr, 0, nullptr);
   }
   /// The log since the last call.
@@ -91,14 +92,12 @@ class tEndpoint {
 
  private:
   static std::string textOf(tBlob const* content) {
-    if (content == nullptr) return "(null)";
-    return std::string(reinterpret_cast<char const*>(content->data()), content->size());
+    return content == nullptr ? "(null)" : text(*content);
   }
   static void received(unsigned int source, tBlob* content, void* context) {
     auto& self = *static_cast<tEndpoint*>(context);
     self.requests.push_back({source, textOf(content), false, nullptr});
-    content->clear();
-    content->append(self.reply.data(), static_cast<unsigned int>(self.reply.size()));
+    *content = bytes(self.reply);
   }
   static void answered(unsigned int address, tBlob* content, void* context, bool timedOut,
                        void* userData) {

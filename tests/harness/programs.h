@@ -1,12 +1,11 @@
 #pragma once
 
-#include <fstream>
-#include <iterator>
 #include <memory>
 #include <sstream>
 
 #include "harness/program.h"
 #include "nkProtocol/message.h"
+#include "nkSupport/tJson.h"
 
 /// For tests of the programs, which are found by the macros NK_DEVICE and NK_CTL.
 namespace harness {
@@ -16,44 +15,75 @@ inline std::vector<std::string> words(std::string const& line) {
   return {std::istream_iterator<std::string>(stream), {}};
 }
 
-inline std::string write(std::string const& path, std::string const& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-  return path;
+inline unsigned int countOf(std::string_view word, std::string const& text) {
+  unsigned int count = 0;
+  for (auto at = text.find(word); at != text.npos; at = text.find(word, at + 1)) ++count;
+  return count;
 }
 
 inline std::string contentOf(nk_message& message) {
   nk_serializer content;
   EXPECT_TRUE(message.serializeMsg(&content));
-  return std::string(reinterpret_cast<char const*>(content.data()), content.size());
+  return text(content);
 }
 
 // nkdevice at address 2, and nkctl to talk to it.
 class programs : public testing::Test {
  protected:
-  std::unique_ptr<tProgram> startDevice(std::string const& url, std::string const& options = "") {
-    auto device = std::make_unique<tProgram>(
+  void startDevice(std::string const& url, std::string const& options = "") {
+    device = std::make_unique<tProgram>(
         io, words(NK_DEVICE " --link " + url + " --address 2 " + options));
     station = device->waitFor("listening on ");
     station.resize(station.find(", address 2"));
-    return device;
   }
-  // Runs nkctl with these arguments and gives its exit status.
-  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
-    std::vector<std::string> all{NK_CTL};
-    all.insert(all.end(), arguments.begin(), arguments.end());
-    tProgram program(io, all, input);
+  // Starts a device that keeps its state, at any port; ends the one that runs by `number` before.
+  void start(std::string const& options = "") {
+    startDevice("tcp://127.0.0.1:0", "--state " + state + " " + options);
+  }
+  void restart(int number, std::string const& options = "") {
+    device->signal(number);
+    device->finish();
+    start(options);
+  }
+  // Runs a program to its end, keeps what it writes, and gives its exit status.
+  int run(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
+    tProgram program(io, arguments, input);
     int const status = program.finish();
     output = program.output;
     errors = program.errors;
     return status;
   }
+  // Runs nkctl with these arguments.
+  int control(std::vector<std::string> const& arguments, std::string const& input = "/dev/null") {
+    std::vector<std::string> all{NK_CTL};
+    all.insert(all.end(), arguments.begin(), arguments.end());
+    return run(all, input);
+  }
   // Runs a command, a line of words, with the device.
   int ask(std::string const& command) {
     return control(words("--link " + station + " --to 2 " + command));
   }
+  // The same, and which exit status and words are to come of it.
+  void expect(std::string const& command, int status, std::string_view told = "") {
+    expectRun(NK_CTL " --link " + station + " --to 2 " + command, status, told);
+  }
+  void expectRun(std::string const& line, int status, std::string_view told = "") {
+    EXPECT_EQ(run(words(line)), status) << line << ": " << output << errors;
+    EXPECT_NE((output + errors).find(told), std::string::npos)
+        << line << ": no " << told << " in " << output << errors;
+  }
+  // The answer to a command with --json.
+  tJson answer(std::string const& command) {
+    EXPECT_EQ(ask(command), 0) << errors;
+    tJson json;
+    EXPECT_TRUE(json.parse(output)) << output;
+    return json;
+  }
 
   asio::io_context io{1};
   harness::tTempDir dir;
+  std::string const state = dir / "state";
+  std::unique_ptr<tProgram> device;
   std::string station, output, errors;
 };
 

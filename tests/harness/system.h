@@ -2,17 +2,19 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <stdlib.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <asio/io_context.hpp>
 #include <chrono>
-#include <filesystem>
 #include <functional>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
+
+#include "harness/files.h"
+#include "harness/hex.h"
+#include "link/linkUrl.h"
 
 /// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
 /// with their scope, random bytes, and waiting with a deadline.
@@ -24,22 +26,6 @@ constexpr std::chrono::seconds patience{200};
 #else
 constexpr std::chrono::seconds patience{20};
 #endif
-
-/// A directory that is removed with all that is in it.
-class tTempDir {
- public:
-  tTempDir() {
-    char name[] = "/tmp/nkXXXXXX";
-    m_path = ::mkdtemp(name);
-  }
-  ~tTempDir() { std::filesystem::remove_all(m_path); }
-  tTempDir(tTempDir const&) = delete;
-  tTempDir& operator=(tTempDir const&) = delete;
-  std::string operator/(char const* name) const { return m_path + "/" + name; }
-
- private:
-  std::string m_path;
-};
 
 /// A descriptor that is closed at the end.
 class tDescriptor {
@@ -73,12 +59,22 @@ struct tTerminal {
   std::string path;
 };
 
-/// The same bytes for the same seed.
+/// Both ends of a link between this process and itself.
+inline std::pair<tDescriptor, tDescriptor> socketPair() {
+  int ends[2] = {-1, -1};
+  EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
+  return {tDescriptor(ends[0]), tDescriptor(ends[1])};
+}
+
 inline std::string randomBytes(unsigned int count, unsigned int seed) {
-  std::mt19937 source(seed);
-  std::string bytes(count, '\0');
-  for (char& byte : bytes) byte = static_cast<char>(source());
-  return bytes;
+  return text(noise(count, seed));
+}
+
+inline nk_linkUrl urlOf(std::string const& text) {
+  nk_linkUrl url;
+  std::string error;
+  EXPECT_TRUE(nk_linkUrl::parse(text, url, error)) << text << ": " << error;
+  return url;
 }
 
 /// Waits until `done`, which another thread brings about; false if that does not happen.

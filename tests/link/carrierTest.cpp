@@ -1,7 +1,7 @@
 #include "link/carrier.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -135,15 +135,9 @@ INSTANTIATE_TEST_SUITE_P(links, carrier,
                                                           nk_linkUrl::KIND_SERIAL),
                                           testing::Values(65536u, 1u)));
 
-std::pair<harness::tDescriptor, harness::tDescriptor> socketPair() {
-  int ends[2] = {-1, -1};
-  EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
-  return {harness::tDescriptor(ends[0]), harness::tDescriptor(ends[1])};
-}
-
 TEST(carrierBounds, aPeerThatTakesNothingEndsTheLinkAndNeverAsksToTryAgain) {
   asio::io_context io{1};
-  auto [mine, peer] = socketPair();
+  auto [mine, peer] = harness::socketPair();
   nk_carrier::tLimits limits{4096, 4096, std::chrono::milliseconds(20)};
   nk_carrier waiting(io, mine.release(), limits);
   std::vector<unsigned char> const chunk(1000);
@@ -180,7 +174,7 @@ TEST(carrierBounds, aPeerThatTakesALittleNowAndThenKeepsNobodyWaitingForEver) {
 
 TEST(carrierBounds, unreadBytesStayWithTheSystem) {
   asio::io_context io{1};
-  auto [mine, peer] = socketPair();
+  auto [mine, peer] = harness::socketPair();
   nk_carrier lazy(io, mine.release(), {1000, 300, std::chrono::seconds(1)});
   unsigned int events = 0;
   lazy.start([&] { ++events; });
@@ -236,10 +230,11 @@ TEST(carrierBounds, aSerialLineThatDoesNotSayWhenBytesCanMoveIsLookedAtNowAndThe
 // The peer writes before it reads: both ends would wait for ever if sending did not read ahead.
 TEST(carrierBounds, waitingToSendReadsAhead) {
   asio::io_context io{1};
-  auto [mine, peer] = socketPair();
+  auto [mine, peer] = harness::socketPair();
   auto const request = harness::randomBytes(1u << 20, 3),
              answer = harness::randomBytes(1u << 20, 4);
   std::string seen;
+  ::fcntl(peer.get(), F_SETFL, 0);  // waits
   std::thread other([&, end = peer.get()] {
     for (unsigned int sent = 0; sent < answer.size();) {
       auto const count = ::send(end, answer.data() + sent, answer.size() - sent, MSG_NOSIGNAL);

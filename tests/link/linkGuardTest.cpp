@@ -5,7 +5,6 @@
 #include <random>
 
 #include "harness/hex.h"
-#include "harness/link.h"
 #include "harness/system.h"
 
 namespace {
@@ -129,7 +128,30 @@ nk_linkGuard::tOptions with(std::function<void(nk_linkGuard::tOptions&)> const& 
   return options;
 }
 
-// Each cure by itself: what is received, with pauses, and what comes of it.
+using tCounters = nk_linkGuard::tCounters;
+
+// Receives `frames`, with a pause after each; of them those with the indices `delivered` come out.
+void cures(char const* what, nk_linkGuard::tOptions const& options,
+           std::vector<tFrame> const& frames, std::vector<unsigned int> const& delivered,
+           unsigned long long tCounters::*counter, unsigned long long count,
+           unsigned int pause_ms = 0) {
+  for (unsigned int const size : {0u, 1u}) {
+    tGuarded line(options);
+    line.sent(bytesOf({1, 1, true, me, panel}) + bytesOf({3, 1, true, me, all}) +
+              bytesOf({2, 1, true, me, panel, nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE}));
+    tStrings expected;
+    for (auto const& frame : frames) {
+      line.receive(bytesOf(frame), size);
+      line.now += milliseconds(pause_ms);
+    }
+    line.guard.expire();
+    for (auto const index : delivered) expected.push_back(bytesOf(frames[index]));
+    EXPECT_EQ(line.delivered, expected) << what;
+    EXPECT_EQ(line.guard.counters().*counter, count) << what;
+  }
+}
+
+// Each cure by itself.
 TEST(linkGuard, curesWhatItIsToldTo) {
   auto const none = with([](auto&) {});
   auto const address = with([](auto& o) { o.address = me; });
@@ -155,99 +177,38 @@ TEST(linkGuard, curesWhatItIsToldTo) {
   auto const answer = [](unsigned int id, unsigned int from) {
     return tFrame{id, 1, true, from, me, answering};
   };
-  using tCounters = nk_linkGuard::tCounters;
-  struct {
-    char const* what;
-    nk_linkGuard::tOptions const& options;
-    std::vector<tFrame> frames;
-    std::vector<unsigned int> delivered;  // indices of frames
-    unsigned long long tCounters::*counter;
-    unsigned long long count;
-    unsigned int pause_ms = 0;  // after each frame
-  } const rows[] = {
-      {"nothing: all pass",
-       none,
-       {single, single, part2, part3, {4, 1, true, other, other}, answer(1, panel)},
-       {0, 1, 2, 3, 4, 5},
-       &tCounters::delivered,
-       6},
-      {"address: others'",
-       address,
-       {{4, 1, true, other, other}, single},
-       {1},
-       &tCounters::foreign,
-       1},
-      {"address: for all", address, {{4, 1, true, other, all}}, {0}, &tCounters::foreign, 0},
-      {"in order", assemble, {part1, single, part2, part3}, {1, 0, 2, 3}, &tCounters::refused, 0},
-      {"disorder", assemble, {part3, part1, part2}, {1, 2, 0}, &tCounters::refused, 0},
-      {"gap", assemble, {part1, part3, single}, {2}, &tCounters::delivered, 1},
-      {"twice", assemble, {part1, part1, part2, part3}, {0, 2, 3}, &tCounters::duplicates, 1},
-      {"number 0", assemble, {{6, 0, true}, {6, 0, false}}, {}, &tCounters::refused, 2},
-      {"behind the last",
-       assemble,
-       {part3, {6, 4, false}, part1, part2},
-       {2, 3, 0},
-       &tCounters::refused,
-       1},
-      {"two last parts",
-       assemble,
-       {part3, {6, 2, true}, part1, part2},
-       {2, 3, 0},
-       &tCounters::refused,
-       1},
-      {"last before others",
-       assemble,
-       {part3, part1, {6, 2, true}, {6, 5, true}, part2},
-       {1, 4, 0},
-       &tCounters::refused,
-       2},
-      {"started over", assemble, {part1, part2, later1, later2}, {2, 3}, &tCounters::delivered, 2},
-      {"in time", brief, {part1, part2, part3}, {0, 1, 2}, &tCounters::expired, 0, 99},
-      {"late", brief, {part1, part2, part3}, {}, &tCounters::expired, 3, 100},
-      {"room is made",
-       small,
-       {part1, part2, big1, {7, 1, false}, big2},
-       {2, 4},
-       &tCounters::refused,
-       2},
-      {"too large", small, {huge1, big2, part1, part2, part3}, {2, 3, 4}, &tCounters::refused, 1},
-      {"came twice",
-       once,
-       {single, part1, single, part1, part2},
-       {0, 1, 4},
-       &tCounters::duplicates,
-       2},
-      {"came again later", once, {single, part1, single}, {0, 1, 2}, &tCounters::duplicates, 0, 51},
-      {"two remembered",
-       two,
-       {single, part1, single, part2, single},
-       {0, 1, 3, 4},
-       &tCounters::duplicates,
-       1},
-      {"answers",
-       check,
-       {answer(1, panel), answer(1, other), answer(2, panel), answer(3, other)},
-       {0, 3},
-       &tCounters::strangers,
-       2},
-      {"requests", check, {{2}, {9, 1, true, other}}, {0, 1}, &tCounters::strangers, 0},
-  };
-  for (auto const& row : rows) {
-    for (unsigned int const size : {0u, 1u}) {
-      tGuarded line(row.options);
-      line.sent(bytesOf({1, 1, true, me, panel}) + bytesOf({3, 1, true, me, all}) +
-                bytesOf({2, 1, true, me, panel, nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE}));
-      tStrings expected;
-      for (auto const& frame : row.frames) {
-        line.receive(bytesOf(frame), size);
-        line.now += milliseconds(row.pause_ms);
-      }
-      line.guard.expire();
-      for (auto const index : row.delivered) expected.push_back(bytesOf(row.frames[index]));
-      EXPECT_EQ(line.delivered, expected) << row.what;
-      EXPECT_EQ(line.guard.counters().*row.counter, row.count) << row.what;
-    }
-  }
+  cures("nothing: all pass", none,
+        {single, single, part2, part3, {4, 1, true, other, other}, answer(1, panel)},
+        {0, 1, 2, 3, 4, 5}, &tCounters::delivered, 6);
+  cures("address: others'", address, {{4, 1, true, other, other}, single}, {1}, &tCounters::foreign,
+        1);
+  cures("address: for all", address, {{4, 1, true, other, all}}, {0}, &tCounters::foreign, 0);
+  cures("in order", assemble, {part1, single, part2, part3}, {1, 0, 2, 3}, &tCounters::refused, 0);
+  cures("disorder", assemble, {part3, part1, part2}, {1, 2, 0}, &tCounters::refused, 0);
+  cures("gap", assemble, {part1, part3, single}, {2}, &tCounters::delivered, 1);
+  cures("twice", assemble, {part1, part1, part2, part3}, {0, 2, 3}, &tCounters::duplicates, 1);
+  cures("number 0", assemble, {{6, 0, true}, {6, 0, false}}, {}, &tCounters::refused, 2);
+  cures("behind the last", assemble, {part3, {6, 4, false}, part1, part2}, {2, 3, 0},
+        &tCounters::refused, 1);
+  cures("two last parts", assemble, {part3, {6, 2, true}, part1, part2}, {2, 3, 0},
+        &tCounters::refused, 1);
+  cures("last before others", assemble, {part3, part1, {6, 2, true}, {6, 5, true}, part2},
+        {1, 4, 0}, &tCounters::refused, 2);
+  cures("started over", assemble, {part1, part2, later1, later2}, {2, 3}, &tCounters::delivered, 2);
+  cures("in time", brief, {part1, part2, part3}, {0, 1, 2}, &tCounters::expired, 0, 99);
+  cures("late", brief, {part1, part2, part3}, {}, &tCounters::expired, 3, 100);
+  cures("room is made", small, {part1, part2, big1, {7, 1, false}, big2}, {2, 4},
+        &tCounters::refused, 2);
+  cures("too large", small, {huge1, big2, part1, part2, part3}, {2, 3, 4}, &tCounters::refused, 1);
+  cures("came twice", once, {single, part1, single, part1, part2}, {0, 1, 4},
+        &tCounters::duplicates, 2);
+  cures("came again later", once, {single, part1, single}, {0, 1, 2}, &tCounters::duplicates, 0,
+        51);
+  cures("two remembered", two, {single, part1, single, part2, single}, {0, 1, 3, 4},
+        &tCounters::duplicates, 1);
+  cures("answers", check, {answer(1, panel), answer(1, other), answer(2, panel), answer(3, other)},
+        {0, 3}, &tCounters::strangers, 2);
+  cures("requests", check, {{2}, {9, 1, true, other}}, {0, 1}, &tCounters::strangers, 0);
 }
 
 TEST(linkGuard, remembersRequestsUntilTheyAreForgotten) {
@@ -273,10 +234,11 @@ TEST(linkGuard, holdsLittleWhateverComes) {
   options.maxPayload = 1000;
   options.maxHeld = 20000;
   std::string const next = bytesOf({8});
-  std::string parts, starts;
+  std::string parts, starts, empty;
   for (unsigned int id = 0; id < 5000; ++id)
     parts += bytesOf({id % 50, id + 2, id % 7 == 0, panel, me, asking, id % 3, 0});
   for (unsigned int i = 0; i < 30000; ++i) starts += "\x01\x80\x80\x80";
+  for (unsigned int i = 0; i < 500000; ++i) empty += "\x01\x02";
   struct {
     char const* what;
     std::string stream;
@@ -284,12 +246,7 @@ TEST(linkGuard, holdsLittleWhateverComes) {
       {"frame without end", "\x01" + std::string(4000000, '\x80')},
       {"starts only", std::string(4000000, '\x01')},
       {"starts and bodies", starts},
-      {"empty frames",
-       [] {
-         std::string text;
-         for (unsigned int i = 0; i < 500000; ++i) text += "\x01\x02";
-         return text;
-       }()},
+      {"empty frames", empty},
       {"ends only", std::string(4000000, '\x02')},
       {"parts that fit nothing", parts},
       {"noise", harness::randomBytes(2000000, 1)},
@@ -313,39 +270,6 @@ TEST(linkGuard, holdsLittleWhateverComes) {
   EXPECT_EQ(line.delivered.size(), 1u);
   EXPECT_EQ(line.guard.counters().largeFrames, 1u);
   EXPECT_EQ(line.guard.counters().skippedBytes, rows[7].stream.size());
-}
-
-// Engines on a noisy line: without the guard the first end byte would block it for good.
-TEST(linkGuard, keepsEnginesTalkingThroughNoise) {
-  harness::tPair pair;
-  pair.b.reply = "yes";
-  nk_linkGuard toB(nk_linkGuard::tOptions::all(2), [&](unsigned char* frame, unsigned int length) {
-    pair.b.engine.pushData(frame, length);
-  });
-  nk_linkGuard toA(nk_linkGuard::tOptions::all(1), [&](unsigned char* frame, unsigned int length) {
-    pair.a.engine.pushData(frame, length);
-  });
-  auto const carry = [](nk_linkGuard& from, tBlob& bytes, nk_linkGuard& to) {
-    auto const noise = harness::noise(100, bytes.size());
-    from.sent(bytes.data(), bytes.size());
-    to.receive(noise.data(), noise.size());
-    to.receive(bytes.data(), bytes.size());
-    bytes.clear();
-  };
-  nk_telegram::setMaxPayloadSize(50);
-  for (unsigned int round = 1; round <= 20; ++round) {
-    pair.a.request(harness::randomBytes(20 * round, round), 2);
-    pair.a.poll();
-    carry(toA, pair.toB.bytes, toB);
-    pair.b.poll();
-    pair.b.poll();
-    carry(toB, pair.toA.bytes, toA);
-    pair.a.poll();
-    EXPECT_EQ(pair.a.answers.size(), round);
-    EXPECT_EQ(pair.b.requests.back().content, harness::randomBytes(20 * round, round));
-  }
-  nk_telegram::setMaxPayloadSize(1 << 20);
-  EXPECT_EQ(toA.heldBytes() + toB.heldBytes(), 0u);
 }
 
 }  // namespace

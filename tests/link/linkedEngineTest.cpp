@@ -1,7 +1,6 @@
 #include "link/linkedEngine.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include "harness/clock.h"
 #include "harness/hex.h"
@@ -17,9 +16,7 @@ void echo(unsigned int, tBlob*, void*) {}
 
 void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
   auto& kept = *static_cast<std::string*>(userData);
-  if (timedOut) kept = "timed out";
-  if (content != nullptr)
-    kept.assign(reinterpret_cast<char const*>(content->data()), content->size());
+  kept = timedOut ? "timed out" : harness::text(*content);
 }
 
 // The frames of one request from address 1 to address 2.
@@ -27,8 +24,7 @@ std::string framesOf(std::string const& content) {
   harness::tPair pair;
   pair.a.request(content, 2);
   pair.a.poll();
-  auto const& bytes = pair.toB.bytes;
-  return std::string(reinterpret_cast<char const*>(bytes.data()), bytes.size());
+  return harness::text(pair.toB.bytes);
 }
 
 // An engine with address 2 that echoes, and the far end of its link.
@@ -36,10 +32,9 @@ class linkedEngine : public testing::Test {
  protected:
   nk_linkedEngine& echoing(nk_carrier::tLimits const& limits,
                            nk_linkedEngine::tSetup const& setup = echoSetup()) {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
-    peer = harness::tDescriptor(ends[1]);
-    panel = std::make_unique<nk_linkedEngine>(io, ends[0], limits, setup);
+    auto [mine, other] = harness::socketPair();
+    peer = std::move(other);
+    panel = std::make_unique<nk_linkedEngine>(io, mine.release(), limits, setup);
     panel->start([this] { ++events; });
     return *panel;
   }
@@ -62,26 +57,6 @@ class linkedEngine : public testing::Test {
   std::string fromPanel;
   unsigned int events = 0;
 };
-
-TEST_F(linkedEngine, asksAndAnswersWhateverTheLinkTakesAtOnce) {
-  for (unsigned int const perCall : {65536u, 1u}) {
-    nk_carrier::tLimits limits;
-    limits.perCall = perCall;
-    auto const content = harness::randomBytes(perCall == 1 ? 20000 : 300000, 1);
-    echoing(limits);
-    nk_linkedEngine::tSetup setup;
-    setup.address = 1;
-    nk_linkedEngine station(io, peer.release(), limits, setup);
-    station.start([] {});
-    std::string answer;
-    tBlob blob(content.data(), static_cast<unsigned int>(content.size()));
-    station.engine().enqueue_TS(&blob, 2, keepAnswer, 60, &answer);
-    station.pump();
-    EXPECT_TRUE(runUntil(io, [&] { return !answer.empty() || station.finished(); }));
-    EXPECT_TRUE(answer == content);
-    EXPECT_FALSE(station.finished() || panel->finished());
-  }
-}
 
 TEST_F(linkedEngine, answersEverythingBeforeItIsFinished) {
   auto& device = echoing({});

@@ -1,7 +1,6 @@
 #include "link/station.h"
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <asio/post.hpp>
 #include <atomic>
@@ -18,6 +17,7 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::seconds;
 using tResult = nk_station::tResult;
+using enum nk_station::teOutcome;
 
 constexpr auto ample = harness::patience;
 // Long enough for a request to be sent, on a loaded machine too.
@@ -59,10 +59,9 @@ class tPanel {
 class stationCalls : public testing::Test {
  protected:
   nk_station& open(nk_station::tOptions const& options = {}) {
-    int ends[2] = {-1, -1};
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
-    peer = harness::tDescriptor(ends[1]);
-    station = std::make_unique<nk_station>(ends[0], options);
+    auto [mine, other] = harness::socketPair();
+    peer = std::move(other);
+    station = std::make_unique<nk_station>(mine.release(), options);
     return *station;
   }
   void startPanel() { panel = std::make_unique<tPanel>(peer.release()); }
@@ -103,7 +102,7 @@ TEST_F(stationCalls, everyThreadGetsItsOwnAnswers) {
       }
       for (auto& [text, call] : calls) {
         auto const result = call.get();
-        right += result.outcome == nk_station::OUTCOME_ANSWER && result.address == 2 &&
+        right += result.outcome == OUTCOME_ANSWER && result.address == 2 &&
                  harness::text(result.content) == text;
       }
     });
@@ -119,6 +118,12 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
   auto const silent = [](nk_station& line, milliseconds timeout) {
     return line.ask(harness::bytes("?"), 2, timeout);
   };
+  auto const sentAndSilent = [&](nk_station& line, nk_station::tDuration timeout) {
+    auto call = line.ask(harness::bytes("?"), 2, timeout);
+    char byte;
+    EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+    return call;
+  };
   struct {
     char const* what;
     std::function<tCall(nk_station&)> act;
@@ -126,38 +131,36 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
     std::errc reason;
     milliseconds patience{10000};
   } const rows[] = {
-      {"silence", [&](nk_station& line) { return silent(line, brief); },
-       nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
+      {"silence", [&](nk_station& line) { return silent(line, brief); }, OUTCOME_TIMEOUT,
+       std::errc::timed_out},
       {"no time", [&](nk_station& line) { return silent(line, milliseconds(-1)); },
-       nk_station::OUTCOME_NOT_SENT, std::errc::timed_out},
+       OUTCOME_NOT_SENT, std::errc::timed_out},
       {"nothing to send", [](nk_station& line) { return line.ask(tBlob(), 2, ample); },
-       nk_station::OUTCOME_NOT_SENT, std::errc::invalid_argument},
+       OUTCOME_NOT_SENT, std::errc::invalid_argument},
       {"peer ends",
        [&](nk_station& line) {
-         auto call = silent(line, nk_station::tDuration::max());
-         char byte;
-         EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+         auto call = sentAndSilent(line, nk_station::tDuration::max());
          ::shutdown(peer.get(), SHUT_WR);
          return call;
        },
-       nk_station::OUTCOME_CANCELLED, std::errc::not_connected},
+       OUTCOME_CANCELLED, std::errc::not_connected},
       {"ended before",
        [&](nk_station& line) {
          ::shutdown(peer.get(), SHUT_WR);
          silent(line, ample).wait();
          return silent(line, ample);
        },
-       nk_station::OUTCOME_NOT_SENT, std::errc::not_connected},
+       OUTCOME_NOT_SENT, std::errc::not_connected},
       {"peer takes nothing",
        [](nk_station& line) { return line.ask(harness::noise(4000000), 2, ample); },
-       nk_station::OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
+       OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
       {"told",
        [](nk_station& line) { return line.tell(harness::bytes("!"), 2, ample); },
-       nk_station::OUTCOME_SENT,
+       OUTCOME_SENT,
        {}},
       {"told in part",
        [](nk_station& line) { return line.tell(harness::noise(4000000), 2, brief); },
-       nk_station::OUTCOME_TIMEOUT, std::errc::timed_out},
+       OUTCOME_TIMEOUT, std::errc::timed_out},
       {"cancelled while waiting",
        [](nk_station& line) {
          line.tell(harness::noise(4000000), 2, ample, {});
@@ -167,16 +170,14 @@ TEST_F(stationCalls, everyRequestHasItsOutcome) {
          }));
          return promise->get_future();
        },
-       nk_station::OUTCOME_NOT_SENT, std::errc::operation_canceled},
+       OUTCOME_NOT_SENT, std::errc::operation_canceled},
       {"destroyed",
        [&](nk_station& line) {
-         auto call = silent(line, ample);
-         char byte;
-         EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
+         auto call = sentAndSilent(line, ample);
          station.reset();
          return call;
        },
-       nk_station::OUTCOME_CANCELLED, std::errc::operation_canceled},
+       OUTCOME_CANCELLED, std::errc::operation_canceled},
   };
   for (auto const& row : rows) {
     nk_station::tOptions options;
@@ -216,9 +217,9 @@ TEST_F(stationCalls, completionsMayAskAndCancelAgain) {
   std::promise<unsigned int> finished;
   unsigned int count = 0;
   std::function<void(tResult &&)> const next = [&](tResult&& result) {
-    EXPECT_EQ(result.outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_EQ(result.outcome, OUTCOME_ANSWER);
     line.cancel(line.ask(harness::bytes("-"), 2, ample, [&](tResult&& other) {
-      EXPECT_NE(other.outcome, nk_station::OUTCOME_ANSWER);
+      EXPECT_NE(other.outcome, OUTCOME_ANSWER);
       if (++count == 50) return finished.set_value(count);
       line.ask(harness::bytes("+"), 2, ample, next);
     }));
@@ -249,7 +250,7 @@ TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
   peer.close();
   std::atomic<unsigned int> accepted = 1, completed = 0;
   std::function<void(tResult &&)> const again = [&](tResult&& result) {
-    EXPECT_NE(result.outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_NE(result.outcome, OUTCOME_ANSWER);
     ++completed;
     accepted += line.ask(harness::bytes("+"), 2, ample, again) != nk_station::refused;
   };
@@ -262,12 +263,11 @@ TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
 // Threads ask as fast as they can while the station is destroyed under way, from within or without.
 TEST_F(stationCalls, noCompletionIsLostOrDoubledAtTheEnd) {
   for (unsigned int round = 0; round < 20; ++round) {
-    int link[2];
-    EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, link), 0);
-    tPanel device(link[1]);
+    auto [mine, other] = harness::socketPair();
+    tPanel device(other.release());
     std::atomic<unsigned int> accepted = 0, completed = 0, threadsDone = 0;
     std::promise<void> gone;
-    auto* const line = new nk_station(link[0], {});
+    auto* const line = new nk_station(mine.release(), {});
     std::vector<std::thread> threads;
     for (unsigned int thread = 0; thread < 2; ++thread) {
       threads.emplace_back([&, thread] {
@@ -325,9 +325,9 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   for (long long const step : {1800000000LL, -1700000000LL}) {
     clock.advance(step);
     auto call = line.ask(harness::bytes("+"), 2, ample);
-    EXPECT_EQ(call.get().outcome, nk_station::OUTCOME_ANSWER);
+    EXPECT_EQ(call.get().outcome, OUTCOME_ANSWER);
   }
-  EXPECT_EQ(waiting.get().outcome, nk_station::OUTCOME_TIMEOUT);
+  EXPECT_EQ(waiting.get().outcome, OUTCOME_TIMEOUT);
 }
 
 TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
@@ -343,7 +343,7 @@ TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
   });
   line.finish(ample);
   EXPECT_TRUE(ended);
-  EXPECT_EQ(told.get().outcome, nk_station::OUTCOME_SENT);
+  EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
   reader.join();
 }
 

@@ -7,8 +7,7 @@
 
 #include "golden.h"
 #include "harness/hex.h"
-#include "nkSupport/SHA1.h"
-#include "nkSupport/tJson.h"
+#include "reading.h"
 
 namespace {
 
@@ -95,9 +94,8 @@ namespace {
 TEST(Config, AShortBodyLeavesTheDefaults) {
   tBlob const whole = harness::hex("05 00 03 00 01 00 00 00 80 02 ff 02 00 02 01");
   for (unsigned int size = 4; size <= whole.size(); ++size) {
-    tBlob bytes(whole.data(), size);
-    std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));
-    auto const& config = dynamic_cast<tConfig&>(*message);
+    auto const read = readMessage<tConfig>(tBlob(whole.data(), size));
+    auto const& config = *read;
     EXPECT_EQ(config.updateTime, size >= 8 ? 1u : 46800u);
     EXPECT_EQ(config.minUpdateTemp, size >= 9 ? -128 : -20);
     EXPECT_EQ(config.balanceTime, size >= 10 ? 2 : 3);
@@ -110,11 +108,9 @@ TEST(Config, OnlyTheSetterOfTheIntervalClamps) {
   tConfig config(nk_message::VERSION_3);
   config.setSlideShowInterval_s(2);
   EXPECT_EQ(config.getSlideShowInterval_s(), 5);
-  tJson json;
-  ASSERT_TRUE(json.parse(
-      R"({"action":"config","type":"request","tv":1,"slideshowInterval_sec":2,"opMode":7,)"
-      R"("heatMode":263,"minUpdateTemp":236})"));
-  ASSERT_TRUE(config.serializeFromJson(&json));
+  ASSERT_TRUE(readJson(
+      config, R"({"action":"config","type":"request","tv":1,"slideshowInterval_sec":2,"opMode":7,)"
+              R"("heatMode":263,"minUpdateTemp":236})"));
   EXPECT_EQ(config.getSlideShowInterval_s(), 2);
   EXPECT_EQ(config.operatingModeName(), "invalid operating mode");
   EXPECT_EQ(config.heatingModeName(), "invalid heating mode") << config.heatMode;
@@ -128,14 +124,13 @@ TEST(Config, OnlyTheSetterOfTheIntervalClamps) {
 TEST(Config, TheChecksumIsThatOfTheJsonTextInEveryVersion) {
   tConfig config(nk_message::VERSION_2);
   fill(config);
-  SHA1 sha1;
-  sha1.Input(reinterpret_cast<unsigned char const*>(FILLED_JSON), sizeof FILLED_JSON - 1);
-  EXPECT_EQ(config.checksum(nk_message::VERSION_2), sha1.Result());
-  EXPECT_EQ(config.checksum(nk_message::VERSION_3), sha1.Result());
+  auto const sha1 = sha1Of(FILLED_JSON, sizeof FILLED_JSON - 1);
+  EXPECT_EQ(config.checksum(nk_message::VERSION_2), sha1);
+  EXPECT_EQ(config.checksum(nk_message::VERSION_3), sha1);
   EXPECT_EQ(config.version(), nk_message::VERSION_2);
   EXPECT_TRUE(config.device_setName("other"));
   EXPECT_FALSE(config.device_setName("other"));
-  EXPECT_NE(config.checksum(nk_message::VERSION_3), sha1.Result());
+  EXPECT_NE(config.checksum(nk_message::VERSION_3), sha1);
 }
 
 TEST(Config, IsCopiedWhole) {
@@ -161,19 +156,16 @@ TEST(Config, IsCopiedWhole) {
 TEST(Config, RepeatedAndReservedFrameIdsFromPeers) {
   tConfig config(nk_message::VERSION_3);
   config.frm_change_ts("kept below version 3", 0, 0, 0, 0, 40, 0, 0);
-  tBlob old = harness::hex("05 00 02 00 " FRESH_BODY);
+  tBlob old = harness::hex(FRESH_BODY);
   nk_serializer ser(&old);
-  unsigned int header = 0;
-  ASSERT_TRUE(ser.u32(header, nk_serializer::SER_READ));
   tConfig versionTwo(nk_message::VERSION_2);
   versionTwo.frm_change_ts("kept", 0, 0, 0, 0, 40, 0, 0);
   EXPECT_TRUE(versionTwo.serialize(&ser, nk_serializer::SER_READ));
   EXPECT_EQ(versionTwo.frm_count(), 1u);
 
-  tJson json;
-  ASSERT_TRUE(json.parse(R"({"action":"config","type":"request","tv":1,"frames":[{"id":12,)"
-                         R"("name":"first"},{"id":12,"name":"second"},{"id":3},{"id":65546}]})"));
-  ASSERT_TRUE(config.serializeFromJson(&json));
+  ASSERT_TRUE(readJson(config,
+                       R"({"action":"config","type":"request","tv":1,"frames":[{"id":12,)"
+                       R"("name":"first"},{"id":12,"name":"second"},{"id":3},{"id":65546}]})"));
   EXPECT_EQ(config.frm_getListOfFrameIds(), (std::vector<int>{12, 10}));
   EXPECT_EQ(config.frm_get(0).name(), "second");
   EXPECT_EQ(config.frm_get(1).width(), 0) << "a member that is missing counts as 0";

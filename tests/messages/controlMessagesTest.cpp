@@ -5,7 +5,7 @@
 #include "golden.h"
 #include "harness/clock.h"
 #include "harness/hex.h"
-#include "nkSupport/tJson.h"
+#include "reading.h"
 
 std::vector<tGoldenRow> controlMessageRows() {
   return {
@@ -40,17 +40,13 @@ std::vector<tGoldenRow> controlMessageRows() {
 namespace {
 
 TEST(ControlMessages, AShortTimeIsZeroAndNotNow) {
-  tBlob bytes = harness::hex("0b 00 00 00 34 12 43");
-  std::unique_ptr<nk_message> const message(nk_message::getMessage(&bytes));
-  EXPECT_EQ(dynamic_cast<nk_messageTime&>(*message).currentTime, 0u);
+  EXPECT_EQ(readMessage<nk_messageTime>(harness::hex("0b 00 00 00 34 12 43"))->currentTime, 0u);
 }
 
 TEST(ControlMessages, AMissingTimeKeepsTheOneThatIsThere) {
   nk_messageTime message(nk_message::VERSION_0);
   message.currentTime = 5;
-  tJson json;
-  ASSERT_TRUE(json.parse(R"({"action":"time","type":"request","tv":7})"));
-  EXPECT_TRUE(message.serializeFromJson(&json));
+  EXPECT_TRUE(readJson(message, R"({"action":"time","type":"request","tv":7})"));
   EXPECT_EQ(message.currentTime, 5u);
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "golden.h"
+#include "reading.h"
 
 namespace {
 
@@ -22,6 +23,11 @@ std::unique_ptr<nk_message> displays(bool withPositions = version != nk_message:
 
 #define DISPLAYS_START "02 00 01 00 00 00 64 a6 01 00 00 00 63 05 80 02 00 "
 #define DISPLAYS_END "00 00 00 00 00 00 00 00"
+#define DISPLAYS_JSON                                                           \
+  R"({"action":"displayConfig","type":"response","tv":1,"name":"d","rot":-90,)" \
+  R"("dispConfigs":[{"name":"c","id":32773,"logDisps":[)"                       \
+  R"({"name":"l","id":32774,"w":2055,"h":65535,"l":2569,"t":11},)"              \
+  R"({"name":"","id":32767,"w":1,"h":2,"l":3,"t":2569}]},{"name":"","id":0}]})"
 
 }  // namespace
 
@@ -34,17 +40,11 @@ std::vector<tGoldenRow> displayConfigMessageRows() {
       {"DisplaysRspV0", [] { return displays<nk_message::VERSION_0>(hasPositionsOnlyInJson); },
        "08 00 00 00 " DISPLAYS_START
        "01 00 00 00 6c 06 80 07 08 ff ff 00 00 00 00 ff 7f 01 00 02 00 " DISPLAYS_END,
-       R"({"action":"displayConfig","type":"response","tv":1,"name":"d","rot":-90,)"
-       R"("dispConfigs":[{"name":"c","id":32773,"logDisps":[)"
-       R"({"name":"l","id":32774,"w":2055,"h":65535,"l":2569,"t":11},)"
-       R"({"name":"","id":32767,"w":1,"h":2,"l":3,"t":2569}]},{"name":"","id":0}]})"},
+       DISPLAYS_JSON},
       {"DisplaysRspV1", [] { return displays<nk_message::VERSION_1>(); },
        "08 00 01 00 " DISPLAYS_START "01 00 00 00 6c 06 80 07 08 ff ff 09 0a 0b 00 "
        "00 00 00 00 ff 7f 01 00 02 00 03 00 09 0a " DISPLAYS_END,
-       R"({"action":"displayConfig","type":"response","tv":1,"name":"d","rot":-90,)"
-       R"("dispConfigs":[{"name":"c","id":32773,"logDisps":[)"
-       R"({"name":"l","id":32774,"w":2055,"h":65535,"l":2569,"t":11},)"
-       R"({"name":"","id":32767,"w":1,"h":2,"l":3,"t":2569}]},{"name":"","id":0}]})"},
+       DISPLAYS_JSON},
   };
 }
 
@@ -86,17 +86,13 @@ TEST(DisplayConfig, FindsTheFirstByIdAndNoneByAWordWithMark) {
 }
 
 TEST(DisplayConfig, AVersionZeroBodyGivesPositionsOfZero) {
-  nk_serializer bytes;
-  ASSERT_TRUE(displays<nk_message::VERSION_0>(true)->serializeMsg(&bytes));
-  std::unique_ptr<nk_message> const read(nk_message::getMessage(&bytes));
-  auto& configuration = *dynamic_cast<tDisplays&>(*read).getDisplayConfiguration(0);
-  EXPECT_EQ(configuration.getLogicalDisplay(0)->left(), 0);
-  EXPECT_EQ(configuration.getLogicalDisplay(0)->top(), 0);
+  auto const read = readMessage<tDisplays>(bytesOf(*displays<nk_message::VERSION_0>(true)));
+  auto const* const display = read->getDisplayConfiguration(0)->getLogicalDisplay(0);
+  EXPECT_TRUE(display->left() == 0 && display->top() == 0);
 }
 
 TEST(DisplayConfig, ReadingReplacesWhatIsThereAndKeepsWhatCameWhole) {
-  nk_serializer body;
-  ASSERT_TRUE(displays<nk_message::VERSION_1>()->serialize(&body, nk_serializer::SER_WRITE));
+  nk_serializer body = bodyOf(*displays<nk_message::VERSION_1>());
   body.truncate(body.size() - 9);  // into the second logical display
   tDisplays message(nk_message::VERSION_1);
   message.set("old", 1);

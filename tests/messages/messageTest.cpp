@@ -8,8 +8,7 @@
 #include "harness/hex.h"
 #include "harness/logHook.h"
 #include "nkProtocol/controlMessages.h"
-#include "nkSupport/SHA1.h"
-#include "nkSupport/tJson.h"
+#include "reading.h"
 
 namespace {
 
@@ -49,13 +48,6 @@ TEST(Message, NamesItsTypes) {
   EXPECT_EQ(nk_messageShutdown(nk_message::VERSION_0).typeName(), "SHUTDOWN");
 }
 
-tString sha1(char const* text) {
-  SHA1 hash;
-  hash.Input(reinterpret_cast<unsigned char const*>(text),
-             static_cast<unsigned int>(std::strlen(text)));
-  return hash.Result();
-}
-
 TEST(Message, TheChecksumOfIdsIsThatOfTheirSet) {
   struct tRow {
     std::vector<unsigned long long> ids;
@@ -64,7 +56,8 @@ TEST(Message, TheChecksumOfIdsIsThatOfTheirSet) {
   for (tRow const& row :
        {tRow{{}, ""}, tRow{{5, 3, 5}, "35"}, tRow{{3, 5}, "35"}, tRow{{1, 23}, "123"},
         tRow{{123}, "123"}, tRow{{1ULL << 63, 2}, "29223372036854775808"}}) {
-    EXPECT_EQ(nk_message::vectorU64Checksum(row.ids), sha1(row.digits)) << row.digits;
+    EXPECT_EQ(nk_message::vectorU64Checksum(row.ids), sha1Of(row.digits, std::strlen(row.digits)))
+        << row.digits;
   }
   unsigned long long small = 1;
   unsigned long long large = ~0ULL;
@@ -82,23 +75,6 @@ TEST(Message, LogsThroughTheHookOnly) {
   nk_message::registerLog(nullptr);
   nk_message::log("unheard %d", 3);
   EXPECT_EQ(harness::hookedText, "heard 2 x");
-}
-
-/// Programs built against an older library call these through the table of virtual functions.
-TEST(Message, TheOrderOfItsVirtualFunctionsIsFixed) {
-  nk_messageShutdown message(nk_message::VERSION_0);
-  // Itanium C++ ABI: the table's pointers in order of declaration, a destructor taking two.
-  using tSerialize = bool (*)(nk_message*, nk_serializer*, nk_serializer::teSerDirection);
-  using tJsonCall = bool (*)(nk_message*, tJson*);
-  void** table = nullptr;
-  std::memcpy(&table, static_cast<void*>(&message), sizeof table);
-  nk_serializer ser;
-  tJson json;
-  EXPECT_TRUE(reinterpret_cast<tSerialize>(table[0])(&message, &ser, nk_serializer::SER_WRITE));
-  EXPECT_TRUE(reinterpret_cast<tJsonCall>(table[3])(&message, &json));
-  EXPECT_EQ(json.getString("action"), "shutdown");
-  json.addString("action", "other");
-  EXPECT_FALSE(reinterpret_cast<tJsonCall>(table[4])(&message, &json));
 }
 
 }  // namespace

@@ -4,10 +4,9 @@
 
 #include "golden.h"
 #include "harness/hex.h"
-#include "nkSupport/SHA1.h"
 #include "nkSupport/tCompression.h"
-#include "nkSupport/tJson.h"
 #include "nkSupport/tTime.h"
+#include "reading.h"
 
 namespace {
 
@@ -88,9 +87,10 @@ std::string shape(tSet const& set) {
   return text;
 }
 
+using tIds = std::vector<std::pair<unsigned int, unsigned short>>;
+
 /// A set of schedules {id, display} with one entry each, which shows image 10 * id.
-std::unique_ptr<tSet> setOf(std::vector<std::pair<unsigned int, unsigned short>> const& schedules,
-                            bool handled = false) {
+std::unique_ptr<tSet> setOf(tIds const& schedules, bool handled = false) {
   auto set = std::make_unique<tSet>(nk_message::VERSION_2);
   for (auto const& [id, display] : schedules) {
     set->addSchedule_(id, "", 0LL, 0LL, 0u, display)
@@ -100,20 +100,13 @@ std::unique_ptr<tSet> setOf(std::vector<std::pair<unsigned int, unsigned short>>
 }
 
 TEST(Schedules, AVersionOneBodyHasNoStopTimes) {
-  auto const set = twoSchedules<nk_message::VERSION_1>();
-  nk_serializer one;
-  ASSERT_TRUE(set->serializeMsg(&one));
-  nk_serializer two;
-  ASSERT_TRUE(twoSchedules<nk_message::VERSION_2>()->serializeMsg(&two));
-  EXPECT_EQ(one.size() + 16, two.size());
-  std::unique_ptr<nk_message> const read(nk_message::getMessage(&one));
-  EXPECT_EQ(dynamic_cast<tSet&>(*read).getSchedule(0)->stopTime(), 0);
+  auto const read = readMessage<tSet>(bytesOf(*twoSchedules<nk_message::VERSION_1>()));
+  EXPECT_EQ(read->getSchedule(0)->stopTime(), 0);
 }
 
 TEST(Schedules, ReadingAddsToWhatIsThere) {
   auto const set = setOf({{1, 0}});
-  nk_serializer body;
-  ASSERT_TRUE(setOf({{2, 0}})->serialize(&body, nk_serializer::SER_WRITE));
+  nk_serializer body = bodyOf(*setOf({{2, 0}}));
   EXPECT_TRUE(set->serialize(&body, nk_serializer::SER_READ));
   EXPECT_EQ(shape(*set), "1:0(10) 2:0(20)");
 }
@@ -131,9 +124,7 @@ TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
             R"({"uid":2}],"entries":[{"imageUid":3},{"imageUid":4}]})",
             "1:1(3,4) 2:0(3,4)"},
         tRow{R"({"action":"schedules","type":"request","tv":1})", ""}}) {
-    tJson json;
-    ASSERT_TRUE(json.parse(row.json));
-    EXPECT_TRUE(set.serializeFromJson(&json));
+    EXPECT_TRUE(readJson(set, row.json));
     EXPECT_EQ(shape(set), row.shape);
   }
 }
@@ -141,25 +132,18 @@ TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
 TEST(Schedules, AShortTextThatAsksForAHugeSetIsRefused) {
   unsigned int const before = tCompression::maxDecodedSize();
   tCompression::setMaxDecodedSize(100000);
-  tJson json;
   std::string text = R"({"action":"schedules","type":"request","tv":1,"schedules":[{})";
   for (int i = 0; i < 999; ++i) text += ",{}";
   text += R"(],"entries":[{})";
   for (int i = 0; i < 999; ++i) text += ",{}";
-  ASSERT_TRUE(json.parse(text + "]}"));
   tSet set(nk_message::VERSION_2);
-  EXPECT_FALSE(set.serializeFromJson(&json));
+  EXPECT_FALSE(readJson(set, text + "]}"));
   EXPECT_LT(set.count(), 10u);
   tCompression::setMaxDecodedSize(before);
 }
 
 TEST(Schedules, ReadTimesFromText) {
-  auto const at = [](unsigned short year, unsigned char month, unsigned char day,
-                     unsigned char hour, unsigned char minute, unsigned char second) {
-    tTime time;
-    time.year(year).month(month).mDay(day).hour(hour).minute(minute).second(second);
-    return static_cast<unsigned int>(time.timeSec());
-  };
+  auto const nowhere = static_cast<unsigned int>(tTime().year(0).month(0).mDay(0).timeSec());
   struct tRow {
     char const* text;
     unsigned int seconds;
@@ -169,8 +153,8 @@ TEST(Schedules, ReadTimesFromText) {
         tRow{"2024-03-01 08:30:59", 1709281859}, tRow{"2024-03-01", 1709251200},
         tRow{"2024-02-29 23:59:59.999", 1709251199}, tRow{"1970-01-01 00:00:00.0", 0},
         tRow{"2106-02-07 06:28:15.", 0xFFFFFFFF}, tRow{"2106-02-07 06:28:16.", 0},
-        tRow{"2024-257-257 256:00:00.", at(2024, 1, 1, 0, 0, 0)},
-        tRow{"words", at(0, 0, 0, 0, 0, 0)}, tRow{"---", at(0, 0, 0, 0, 0, 0)}}) {
+        tRow{"2024-257-257 256:00:00.", 1704067200}, tRow{"words", nowhere},
+        tRow{"---", nowhere}}) {
     EXPECT_EQ(tSet::getStartTimeFromString(row.text), row.seconds) << row.text;
   }
   tSet set(nk_message::VERSION_2);
@@ -179,46 +163,28 @@ TEST(Schedules, ReadTimesFromText) {
   EXPECT_EQ(schedule->stopTime(), 1709281800LL);
 }
 
+void merges(tIds const& ownIds, tIds const& otherIds, char const* merged, bool dropped = false) {
+  SCOPED_TRACE(merged);
+  auto const own = setOf(ownIds, true);
+  auto const other = setOf(otherIds);
+  std::string const before = shape(*other);
+  EXPECT_EQ(own->setSchedulesFromWithoutClear(other.get()), dropped);
+  EXPECT_EQ(shape(*own), merged);
+  EXPECT_EQ(shape(*other), before);
+}
+
 TEST(Schedules, MergeKeepsEqualOnesAndTheirMarks) {
-  struct tRow {
-    char const* name;
-    std::vector<std::pair<unsigned int, unsigned short>> own, other;
-    char const* merged;
-    bool dropped;
-  };
-  for (tRow const& row :
-       {tRow{"equal sets", {{1, 0}, {2, 0}}, {{2, 0}, {1, 0}}, "1:0(10*) 2:0(20*)", false},
-        tRow{"a changed one goes to the end",
-             {{1, 0}, {2, 0}},
-             {{1, 9}, {2, 0}},
-             "2:0(20*) 1:9(10)",
-             false},
-        tRow{"new ones are added", {}, {{1, 0}, {2, 0}}, "1:0(10) 2:0(20)", false},
-        tRow{"missing ones are dropped", {{1, 0}, {2, 0}, {3, 0}}, {{2, 0}}, "2:0(20*)", true},
-        tRow{"of neighbours every second one",
-             {{1, 0}, {2, 0}, {3, 0}, {4, 0}},
-             {},
-             "2:0(20*) 4:0(40*)",
-             true},
-        tRow{"of three neighbours the middle one stays",
-             {{1, 0}, {2, 0}, {3, 0}, {4, 0}},
-             {{4, 0}},
-             "2:0(20*) 4:0(40*)",
-             true},
-        tRow{"repeated ids: the first one counts",
-             {{1, 0}, {1, 5}},
-             {{1, 5}},
-             "1:5(10*) 1:5(10)",
-             false},
-        tRow{"repeated ids in the other set", {{1, 0}}, {{1, 1}, {1, 2}}, "1:2(10)", false}}) {
-    SCOPED_TRACE(row.name);
-    auto const own = setOf(row.own, true);
-    auto const other = setOf(row.other);
-    std::string const before = shape(*other);
-    EXPECT_EQ(own->setSchedulesFromWithoutClear(other.get()), row.dropped);
-    EXPECT_EQ(shape(*own), row.merged);
-    EXPECT_EQ(shape(*other), before);
-  }
+  merges({{1, 0}, {2, 0}}, {{2, 0}, {1, 0}}, "1:0(10*) 2:0(20*)");
+  // A changed one goes to the end.
+  merges({{1, 0}, {2, 0}}, {{1, 9}, {2, 0}}, "2:0(20*) 1:9(10)");
+  merges({}, {{1, 0}, {2, 0}}, "1:0(10) 2:0(20)");
+  merges({{1, 0}, {2, 0}, {3, 0}}, {{2, 0}}, "2:0(20*)", true);
+  // Of neighbours every second one is dropped.
+  merges({{1, 0}, {2, 0}, {3, 0}, {4, 0}}, {}, "2:0(20*) 4:0(40*)", true);
+  merges({{1, 0}, {2, 0}, {3, 0}, {4, 0}}, {{4, 0}}, "2:0(20*) 4:0(40*)", true);
+  // Of repeated ids the first one counts.
+  merges({{1, 0}, {1, 5}}, {{1, 5}}, "1:5(10*) 1:5(10)");
+  merges({{1, 0}}, {{1, 1}, {1, 2}}, "1:2(10)");
   auto const set = setOf({{1, 0}}, true);
   EXPECT_FALSE(set->setSchedulesFromWithoutClear(nullptr) ||
                set->setSchedulesFromWithoutClear(set.get()));
@@ -234,24 +200,19 @@ TEST(Schedules, TheChecksumIsThatOfTheSortedBody) {
   set->getSchedule(0)->addScheduleEntry(0, "first by id", 1, 1, false);
   auto const sorted = setOf({{1, 0}, {2, 0}, {3, 0}});
   sorted->getSchedule(2)->addScheduleEntry(0, "first by id", 1, 1, false);
-  nk_serializer one;
   tSet asOne(nk_message::VERSION_1);
   asOne.setSchedulesFrom(sorted.get());
-  ASSERT_TRUE(asOne.serialize(&one, nk_serializer::SER_WRITE));
   sorted->sort();
-  nk_serializer two;
-  ASSERT_TRUE(sorted->serialize(&two, nk_serializer::SER_WRITE));
-  auto const sha1 = [](nk_serializer const& body) {
-    SHA1 hash;
-    hash.Input(body.data(), body.size());
-    return hash.Result();
+  auto const sha1 = [](tSet& written) {
+    auto const body = bodyOf(written);
+    return sha1Of(body.data(), body.size());
   };
-  EXPECT_EQ(set->checksum(nk_message::VERSION_1), sha1(one));
-  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
-  EXPECT_NE(sha1(one), sha1(two));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_1), sha1(asOne));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(*sorted));
+  EXPECT_NE(sha1(asOne), sha1(*sorted));
   EXPECT_EQ(shape(*set), "3:0(30,1) 1:0(10) 2:0(20)") << "the set itself stays as it is";
   set->getSchedule(0)->markAllEntriesHandled();
-  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(two));
+  EXPECT_EQ(set->checksum(nk_message::VERSION_2), sha1(*sorted));
 }
 
 TEST(Schedules, AreFoundByIdentity) {

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "golden.h"
-#include "nkSupport/tJson.h"
+#include "reading.h"
 
 namespace {
 
@@ -54,10 +54,8 @@ namespace {
 
 TEST(StateRsp, TheMobileStateIsTheLowByteOfTheExtendedState) {
   nk_messageStateRsp message(nk_message::VERSION_2);
-  tJson json;
-  ASSERT_TRUE(
-      json.parse(R"({"action":"state","type":"response","tv":1,"extState":18446744073709551615})"));
-  ASSERT_TRUE(message.serializeFromJson(&json));
+  ASSERT_TRUE(readJson(
+      message, R"({"action":"state","type":"response","tv":1,"extState":18446744073709551615})"));
   struct tRow {
     unsigned char ran;
     bool active;
@@ -83,9 +81,8 @@ TEST(StateRsp, KnowsItsImages) {
 
 TEST(StateRsp, JsonKeepsNumbersThatItDoesNotName) {
   auto const message = stateRsp(nk_message::VERSION_2);
-  tJson json;
-  ASSERT_TRUE(json.parse(R"({"action":"state","type":"response","tv":1,"images":[{},{"uid":4}]})"));
-  ASSERT_TRUE(message->serializeFromJson(&json));
+  ASSERT_TRUE(
+      readJson(*message, R"({"action":"state","type":"response","tv":1,"images":[{},{"uid":4}]})"));
   EXPECT_EQ(message->serial(), 0x01020304u);
   EXPECT_EQ(message->flags(), 9u);
   EXPECT_EQ(message->images(), (std::vector<unsigned long long>{0, 4}));

@@ -247,12 +247,11 @@ TEST_F(Protocol, PartsOfSeveralTelegramsMayCross) {
 }
 
 TEST_F(Protocol, WhatCannotBeDecompressedIsDropped) {
-  push(pair.b, 5, 1, 2, 1, true, "no huffman code", nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE,
-       nk_basicTelegram::COMPRESSION_HUFF);
-  push(pair.b, 6, 1, 2, 1, false, "no huffman", nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE,
-       nk_basicTelegram::COMPRESSION_HUFF);
-  push(pair.b, 6, 1, 2, 2, true, "code", nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE,
-       nk_basicTelegram::COMPRESSION_HUFF);
+  constexpr auto asking = nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE;
+  constexpr auto huffman = nk_basicTelegram::COMPRESSION_HUFF;
+  push(pair.b, 5, 1, 2, 1, true, "no huffman code", asking, huffman);
+  push(pair.b, 6, 1, 2, 1, false, "no huffman", asking, huffman);
+  push(pair.b, 6, 1, 2, 2, true, "code", asking, huffman);
   push(pair.b, 7, 1, 2, 1, true, "good");
   pair.b.poll();
   ASSERT_EQ(pair.b.requests.size(), 1u);
@@ -362,24 +361,6 @@ TEST_F(Protocol, CallbacksMayEnqueue) {
   EXPECT_EQ(chain.left, 1);
   pair.exchange();
   EXPECT_EQ(chain.left, 0);
-}
-
-TEST_F(Protocol, AnswersInAnyOrderFindTheirRequests) {
-  constexpr unsigned int count = 300;
-  for (unsigned int i = 0; i < count; ++i) {
-    pair.a.request("?", 2, 0, reinterpret_cast<void*>(static_cast<unsigned long long>(i + 1)));
-  }
-  pair.a.poll();
-  for (unsigned int i = 0; i < count; ++i) {
-    unsigned int const id = (i * 7919) % count + 1;
-    push(pair.a, id, 2, 1, 1, true, std::to_string(id), nk_basicTelegram::TYPE_RESPONSE);
-  }
-  pair.a.poll();
-  ASSERT_EQ(pair.a.answers.size(), count);
-  for (auto const& answer : pair.a.answers) {
-    EXPECT_EQ(answer.content,
-              std::to_string(reinterpret_cast<unsigned long long>(answer.userData)));
-  }
 }
 
 TEST_F(Protocol, TheNumberAfterTheLastIsZeroAndTheFirstOfEqualNumbersIsMeant) {

@@ -162,13 +162,10 @@ class soak : public harness::programs {
   // Puts load on the link at chaosUrl for so long; with `idle` just keeps it open.
   void run(tPhase& phase, std::vector<pid_t> const& processes, milliseconds length,
            milliseconds timeout, bool idle = false) {
-    nk_linkUrl url;
-    std::string error;
-    ASSERT_TRUE(nk_linkUrl::parse(chaosUrl, url, error)) << error;
     tLoad load(phase.tally, timeout);
     bool dialing = false;
     unsigned int rounds = 0;
-    nk_dialer dialer(io, url, {},
+    nk_dialer dialer(io, harness::urlOf(chaosUrl), {},
                      {[&](int one) {
                         dialing = false;
                         load.open(one, idle);
@@ -214,7 +211,7 @@ TEST_F(soak, everythingCompletesOnceThroughAllDamages) {
   milliseconds const length(static_cast<long long>(1000 * (setting ? std::atof(setting) : 3)));
   ASSERT_GE(length.count(), 1000);
   nk_protocol::setMaxPayloadSize(partSize);
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   tPhase clean, bad, idle;
   {
     auto const chaos = startChaos("");

@@ -99,17 +99,6 @@ TEST_P(Base128, EveryLengthAndAlignmentAgreesWithTheDefinitionAndStaysInRange) {
   }
 }
 
-TEST_P(Base128, LongRuns) {
-  for (unsigned int const length : {4095U, 70000U, 1048576U, 1048583U}) {
-    tBytes const plain = randomBytes(length), code = reference(plain);
-    tBytes ours(code.size()), back(length);
-    GetParam().encode(ours.data(), plain.data(), length);
-    EXPECT_TRUE(ours == code) << length;
-    EXPECT_TRUE(GetParam().decode(back.data(), code.data(), sizeOf(code))) << length;
-    EXPECT_TRUE(back == plain) << length;
-  }
-}
-
 TEST_P(Base128, RefusesAByteWithoutHighBitAtEveryPosition) {
   for (unsigned int length = 1; length <= 150; ++length) {
     tBytes code = reference(randomBytes(length));
@@ -138,14 +127,6 @@ TEST_P(Base128, RefusesLengthsThatNoEncodingHas) {
   for (unsigned int length = 0; length <= 343; ++length) {
     EXPECT_EQ(decodes(tBytes(length, 0x80)), length % 8 != 1) << length;
   }
-}
-
-TEST_P(Base128, AcceptsExactlyTheEncodingsAmongAllPairsOfBytes) {
-  unsigned int accepted = 0;
-  for (unsigned int pair = 0; pair < 0x10000; ++pair) {
-    accepted += decodes({static_cast<unsigned char>(pair), static_cast<unsigned char>(pair >> 8)});
-  }
-  EXPECT_EQ(accepted, 256U);
 }
 
 }  // namespace

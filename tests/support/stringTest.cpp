@@ -9,32 +9,18 @@
 namespace {
 
 TEST(tString, readsDecimalNumbers) {
-  struct {
-    char const* text;
-    int number;
-  } const rows[] = {
-      {"0", 0},
-      {"-0", 0},
-      {"+7", 7},
-      {"007", 7},
-      {"2147483647", INT_MAX},
-      {"-2147483648", INT_MIN},
-      {"2147483648", 99},
-      {"-2147483649", 99},
-      {"99999999999999999999", 99},
-      {"", 99},
-      {"+", 99},
-      {"-", 99},
-      {"+-5", 99},
-      {"-+5", 99},
-      {"--5", 99},
-      {" 5", 99},
-      {"5 ", 99},
-      {"5x", 99},
-      {"0x10", 99},
-      {"1.0", 99},
-  };
-  for (auto const& row : rows) EXPECT_EQ(tString(row.text).toIntDef(99), row.number) << row.text;
+  for (auto const& [text, number] : {std::pair{"0", 0},
+                                     {"-0", 0},
+                                     {"+7", 7},
+                                     {"007", 7},
+                                     {"2147483647", INT_MAX},
+                                     {"-2147483648", INT_MIN}}) {
+    EXPECT_EQ(tString(text).toIntDef(99), number) << text;
+  }
+  for (char const* const text : {"2147483648", "-2147483649", "99999999999999999999", "", "+", "-",
+                                 "+-5", "-+5", "--5", " 5", "5 ", "5x", "0x10", "1.0"}) {
+    EXPECT_EQ(tString(text).toIntDef(99), 99) << text;
+  }
   EXPECT_EQ(tString("5\0", 2).toIntDef(99), 99);
 }
 

@@ -1,14 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "harness/link.h"
 #include "harness/programs.h"
 #include "link/dialer.h"
 #include "link/listener.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/base64.h"
-#include "nkSupport/tJson.h"
 
 namespace {
 
@@ -23,7 +20,7 @@ class explainProgram : public programs {
  protected:
   // Lets the programs talk over a link of this kind, and keeps the record and what was told live.
   void talk(std::string const& panelUrl, std::string const& url, unsigned int size) {
-    auto const device = startDevice(panelUrl);
+    startDevice(panelUrl);
     tProgram explain(io, words(NK_EXPLAIN " --json --listen " + url + " --record " + record +
                                " --link " + station));
     station = explain.waitFor("listening on ");
@@ -31,15 +28,15 @@ class explainProgram : public programs {
     nk_messageGenericReq large(nk_message::VERSION_1,
                                base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
                                "end");
-    EXPECT_EQ(ask("generic hello panel"), 0) << errors;
-    EXPECT_EQ(ask("--timeout 60 raw " + write(dir / "large", contentOf(large))), 0) << errors;
+    expect("generic hello panel", 0);
+    expect("--timeout 60 raw " + write(dir / "large", contentOf(large)), 0);
     if (station.starts_with("tcp")) {  // in many parts
       tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
                               " --to 2 --part-size 20000 file " + (dir / "large")));
       EXPECT_EQ(peer.finish(), 0) << peer.errors;
     }
-    EXPECT_EQ(ask("state"), 0) << errors;
-    EXPECT_EQ(ask("shutdown"), 0) << errors;
+    expect("state", 0);
+    expect("shutdown", 0);
     EXPECT_EQ(device->finish(), 0);
     explain.signal(SIGTERM);
     EXPECT_EQ(explain.finish(), 0) << explain.errors;
@@ -79,10 +76,8 @@ TEST_F(explainProgram, ExplainsALiveLinkAndItsRecordAlike) {
     EXPECT_NE(live.find(R"("message":{"action":"generic","type":"response","text1":"hello")"),
               live.npos);
 
-    tProgram again(io, {NK_EXPLAIN, "--json", record});
-    EXPECT_EQ(again.finish(), 0) << again.errors;
-    auto recorded = lines(again.output);
-    EXPECT_TRUE(recorded == told);
+    EXPECT_EQ(run({NK_EXPLAIN, "--json", record}), 0) << errors;
+    EXPECT_TRUE(lines(output) == told);
   }
 }
 
@@ -131,13 +126,12 @@ TEST_F(explainProgram, DissectorForWiresharkSaysTheSame) {
   file.seekp(-1, std::ios::cur);
   file.put(static_cast<char>(byte ^ 1));
   file.close();
-  tProgram explain(io, {NK_EXPLAIN, record});
-  EXPECT_EQ(explain.finish(), 0) << explain.errors;
-  auto const fault = explain.output.find("! wrong CRC: ");
-  ASSERT_NE(fault, explain.output.npos) << explain.output.substr(0, 1000);
-  auto const end = explain.output.find('\n', fault);
+  EXPECT_EQ(run({NK_EXPLAIN, record}), 0) << errors;
+  auto const fault = output.find("! wrong CRC: ");
+  ASSERT_NE(fault, output.npos) << output.substr(0, 1000);
+  auto const end = output.find('\n', fault);
   EXPECT_EQ(dissect(io, record, "nkprotocol.damage", {"_ws.expert.message"}),
-            "W" + explain.output.substr(fault + 3, end - fault - 2));
+            "W" + output.substr(fault + 3, end - fault - 2));
 }
 
 TEST_F(explainProgram, APanelThatDoesNotReadHoldsUpItsOwnStationOnly) {
@@ -196,13 +190,7 @@ TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
       {"--link " + panel, 3, "No such file"},
       {"--link " + panel + " --record /none/none", 1, "/none/none"},
   };
-  for (auto const& row : rows) {
-    tProgram explain(io, words(NK_EXPLAIN " " + row.arguments));
-    EXPECT_EQ(explain.finish(), row.status) << row.arguments << explain.errors;
-    EXPECT_NE((row.status == 0 ? explain.output : explain.errors).find(row.words),
-              std::string::npos)
-        << row.arguments << explain.output << explain.errors;
-  }
+  for (auto const& row : rows) expectRun(NK_EXPLAIN " " + row.arguments, row.status, row.words);
   for (auto const& line : {" --link " + panel + " --listen unix://" + (dir / "unread") + " | :",
                            ' ' + text + " >/dev/full"}) {
     tProgram unread(io, {NK_BASH, "-c", "set -o pipefail; " NK_EXPLAIN + line});

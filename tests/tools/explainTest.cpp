@@ -328,6 +328,7 @@ TEST(explain, ReadsCaptures) {
   string const bytes = harness::toHex(shutdown);
   string const tcp = "9c40 1267 00000001 00000000 5018 ffff 0000 0000 ";
   string const ip4 = "4500 004d 0000 0000 4006 0000 7f000001 7f000001 " + tcp;
+  string const raw = big + "00000065" + packet + "0000004d 0000004d" + ip4;
   string const ip6 =
       "60000000 0039 0640 00000000000000000000000000000001 "
       "00000000000000000000000000000001 " +
@@ -337,11 +338,10 @@ TEST(explain, ReadsCaptures) {
     unsigned int port;
     string fault, notes;
   } const rows[] = {
-      {"raw", big + "00000065" + packet + "0000004d 0000004d" + ip4 + bytes, 0, "", good},
-      {"port", big + "00000065" + packet + "0000004d 0000004d" + ip4 + bytes, 4711, "", good},
-      {"other port", big + "00000065" + packet + "0000004d 0000004d" + ip4 + bytes, 1, "", ""},
-      {"cut", big + "00000065" + packet + "0000004d 0000004d" + ip4, 0, "is cut short in a packet",
-       ""},
+      {"raw", raw + bytes, 0, "", good},
+      {"port", raw + bytes, 4711, "", good},
+      {"other port", raw + bytes, 1, "", ""},
+      {"cut", raw, 0, "is cut short in a packet", ""},
       {"swapped, IPv6",
        "d4c3b2a1 02000400 00000000 00000000 00000400 65000000 00000000 00000000 61000000 61000000" +
            ip6 + bytes,

@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <set>
 
-#include "nkSupport/tJson.h"
 #include "tools/nkctl/progress.h"
 
 namespace {
@@ -17,34 +16,24 @@ using harness::write;
 
 TEST(imageNames, thatAPanelTakes) {
   struct {
-    std::string name;
-    char const* problem;  // null: none
+    char const* problem;
+    std::vector<std::string> names;
   } const rows[] = {
-      {"hall 1.png", nullptr},
-      {"\xc3\xbc.png", nullptr},
-      {std::string(200, 'x'), nullptr},
-      {".hidden.png", nullptr},
-      {"", "no name"},
-      {std::string(201, 'x'), "too long"},
-      {"../x.png", "path separator"},
-      {"/etc/passwd", "path separator"},
-      {"a\\b.png", "path separator"},
-      {"..", "directory"},
-      {".", "directory"},
-      {"a..png", "directory"},
-      {std::string("a.png\0", 6), "zero byte"},
-      {std::string("\0", 1), "zero byte"},
-      {"a\x1b[2J.png", "control"},
-      {"a\x7f", "control"},
-      {"a.png~", "temporary"},
-      {"images.json.new", "temporary"},
-      {"x.bad", "temporary"},
+      {"", {"hall 1.png", "\xc3\xbc.png", std::string(200, 'x'), ".hidden.png"}},
+      {"no name", {""}},
+      {"too long", {std::string(201, 'x')}},
+      {"path separator", {"../x.png", "/etc/passwd", "a\\b.png"}},
+      {"directory", {"..", ".", "a..png"}},
+      {"zero byte", {std::string("a.png\0", 6), std::string("\0", 1)}},
+      {"control", {"a\x1b[2J.png", "a\x7f"}},
+      {"temporary", {"a.png~", "images.json.new", "x.bad"}},
   };
   for (auto const& row : rows) {
-    char const* const problem = nk_tools::imageNameProblem(row.name);
-    EXPECT_EQ(problem == nullptr, row.problem == nullptr) << row.name;
-    if (problem != nullptr && row.problem != nullptr) {
-      EXPECT_NE(std::string(problem).find(row.problem), std::string::npos) << row.name << problem;
+    for (auto const& name : row.names) {
+      char const* const problem = nk_tools::imageNameProblem(name);
+      EXPECT_EQ(problem == nullptr, *row.problem == '\0') << name;
+      EXPECT_NE(std::string(problem != nullptr ? problem : "").find(row.problem), name.npos)
+          << name;
     }
   }
 }
@@ -67,22 +56,15 @@ TEST(progress, isDrawnWithRateAndTime) {
 
 class images : public harness::programs {
  protected:
-  void start() { device = startDevice("tcp://127.0.0.1:0", "--state " + state); }
-  void restart() {
-    device->signal(SIGKILL);
-    device->finish();
-    start();
-  }
   // Sends an IMAGE message as it is; the answer to the next request shows that it was handled.
   void send(std::string const& content) {
-    EXPECT_EQ(ask("raw --no-response " + write(dir / "content", content)), 0) << errors;
+    expect("raw --no-response " + write(dir / "content", content), 0);
   }
   // What the panel holds, by uid: the names and contents of its files.
   std::string held() {
-    EXPECT_EQ(ask("state --json"), 0) << errors;
-    tJson answer, index, one;
-    EXPECT_TRUE(answer.parse(output) && index.parse(contentOfFile(state + "/images.json")));
-    EXPECT_EQ(answer.getArraySize("images"), index.getArraySize("images"));
+    tJson index, one;
+    EXPECT_TRUE(index.parse(contentOfFile(state + "/images.json")));
+    EXPECT_EQ(answer("state --json").getArraySize("images"), index.getArraySize("images"));
     std::string all;
     for (unsigned int i = 0; index.getArrayObject("images", i, one); ++i) {
       auto const uid = std::to_string(static_cast<unsigned long long>(one.getInt("uid", 0)));
@@ -101,9 +83,6 @@ class images : public harness::programs {
                              R"("name":"e",)") +
                      entry + "}]}]}");
   }
-
-  std::string const state = dir / "state";
-  std::unique_ptr<harness::tProgram> device;
 };
 
 TEST_F(images, areStoredReplacedAndRemoved) {
@@ -122,7 +101,7 @@ TEST_F(images, areStoredReplacedAndRemoved) {
   for (auto const& row : rows) {
     send(row.content);
     EXPECT_EQ(held(), row.held);
-    restart();
+    restart(SIGKILL);
     auto const now = held();
     EXPECT_EQ(now, row.held);
     EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}),
@@ -142,9 +121,6 @@ TEST_F(images, thatAreNotRightAreRefusedAndReported) {
       {imageContent({{7, "a.png", "new", wrong}}), "image 7 refused: its checksum is not that"},
       {imageContent({{7, "a.png", "new", "../../../../x"}}), "image 7 refused: its checksum"},
       {imageContent({{8, "../../escaped.png", "x"}}), "image 8 refused: its name has a path sep"},
-      {imageContent({{9, "..", "x"}}), "image 9 refused: its name could be"},
-      {imageContent({{10, std::string("a\0b", 3), "x"}}), "image 10 refused: its name has a zero"},
-      {imageContent({{11, "a.png~", "x"}}), "image 11 refused: its name is that of a temporary"},
       {imageContent({{12, "", "x"}}), "image 12 refused: it has no name"},
       {imageContent({{13, "a.png", ""}}), "image 13 refused: it is empty"},
       {imageContent({{14, "a.png", "x", "", 5}}), "image 14 refused: its mime type"},
@@ -158,8 +134,7 @@ TEST_F(images, thatAreNotRightAreRefusedAndReported) {
     bool const last = &row == std::end(rows) - 1;
     send(row.content);
     EXPECT_EQ(held(), std::string(last ? "2=b.png:good " : "") + "7=a.png:old ") << row.event;
-    EXPECT_EQ(ask("events"), 0) << errors;
-    EXPECT_NE(output.find(row.event), output.npos) << row.event << " in " << output;
+    expect("events", 0, row.event);
     EXPECT_NE(device->errors.find("nkdevice: " + row.event), output.npos) << row.event;
   }
   std::set<std::string> names;
@@ -175,16 +150,16 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
   for (auto const& each : fs::directory_iterator(state + "/images")) {
     if (each.path().string().find("image_id7") != std::string::npos) write(each.path(), "Seven");
   }
-  restart();
+  restart(SIGKILL);
   EXPECT_NE(device->errors.find("image 7 is damaged or missing"), std::string::npos);
   EXPECT_EQ(held(), "8=b.png:eight ");
   EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}), 1);
   for (char const* const index : {"{", R"({"images":[{"uid":8,"cs":"../../x","mime":0}]})",
                                   R"({"images":[{"uid":8,"cs":"0","mime":5}]})"}) {
     write(state + "/images.json", index);
-    restart();
+    restart(SIGKILL);
     EXPECT_NE(device->errors.find("images.json is damaged; it is now"), std::string::npos) << index;
-    EXPECT_EQ(ask("images remove 8"), 0) << output << errors;
+    expect("images remove 8", 0);
   }
   send(imageContent({{8, "b.png", "again"}}));
   EXPECT_EQ(held(), "8=b.png:again ");
@@ -192,8 +167,7 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
   fs::remove_all(state + "/images");
   write(state + "/images", "in the way");
   send(imageContent({{9, "c.png", "x"}}));
-  EXPECT_EQ(ask("events"), 0) << errors;
-  EXPECT_NE(output.find("image 9 refused: it cannot be stored"), output.npos) << output;
+  expect("events", 0, "image 9 refused: it cannot be stored");
 }
 
 // The kill comes while images are on their way; what counts then must be whole.
@@ -203,24 +177,18 @@ TEST_F(images, areWholeOrNotThereAfterAKill) {
     files[i / 6] +=
         " " + write(dir / ("image_id" + std::to_string(i % 6) + (i < 6 ? ".png" : ".jpg")).c_str(),
                     harness::randomBytes(200000 + i, i));
-  device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
+  start("--verbose");
   for (unsigned int round = 0; round < 12; ++round) {
     harness::tProgram sender(
         io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files[round % 2]));
-    auto const requests = [&] {
-      unsigned int count = 0;
-      for (auto at = device->errors.find("request IMAGE"); at != std::string::npos; ++count)
-        at = device->errors.find("request IMAGE", at + 1);
-      return count;
-    };
-    EXPECT_TRUE(harness::runUntil(io, [&] { return requests() > round % 6; })) << device->errors;
-    device->signal(SIGKILL);
-    device->finish();
+    EXPECT_TRUE(harness::runUntil(io, [&] {
+      return harness::countOf("request IMAGE", device->errors) > round % 6;
+    })) << device->errors;
+    restart(SIGKILL, "--verbose");
     sender.finish();
-    device = startDevice("tcp://127.0.0.1:0", "--verbose --state " + state);
     EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
   }
-  EXPECT_EQ(ask("images send" + files[0]), 0) << output << errors;
+  expect("images send" + files[0], 0);
 }
 
 TEST_F(images, areSentByTheStation) {
@@ -254,8 +222,7 @@ TEST_F(images, areSentByTheStation) {
       {"images", 2, "subcommand is required"},
   };
   for (auto const& row : rows) {
-    EXPECT_EQ(ask(row.command), row.status) << row.command << output << errors;
-    EXPECT_NE((output + errors).find(row.words), output.npos) << row.command << output << errors;
+    expect(row.command, row.status, row.words);
     EXPECT_EQ(errors.find("a.png 100 % of") != errors.npos,
               row.command.find("--progress") != errors.npos)
         << errors;
@@ -265,10 +232,9 @@ TEST_F(images, areSentByTheStation) {
 TEST_F(images, ofSchedulesAreNamedByUidOrFile) {
   start();
   write(dir / "a.png", "abc");
-  EXPECT_EQ(ask("images missing " + set(R"("image":"a.png","imageUid":1)")), 2);
-  EXPECT_NE(errors.find("schedules[0].entries[0] has both imageUid and image"), errors.npos);
-  EXPECT_EQ(ask("images missing " + set(R"("image":"b.png")")), 2);
-  EXPECT_NE(errors.find("schedules[0].entries[0].image: "), errors.npos) << errors;
+  expect("images missing " + set(R"("image":"a.png","imageUid":1)"), 2,
+         "schedules[0].entries[0] has both imageUid and image");
+  expect("images missing " + set(R"("image":"b.png")"), 2, "schedules[0].entries[0].image: ");
 }
 
 }  // namespace

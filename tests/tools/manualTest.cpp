@@ -6,26 +6,24 @@
 namespace {
 
 using harness::programs;
-using harness::tProgram;
 
 TEST_F(programs, haveManualPagesWithAllThatHelpTells) {
   for (std::string const program : {NK_CTL, NK_DEVICE, NK_EXPLAIN}) {
     std::string const name = program.substr(program.rfind('/') + 1);
-    tProgram groff(
-        io, {NK_GROFF, "-ww", "-man", "-Tascii", "-P-cbou", NK_GENERATED "/man1/" + name + ".1"});
-    EXPECT_EQ(groff.finish(), 0);
-    EXPECT_EQ(groff.errors, "");
-    tProgram help(io, {program, "--help"});
-    EXPECT_EQ(help.finish(), 0);
-    std::istringstream told(help.output);
+    EXPECT_EQ(run({program, "--help"}), 0);
+    std::istringstream told(output);
+    EXPECT_EQ(
+        run({NK_GROFF, "-ww", "-man", "-Tascii", "-P-cbou", NK_GENERATED "/man1/" + name + ".1"}),
+        0);
+    EXPECT_EQ(errors, "");
     for (std::string word; told >> word;) {
       auto const begin = word.find("--");
       if (begin == word.npos) continue;
-      EXPECT_NE(groff.output.find(word.substr(begin)), std::string::npos) << name << word;
+      EXPECT_NE(output.find(word.substr(begin)), std::string::npos) << name << word;
     }
     for (auto const* const title : {"\nNAME\n", "\nSYNOPSIS\n", "\nOPTIONS\n", "\nDESCRIPTION\n",
                                     "\nEXIT STATUS\n         0  done", "\nEXAMPLES\n         nk"})
-      EXPECT_NE(groff.output.find(title), std::string::npos) << name << title;
+      EXPECT_NE(output.find(title), std::string::npos) << name << title;
   }
 }
 
@@ -49,9 +47,8 @@ TEST_F(programs, areCompletedByBash) {
     std::string script = "source " NK_GENERATED "/completions/";
     script.append(program).append("; COMP_WORDS=(").append(row.line);
     script.append("); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _").append(program);
-    tProgram bash(io, {NK_BASH, "-c", script + "; echo ${COMPREPLY[*]}"});
-    EXPECT_EQ(bash.finish(), 0) << bash.errors;
-    EXPECT_EQ(bash.output, row.words + "\n") << row.line << bash.errors;
+    EXPECT_EQ(run({NK_BASH, "-c", script + "; echo ${COMPREPLY[*]}"}), 0) << errors;
+    EXPECT_EQ(output, row.words + "\n") << row.line << errors;
   }
 }
 

@@ -32,22 +32,20 @@ struct {
 };
 
 TEST_F(programs, answerPeerInAnotherLanguage) {
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   auto const connect = NK_PEER " --connect " + station.substr(6) + " --to ";
   for (auto const& row : rows) {
     nk_messageGenericReq request(nk_message::VERSION_1, row.text.c_str(), "end");
     std::string arguments = "2 --part-size 20000 file ";
     arguments.append(harness::write(dir / "content", contentOf(request)));
-    tProgram peer(io, words(connect + arguments));
-    EXPECT_EQ(peer.finish(), 0);
-    EXPECT_TRUE(peer.output ==
+    EXPECT_EQ(run(words(connect + arguments)), 0);
+    EXPECT_TRUE(output ==
                 R"({"type": 29, "version": 1, "text1": ")" + row.text + "\", \"text2\": \"end\"}\n")
-        << peer.output.size();
+        << output.size();
     auto const size = std::to_string(contentOf(request).size()) + " bytes ";
-    EXPECT_NE(peer.errors.find("sent " + size), peer.errors.npos) << peer.errors;
-    EXPECT_NE(peer.errors.find(row.small + "\n"), peer.errors.npos) << peer.errors;
-    EXPECT_NE(peer.errors.find("received " + size + row.large + "\n"), peer.errors.npos)
-        << peer.errors;
+    for (auto const& said :
+         {"sent " + size, row.small + "\n", "received " + size + row.large + "\n"})
+      EXPECT_NE(errors.find(said), errors.npos) << said << errors;
   }
   struct {
     std::string arguments, output;
@@ -57,9 +55,8 @@ TEST_F(programs, answerPeerInAnotherLanguage) {
       {"2 shutdown", ""},
   };
   for (auto const& row : brief) {
-    tProgram peer(io, words(connect + row.arguments));
-    EXPECT_EQ(peer.finish(), 0) << peer.errors;
-    EXPECT_EQ(peer.output.substr(0, row.output.size()), row.output);
+    EXPECT_EQ(run(words(connect + row.arguments)), 0) << errors;
+    EXPECT_EQ(output.substr(0, row.output.size()), row.output);
   }
   EXPECT_EQ(device->finish(), 0);
 }
@@ -82,9 +79,9 @@ TEST_F(programs, askPeerInAnotherLanguage) {
     auto const sent = peer.waitFor("sent " + size);
     EXPECT_TRUE(sent.ends_with(row.small)) << sent;
   }
-  EXPECT_EQ(ask("time"), 0) << errors;
+  expect("time", 0);
   EXPECT_EQ(control(words("--link " + station + " --to broadcast generic a b")), 0) << errors;
-  EXPECT_EQ(ask("shutdown"), 0) << errors;
+  expect("shutdown", 0);
   EXPECT_EQ(peer.finish(), 0) << peer.errors;
 }
 

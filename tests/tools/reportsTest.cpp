@@ -4,7 +4,6 @@
 #include "nkProtocol/controlMessages.h"
 #include "nkProtocol/displayConfigMessages.h"
 #include "nkProtocol/eventMessages.h"
-#include "nkSupport/tJson.h"
 
 namespace {
 
@@ -19,27 +18,17 @@ constexpr char layout[] = R"({"action":"displayConfig","type":"response","tv":1,
 
 class reports : public harness::programs {
  protected:
-  void start(std::string const& options = "") {
-    device = startDevice("tcp://127.0.0.1:0", "--state " + (dir / "state ") + options);
-  }
-  // Ends the device by `number`, starts it again.
-  void restart(int number, std::string const& options = "") {
-    device->signal(number);
-    device->finish();
-    start(options);
-  }
   void refuseImage(unsigned long long uid) {
-    EXPECT_EQ(ask("raw --no-response " +
-                  write(dir / "content", imageContent({{uid, "x.png", "x", "wrong"}}))),
-              0);
+    expect(
+        "raw --no-response " + write(dir / "content", imageContent({{uid, "x.png", "x", "wrong"}})),
+        0);
   }
   // The events in the order `sort`: "type*times type*times ..."
   std::string events(std::string const& sort) {
-    EXPECT_EQ(ask("events --json" + sort), 0) << errors;
-    tJson answer, one;
-    EXPECT_TRUE(answer.parse(output)) << output;
+    tJson const told = answer("events --json" + sort);
+    tJson one;
     std::string all;
-    for (unsigned int i = 0; answer.getArrayObject("events", i, one); ++i) {
+    for (unsigned int i = 0; told.getArrayObject("events", i, one); ++i) {
       all +=
           std::to_string(one.getInt("type", 0)) + "*" + std::to_string(one.getInt("occ", 0)) + " ";
     }
@@ -56,19 +45,16 @@ class reports : public harness::programs {
     EXPECT_EQ(program.finish(), 0) << program.output;
     return program.output;
   }
-
-  std::unique_ptr<harness::tProgram> device;
 };
 
 TEST_F(reports, eventsAreMergedSortedAndKept) {
   start();
   refuseImage(5);
-  EXPECT_EQ(ask("set-name hall"), 0) << errors;
+  expect("set-name hall", 0);
   refuseImage(5);
   refuseImage(6);
   restart(SIGKILL);
-  EXPECT_EQ(ask("state --json"), 0);
-  EXPECT_NE(output.find(R"("evc":4)"), output.npos) << output;
+  expect("state --json", 0, R"("evc":4)");
   // Started twice, refused 5 twice, named, refused 6; ids in the order of first occurrence.
   struct {
     char const *sort, *events;
@@ -78,21 +64,10 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
       {" --sort id-desc", "9*1 5*1 9*2 1*2 "},
   };
   for (auto const& row : rows) EXPECT_EQ(events(row.sort), row.events) << row.sort;
-  for (std::string const key : {"time-first", "time-last"}) {
-    for (char const* const direction : {"-asc", "-desc"}) {
-      auto const sort = key + direction;
-      EXPECT_EQ(ask("events --json --sort " + sort), 0) << errors;
-      tJson answer, one;
-      ASSERT_TRUE(answer.parse(output)) << output;
-      std::vector<long long> times;
-      for (unsigned int i = 0; answer.getArrayObject("events", i, one); ++i)
-        times.push_back(one.getInt(key == "time-first" ? "timeFirst" : "timeLast", 0) *
-                        (sort.ends_with("-asc") ? 1 : -1));
-      EXPECT_EQ(times.size(), 4u);
-      EXPECT_TRUE(std::is_sorted(times.begin(), times.end())) << output;
-    }
-  }
-  EXPECT_EQ(ask("events --sort newest"), 2);
+  for (std::string const sort :
+       {"time-first-asc", "time-first-desc", "time-last-asc", "time-last-desc"})
+    expect("events --sort " + sort, 0);
+  expect("events --sort newest", 2);
 }
 
 TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
@@ -101,11 +76,9 @@ TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
   nk_messageEventsReq request(nk_message::VERSION_0);
   request.setTask(77);
   auto const content = contentOf(request);
-  EXPECT_EQ(ask("raw " + write(dir / "content", content)), 0) << errors;
-  EXPECT_NE(output.find(R"("task":77,"events":[{)"), output.npos) << output;
-  EXPECT_EQ(ask("raw " + write(dir / "content", content.substr(0, 4))), 0) << errors;
-  EXPECT_NE(output.find(R"("task":0,"events":[{)"), output.npos) << output;
-  EXPECT_EQ(ask("shutdown"), 0);
+  expect("raw " + write(dir / "content", content), 0, R"("task":77,"events":[{)");
+  expect("raw " + write(dir / "content", content.substr(0, 4)), 0, R"("task":0,"events":[{)");
+  expect("shutdown", 0);
   EXPECT_EQ(device->finish(), 0);
   write(dir / "state/events.bin", "damaged");
   start();
@@ -121,9 +94,9 @@ TEST_F(reports, eventsAreFollowed) {
                              [&] { return follower.output.find(text) != follower.output.npos; });
   };
   EXPECT_TRUE(shows("  started\n"));
-  EXPECT_EQ(ask("set-name hall"), 0) << errors;
+  expect("set-name hall", 0);
   EXPECT_TRUE(shows("  1      2         5     new name set\n")) << follower.output;
-  EXPECT_EQ(ask("set-name lobby"), 0) << errors;
+  expect("set-name lobby", 0);
   EXPECT_TRUE(shows("  2      2         5     new name set\n")) << follower.output;
   device->signal(SIGKILL);
   EXPECT_EQ(follower.finish(), 5) << follower.errors;
@@ -136,7 +109,7 @@ TEST_F(reports, coloursAndBarsAreForTerminals) {
   std::string const yellow = "\x1b[38;2;255;255;102m2 ";
   EXPECT_NE(onTerminal("events").find(yellow), std::string::npos);
   EXPECT_EQ(onTerminal("events --json").find('\x1b'), std::string::npos);
-  EXPECT_EQ(ask("events"), 0);
+  expect("events", 0);
   EXPECT_EQ(output.find('\x1b'), output.npos);
   for (char const* const environment : {"NO_COLOR=1 TERM=xterm ", "-u NO_COLOR TERM=dumb "})
     EXPECT_EQ(onTerminal("events", environment).find('\x1b'), std::string::npos) << environment;
@@ -148,62 +121,52 @@ TEST_F(reports, statisticsAreCountedAndKept) {
   auto const thermometer = write(dir / "temp", "21500\n");
   auto const options = "--power 1000000 --thermometer " + thermometer;
   start(options);
-  auto const totals = [&](char const* min, char const* max, char const* count) {
-    EXPECT_EQ(ask("statistics --json"), 0) << errors;
-    tJson answer;
-    EXPECT_TRUE(answer.parse(output)) << output;
-    EXPECT_EQ(std::to_string(answer.getInt("tempCaseMin", 0)), min);
-    EXPECT_EQ(std::to_string(answer.getInt("tempCaseMax", 0)), max);
-    EXPECT_EQ(std::to_string(answer.getInt("imgUpdateCount", 0)), count);
-    return answer.getInt("energy_Wh", 0) * 1000 + answer.getInt("energy_mWh", 0);
+  auto const totals = [&](int min, int max, int count) {
+    tJson const told = answer("statistics --json");
+    EXPECT_EQ(told.getInt("tempCaseMin", 0), min);
+    EXPECT_EQ(told.getInt("tempCaseMax", 0), max);
+    EXPECT_EQ(told.getInt("imgUpdateCount", -1), count);
+    return told.getInt("energy_Wh", 0) * 1000 + told.getInt("energy_mWh", 0);
   };
-  auto const first = totals("22", "22", "0");
+  auto const first = totals(22, 22, 0);
   EXPECT_GT(first, 0);
-  EXPECT_EQ(ask("images send " + write(dir / "a.png", "abc")), 0);
+  expect("images send " + write(dir / "a.png", "abc"), 0);
   refuseImage(5);
   write(thermometer, "-5000");
-  auto const second = totals("-5", "22", "1");
+  auto const second = totals(-5, 22, 1);
   EXPECT_GT(second, first);
   restart(SIGTERM, options);
   write(thermometer, "no number");
-  EXPECT_GT(totals("-5", "22", "1"), second);
-  EXPECT_EQ(ask("statistics"), 0) << errors;
-  EXPECT_NE(output.find("highest case temperature  22 at 20"), output.npos) << output;
+  EXPECT_GT(totals(-5, 22, 1), second);
+  expect("statistics", 0, "highest case temperature  22 at 20");
   std::filesystem::remove(dir / "state/statistics.bin");
   restart(SIGKILL);
-  EXPECT_EQ(ask("statistics"), 0) << errors;
-  EXPECT_NE(output.find("image updates             0\n"), output.npos) << output;
+  expect("statistics", 0, "image updates             0\n");
 }
 
 TEST_F(reports, displaysComeFromAFile) {
   start();
-  EXPECT_EQ(ask("display"), 0) << errors;
-  EXPECT_NE(output.find("main   0  1920 x 1080  at 0,0  current"), output.npos) << output;
+  expect("display", 0, "main   0  1920 x 1080  at 0,0  current");
   restart(SIGTERM, "--displays " + write(dir / "layout.json", layout));
-  EXPECT_EQ(ask("display --json"), 0) << errors;
+  expect("display --json", 0);
   EXPECT_EQ(output, std::string(layout) + "\n");
   nk_messageGetDisplayConfigurationReq request(nk_message::VERSION_0);
-  EXPECT_EQ(ask("raw " + write(dir / "content", contentOf(request))), 0) << errors;
-  EXPECT_NE(output.find(R"("h":1080,"l":0,"t":0})"), output.npos) << output;
+  expect("raw " + write(dir / "content", contentOf(request)), 0, R"("h":1080,"l":0,"t":0})");
   for (std::string const content : {"", "{",
                                     R"({"action":"displayConfig","type":"request","tv":1,)"
                                     R"("dispConfigs":[]})"}) {
-    harness::tProgram wrong(io,
-                            words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --displays " +
-                                  write(dir / "layout.json", content)));
-    EXPECT_EQ(wrong.finish(), 2) << content;
-    EXPECT_NE(wrong.errors.find("layout.json: "), std::string::npos) << wrong.errors;
+    expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --displays " +
+                  write(dir / "layout.json", content),
+              2, "layout.json: ");
   }
 }
 
 TEST_F(reports, oneDirectoryHasOnePanel) {
   start();
-  harness::tProgram second(
-      io, words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state " + (dir / "state")));
-  EXPECT_EQ(second.finish(), 1);
-  EXPECT_NE(second.errors.find("another panel keeps its state in"), std::string::npos);
+  expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state " + state, 1,
+            "another panel keeps its state in");
   restart(SIGKILL);  // the lock went with it
-  EXPECT_EQ(ask("time"), 0) << errors;
+  expect("time", 0);
 }
 
 }  // namespace

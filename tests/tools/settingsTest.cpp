@@ -31,60 +31,52 @@ std::string schedules(std::vector<std::string> const& uids) {
 
 class settings : public programs {
  protected:
-  std::string state = dir / "state", file = write(dir / "config.json", config),
+  std::string file = write(dir / "config.json", config),
               set = write(dir / "set.json", schedules({"18446744073709551615"}));
 };
 
 TEST_F(settings, outlastAKillAndARestart) {
-  auto device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
-  EXPECT_EQ(ask("config init " + (dir / "new.json")), 0) << errors;
-  EXPECT_EQ(ask("config init " + (dir / "new.json")), 1) << "over a file that is there";
-  EXPECT_EQ(ask("config check " + (dir / "new.json")), 0) << output << errors;
-  EXPECT_EQ(ask("config check " + file), 6) << output << errors;
-  EXPECT_NE(output.find("different"), output.npos) << output;
-  EXPECT_EQ(ask("config set " + file), 0) << output << errors;
-  EXPECT_EQ(ask("schedules check " + set), 6) << output << errors;
-  EXPECT_EQ(ask("schedules set --json " + set), 0) << output << errors;
+  start("--serial 4000000000");
+  expect("config init " + (dir / "new.json"), 0);
+  expect("config init " + (dir / "new.json"), 1);
+  expect("config check " + (dir / "new.json"), 0);
+  expect("config check " + file, 6, "different");
+  expect("config set " + file, 0);
+  expect("schedules check " + set, 6);
+  expect("schedules set --json " + set, 0);
   EXPECT_EQ(output.find(R"({"action":"schedules","type":"response","tv":1,"cs":")"), 0u) << output;
   for (char const* const name : {"hall", "lobby"}) {
     if (std::string(name) == "lobby") {
-      EXPECT_EQ(ask("set-name lobby"), 0) << output << errors;
+      expect("set-name lobby", 0);
     }
     EXPECT_EQ(ask("config check " + file), std::string(name) == "hall" ? 0 : 6) << errors;
-    device->signal(SIGKILL);
-    device->finish();
-    device = startDevice("tcp://127.0.0.1:0", "--serial 4000000000 --state " + state);
+    restart(SIGKILL, "--serial 4000000000");
     EXPECT_EQ(device->errors.find("nkdevice: listening"), 0u) << device->errors;
-    EXPECT_EQ(ask("schedules check " + set), 0) << output << errors;
-    EXPECT_EQ(ask("state --json"), 0) << errors;
-    EXPECT_NE(output.find(R"("serial":4000000000)"), output.npos) << output;
+    expect("schedules check " + set, 0);
+    expect("state --json", 0, R"("serial":4000000000)");
     EXPECT_NE(output.find(std::string(R"("devName":")") + name), output.npos) << output;
   }
-  EXPECT_EQ(ask("state"), 0) << errors;
-  EXPECT_NE(output.find("\ndevice name    lobby\n"), output.npos) << output;
+  expect("state", 0, "\ndevice name    lobby\n");
 }
 
 // A panel drops only every second one of neighbours that are to go.
 TEST_F(settings, schedulesAreSentUntilThePanelHoldsThem) {
-  auto const device = startDevice("tcp://127.0.0.1:0", "--verbose");
+  startDevice("tcp://127.0.0.1:0", "--verbose");
   struct {
     std::vector<std::string> uids;
     unsigned int requests;
   } const rows[] = {{{"1", "2", "3", "4", "5", "6"}, 1}, {{"6"}, 3}, {{}, 1}, {{}, 1}};
   for (auto const& row : rows) {
     device->errors.clear();
-    EXPECT_EQ(ask("schedules set " + write(dir / "set", schedules(row.uids))), 0) << output;
-    EXPECT_EQ(ask("time"), 0);
+    expect("schedules set " + write(dir / "set", schedules(row.uids)), 0);
+    expect("time", 0);
     device->waitFor("request TIME");
-    unsigned int requests = 0;
-    for (auto at = device->errors.find("request SET_S"); at != std::string::npos; ++requests)
-      at = device->errors.find("request SET_S", at + 1);
-    EXPECT_EQ(requests, row.requests) << device->errors;
+    EXPECT_EQ(harness::countOf("request SET_S", device->errors), row.requests) << device->errors;
   }
 }
 
 TEST_F(settings, damagedSetsAreRefusedAndVersionsAreAnswered) {
-  auto const device = startDevice("tcp://127.0.0.1:0");
+  startDevice("tcp://127.0.0.1:0");
   nk_messageSetConfigReq with(nk_message::VERSION_3), older(nk_message::VERSION_1);
   ASSERT_EQ(readConfigFile(file, with), "");
   older.updateTime = 99;
@@ -123,9 +115,7 @@ TEST_F(settings, damagedSetsAreRefusedAndVersionsAreAnswered) {
       {n.substr(0, 4), R"("devName":"new name","devCus":"")"},
   };
   for (auto const& row : rows) {
-    EXPECT_EQ(ask("raw " + write(dir / "raw", row.content)), 0) << errors;
-    EXPECT_NE(output.find(row.expected.view()), output.npos)
-        << &row - rows << ": " << row.expected.c_str() << " in " << output;
+    expect("raw " + write(dir / "raw", row.content), 0, row.expected.view());
   }
 }
 
@@ -133,79 +123,74 @@ TEST_F(settings, damagedFilesAreSetAside) {
   std::filesystem::create_directories(state + "/config.bin");
   write(state + "/schedules.bin", std::string("\x09\0\x03\0\x01\0\0\0", 8));
   write(state + "/schedules.bin.new", "what a crash left behind");
-  auto const device = startDevice("tcp://127.0.0.1:0", "--state " + state);
+  start();
   EXPECT_NE(device->errors.find("config.bin cannot be read; it is now "), std::string::npos);
   EXPECT_NE(device->errors.find("schedules.bin is damaged; it is now "), std::string::npos);
   EXPECT_TRUE(std::filesystem::exists(state + "/config.bin.bad"));
   EXPECT_TRUE(std::filesystem::exists(state + "/schedules.bin.bad"));
-  EXPECT_EQ(ask("config set " + file), 0) << output << errors;
+  expect("config set " + file, 0);
   // What cannot be stored is refused.
   std::filesystem::remove_all(state);
-  EXPECT_EQ(ask("config check " + file), 0) << output << errors;
-  EXPECT_EQ(ask("set-name lost"), 6) << output << errors;
-  EXPECT_EQ(ask("schedules set " + set), 6) << output << errors;
-  EXPECT_EQ(ask("config check " + file), 0) << output << errors;
+  expect("config check " + file, 0);
+  expect("set-name lost", 6);
+  expect("schedules set " + set, 6);
+  expect("config check " + file, 0);
 
-  harness::tProgram nowhere(io, harness::words(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 "
-                                                         "--state /dev/null/x"));
-  EXPECT_EQ(nowhere.finish(), 1) << nowhere.errors;
+  expectRun(NK_DEVICE " --link tcp://127.0.0.1:0 --address 2 --state /dev/null/x", 1);
 }
 
 TEST_F(settings, filesAreReadStrictly) {
   std::string const head = R"({"action":"config","type":"request","tv":1,)";
   std::string const tail = R"("startTime":0,"showOnLogicalDisplay":0,"entries":[)";
-  struct {
+  struct tRow {
     std::string content, problem;
-  } const configs[] =
-      {
-          {config, ""},
-          {"{", "line 1: Missing"},
-          {"\n\n[1}", "line 3: "},
-          {"[]", "is no object"},
-          {std::string(100000, '['), "nests too deep"},
-          {"{}", "action is missing"},
-          {R"({"action":"state","type":"request","tv":1})", "is no configuration"},
-          {head + R"("opMod":1})", "\"opMod\" is no key here"},
-          {head + R"("opMode":256})", "opMode is no integer from 0 to 255"},
-          {head + R"("opMode":1.0})", "opMode is no integer"},
-          {head + R"("updateTemp":-129})", "updateTemp is no integer from -128 to 127"},
-          {head + R"("sleepUserEna":1})", "sleepUserEna is neither"},
-          {head + R"("deviceName":null})", "deviceName is no text"},
-          {head + R"("tv":1})", "tv is there twice"},
-          {head + R"("frames":{}})", "frames is no array"},
-          {head + R"("frames":[1]})", "frames[0] is no object"},
-          {head + R"("frames":[{"width":1,"height":1,"id":9}]})",
-           "frames[0].id is no integer from 10"},
-          {head + R"("frames":[{"width":1,"height":1,"id":10},{"width":1,"height":1,"id":10}]})",
-           "two frames"},
-      },
-          sets[] = {
-              {schedules({"0", "18446744073709551615"}), ""},
-              {schedules({"18446744073709551616"}), "schedules[0].uid is no integer"},
-              {schedules({"-1"}), "schedules[0].uid is no integer"},
-              {schedules({"\"1\""}), "schedules[0].uid is no integer"},
-              {schedules({"1", "2", "1"}), "schedules[2].uid belongs to another"},
-              {config, "\"action\" is no key here"},
-              {"{}", "schedules is missing"},
-              {R"({"schedules":[{"uid":1,)" + tail + R"({"uid":1,"duration":1}]}]})",
-               "schedules[0].entries[0].imageUid is missing"},
-              {R"({"schedules":[{"uid":1,"stopTime":"1970-02-30 00:00:00",)" + tail + "]}]}",
-               "schedules[0].stopTime is neither"},
-          };
-  auto const check = [&](std::string const& name, std::string const& got, std::string const& want) {
-    EXPECT_EQ(got.empty(), want.empty()) << name << got;
-    EXPECT_NE(got.find(want), got.npos) << name << got;
   };
-  for (auto const& row : configs) {
-    nk_messageSetConfigReq message(nk_message::VERSION_3);
-    check(row.content.substr(0, 99), readConfigFile(write(dir / "x", row.content), message),
-          row.problem);
-  }
-  for (auto const& row : sets) {
-    nk_messageSetSchedulesReq message(nk_message::VERSION_3);
-    check(row.content.substr(0, 99), readSchedulesFile(write(dir / "x", row.content), message),
-          row.problem);
-  }
+  auto const check = [&]<class Message>(std::string (*read)(std::string const&, Message&),
+                                        std::vector<tRow> const& rows) {
+    for (auto const& row : rows) {
+      Message message(nk_message::VERSION_3);
+      std::string const got = read(write(dir / "x", row.content), message);
+      EXPECT_EQ(got.empty(), row.problem.empty()) << row.content.substr(0, 99) << got;
+      EXPECT_NE(got.find(row.problem), got.npos) << row.content.substr(0, 99) << got;
+    }
+  };
+  check(readConfigFile,
+        {
+            {config, ""},
+            {"{", "line 1: Missing"},
+            {"\n\n[1}", "line 3: "},
+            {"[]", "is no object"},
+            {std::string(100000, '['), "nests too deep"},
+            {"{}", "action is missing"},
+            {R"({"action":"state","type":"request","tv":1})", "is no configuration"},
+            {head + R"("opMod":1})", "\"opMod\" is no key here"},
+            {head + R"("opMode":256})", "opMode is no integer from 0 to 255"},
+            {head + R"("opMode":1.0})", "opMode is no integer"},
+            {head + R"("updateTemp":-129})", "updateTemp is no integer from -128 to 127"},
+            {head + R"("sleepUserEna":1})", "sleepUserEna is neither"},
+            {head + R"("deviceName":null})", "deviceName is no text"},
+            {head + R"("tv":1})", "tv is there twice"},
+            {head + R"("frames":{}})", "frames is no array"},
+            {head + R"("frames":[1]})", "frames[0] is no object"},
+            {head + R"("frames":[{"width":1,"height":1,"id":9}]})",
+             "frames[0].id is no integer from 10"},
+            {head + R"("frames":[{"width":1,"height":1,"id":10},{"width":1,"height":1,"id":10}]})",
+             "two frames"},
+        });
+  check(readSchedulesFile,
+        {
+            {schedules({"0", "18446744073709551615"}), ""},
+            {schedules({"18446744073709551616"}), "schedules[0].uid is no integer"},
+            {schedules({"-1"}), "schedules[0].uid is no integer"},
+            {schedules({"\"1\""}), "schedules[0].uid is no integer"},
+            {schedules({"1", "2", "1"}), "schedules[2].uid belongs to another"},
+            {config, "\"action\" is no key here"},
+            {"{}", "schedules is missing"},
+            {R"({"schedules":[{"uid":1,)" + tail + R"({"uid":1,"duration":1}]}]})",
+             "schedules[0].entries[0].imageUid is missing"},
+            {R"({"schedules":[{"uid":1,"stopTime":"1970-02-30 00:00:00",)" + tail + "]}]}",
+             "schedules[0].stopTime is neither"},
+        });
   nk_messageSetSchedulesReq read(nk_message::VERSION_3), built(nk_message::VERSION_3);
   EXPECT_EQ(readSchedulesFile(set, read), "");
   built.addSchedule_(~0ULL, "s", 1772344800, -5, 7, 65535)
@@ -225,10 +210,7 @@ TEST_F(settings, filesAreReadStrictly) {
       {"schedules preview --at yesterday " + set, 2, "--at yesterday"},
       {"config", 2, "subcommand is required"},
   };
-  for (auto const& row : runs) {
-    EXPECT_EQ(control(harness::words(row.arguments)), row.status) << row.arguments << errors;
-    EXPECT_NE((output + errors).find(row.words), errors.npos) << row.arguments << output << errors;
-  }
+  for (auto const& row : runs) expectRun(NK_CTL " " + row.arguments, row.status, row.words);
 }
 
 TEST(programsDocument, hasTheExitStatusesOfTheHelp) {

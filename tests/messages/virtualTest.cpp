@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 
+#include "nkProtocol/message.h"
 #include "nkSupport/tLog.h"
 #include "nkSupport/tTime.h"
 
@@ -23,6 +24,9 @@ TEST(VirtualFunctions, KeepTheirPlaces) {
     char const* name;
     unsigned int place, expected;
   } const rows[] = {
+      {"nk_message::serialize", place(&nk_message::serialize), 0},
+      {"nk_message::serializeToJson", place(&nk_message::serializeToJson), 3},
+      {"nk_message::serializeFromJson", place(&nk_message::serializeFromJson), 4},
       {"tLog::log", place(&tLog::log), 0},
       {"tClock::now", place(&tClock::now), 2},
       {"tClock::sleep", place(&tClock::sleep), 3},
