@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 
 #include "harness/hex.h"
+#include "nkProtocol/controlMessages.h"
+#include "nkProtocol/imageMessage.h"
+#include "nkProtocol/scheduleMessages.h"
+#include "nkProtocol/stateMessages.h"
 #include "reading.h"
 
 namespace {
@@ -18,6 +22,21 @@ std::vector<tGoldenRow> allRows() {
     for (auto& row : family()) rows.push_back(std::move(row));
   }
   return rows;
+}
+
+// What a message read from a body that was cut short has kept.
+std::string told(nk_message& message) {
+  if (auto* const set = dynamic_cast<nk_messageSetSchedulesReq*>(&message)) {
+    auto const count = set->count();
+    return std::to_string(count) + " schedules, " +
+           std::to_string(set->getSchedule(count - 1)->count()) + " entry in the last";
+  }
+  if (auto* const images = dynamic_cast<nk_messageImage*>(&message))
+    return std::to_string(images->count()) + " images";
+  if (auto* const state = dynamic_cast<nk_messageStateRsp*>(&message))
+    return std::to_string(state->images().size()) + " uids, " + state->ci().c_str();
+  auto& generic = dynamic_cast<nk_messageGenericReq&>(message);
+  return std::string(generic.text1.c_str()) + "," + generic.text2.c_str();
 }
 
 class Golden : public testing::TestWithParam<tGoldenRow> {};
@@ -40,6 +59,42 @@ TEST_P(Golden, SurvivesEveryShorterBody) {
     ASSERT_NE(message, nullptr);
     EXPECT_FALSE(bytesOf(*message).empty()) << "cut to " << size;
   }
+}
+
+// A body that is cut short: elements that came whole stay, and so do the fields before the cut.
+TEST(CutBodies, KeepWhatCame) {
+  nk_messageSetSchedulesReq schedules(nk_message::VERSION_2);
+  for (unsigned int i = 1; i <= 2; ++i) {
+    auto* const schedule = schedules.addSchedule_(i, "s", 0LL, 0LL, 0, 0);
+    for (unsigned int k = 1; k <= 2; ++k) schedule->addScheduleEntry(k, "e", k, k, false);
+  }
+  nk_messageImage images(nk_message::VERSION_3);
+  tBlob const content("bytes", 5);
+  for (unsigned int i = 1; i <= 2; ++i) {
+    tBlob copy = content;
+    images.add(i, "n", "image/png", &copy);
+  }
+  nk_messageStateRsp state(nk_message::VERSION_1);
+  state.set(1, "ci", "", "", 0, 0, "", "", 0, "", "", "", {5, 6});
+  nk_messageGenericReq generic(nk_message::VERSION_0, "first", "second");
+  auto const cut = [](nk_message& message, unsigned int behind) {
+    auto bytes = bytesOf(message);
+    bytes.truncate(bytes.size() - behind);
+    return bytes;
+  };
+  struct {
+    tBlob bytes;
+    char const* kept;
+  } const rows[] = {
+      {cut(schedules, 1), "2 schedules, 1 entry in the last"},
+      {cut(schedules, 50), "2 schedules, 0 entry in the last"},
+      {cut(schedules, 51), "1 schedules, 2 entry in the last"},
+      {cut(images, 2), "1 images"},
+      {cut(images, 1), "2 images"},
+      {cut(state, 1), "1 uids, ci"},
+      {cut(generic, 1), "first,"},
+  };
+  for (auto const& row : rows) EXPECT_EQ(told(*readMessage(row.bytes)), row.kept);
 }
 
 TEST_P(Golden, HasItsJsonText) {

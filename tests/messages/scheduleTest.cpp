@@ -32,6 +32,7 @@ TEST(Schedule, ExpiresByItsType) {
       schedule.addScheduleEntry(1, "", duration, 1, false);
     }
     EXPECT_EQ(schedule.scheduleExpired(row.now), row.expired) << row.name;
+    EXPECT_EQ(schedule.type(), row.flags & 0x0E) << "types are the even numbers";
   }
 }
 

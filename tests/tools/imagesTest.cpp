@@ -19,13 +19,20 @@ TEST(imageNames, thatAPanelTakes) {
     char const* problem;
     std::vector<std::string> names;
   } const rows[] = {
-      {"", {"hall 1.png", "\xc3\xbc.png", std::string(200, 'x'), ".hidden.png"}},
+      {"",
+       {"hall 1.png", "\xc3\xbc.png", "\xe2\x82\xac.png", std::string(200, 'x'), ".hidden.png"}},
       {"no name", {""}},
       {"too long", {std::string(201, 'x')}},
       {"path separator", {"../x.png", "/etc/passwd", "a\\b.png"}},
       {"directory", {"..", ".", "a..png"}},
       {"zero byte", {std::string("a.png\0", 6), std::string("\0", 1)}},
-      {"control", {"a\x1b[2J.png", "a\x7f"}},
+      {"control",
+       {"a\x1b[2J.png", "a\x7f",
+        "\xc2\x9b"
+        "2J",
+        "\x9b"
+        "2J",
+        "\xc3\xbc\x9b"}},
       {"temporary", {"a.png~", "images.json.new", "x.bad"}},
   };
   for (auto const& row : rows) {
@@ -168,6 +175,21 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
   write(state + "/images", "in the way");
   send(imageContent({{9, "c.png", "x"}}));
   expect("events", 0, "image 9 refused: it cannot be stored");
+}
+
+TEST_F(images, haveSoMuchRoomTogether) {
+  start("--image-room 1");
+  auto const file = [&](unsigned int uid, unsigned int size) {
+    return write(dir / ("image_id" + std::to_string(uid) + ".png").c_str(),
+                 harness::randomBytes(size, uid));
+  };
+  expect("images send " + file(1, 600000), 0);
+  expect("images send " + file(2, 600000), 6, "not held");
+  expect("events", 0, "image 2 refused: the panel has no room for it");
+  restart(SIGKILL, "--image-room 1");
+  expect("images send " + file(2, 600000), 6);
+  expect("images send " + file(1, 1000000), 0);
+  expect("images send " + file(2, 48576), 0);
 }
 
 // The kill comes while images are on their way; what counts then must be whole.

@@ -232,10 +232,15 @@ TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
     EXPECT_EQ(device->finish(), 0);
     EXPECT_FALSE(std::filesystem::exists(dir / "socket"));
   }
+  start();
+  std::filesystem::remove_all(state);
+  device->signal(SIGTERM);
+  EXPECT_EQ(device->finish(), 1) << "what it should keep is lost";
 }
 
 TEST_F(programs, hostileAndIdleLinksDoNotKeepThePanelFromOthers) {
-  startDevice("tcp://127.0.0.1:0");
+  auto const url = "unix://" + (dir / "socket");
+  startDevice(url);
   std::vector<std::unique_ptr<nk_carrier>> links;
   nk_dialer dialer(io, harness::urlOf(station), {},
                    {[&](int one) {
@@ -254,6 +259,12 @@ TEST_F(programs, hostileAndIdleLinksDoNotKeepThePanelFromOthers) {
     EXPECT_TRUE(runUntil(io, [&] { return links[seed]->outgoing() == 0; }));
     expect("generic still here", 0);
   }
+  device.reset();
+  startDevice(url, "--connections 1");
+  dialer.dial();
+  ASSERT_TRUE(runUntil(io, [&] { return links.size() == 5; }));
+  expect("generic not here", 5);
+  device->waitFor("no more than 1 connections at once");
 }
 
 TEST_F(programs, panelComesBackToALineThatVanished) {
