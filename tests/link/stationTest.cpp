@@ -333,16 +333,23 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
 TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
   auto& line = open();
   auto told = line.tell(harness::noise(4000000), 2, ample);
-  std::atomic<bool> ended = false;
+  std::atomic<bool> finishing = false, ended = false;
+  ssize_t all = 0;
   std::thread reader([&] {
     char buffer[65536];
-    EXPECT_TRUE(
-        harness::becomes([&] { return ::recv(peer.get(), buffer, sizeof buffer, 0) == 0; }));
+    EXPECT_TRUE(harness::becomes([&] { return finishing && line.traffic().waiting != 0; }));
+    EXPECT_TRUE(harness::becomes([&] {
+      auto const count = ::recv(peer.get(), buffer, sizeof buffer, 0);
+      all += std::max<ssize_t>(count, 0);
+      return count == 0;
+    }));
     ended = true;
     ::shutdown(peer.get(), SHUT_WR);
   });
+  finishing = true;
   line.finish(ample);
   EXPECT_TRUE(ended);
+  EXPECT_GT(all, 4000000);
   EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
   reader.join();
 }
