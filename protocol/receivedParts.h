@@ -16,8 +16,8 @@ class nk_receivedParts {
   /// destination), without memory, and once the payloads have been taken.
   bool add(nk_telegramPart& part);
   bool endsWithLast() const { return !m_parts.empty() && m_parts.back().last; }
-  /// Brings the parts into the order of their numbers; false if these are not 1, 2, 3 and so on, and
-  /// without memory.
+  /// Brings the parts into the order of their numbers; false if these are not 1, 2, 3 and so on,
+  /// and without memory.
   bool sort();
   /// Moves the joined payloads to `out`. False, with nothing done, if that was done before.
   bool takePayloads(tBlob& out);
