@@ -21,6 +21,7 @@ class NK_SUPPORT_API tFile {
   tFile(tFile const&) = delete;
   tFile& operator=(tFile const&) = delete;
 
+  /// True from an open that went well to close().
   bool isOpen() const { return m_descriptor >= 0; }
   /// Opens the path that the constructor was given, without creating or emptying it again; closes
   /// first what is open. False if the system refuses.
@@ -33,8 +34,8 @@ class NK_SUPPORT_API tFile {
   /// Asks the system to bring the file's bytes to the medium and waits for it. False if not open or
   /// refused.
   bool syncContent();
-  /// The same, and brings along a directory entry that renameFile changed. False too for a directory
-  /// that may not be read.
+  /// The same, and brings along a directory entry that renameFile changed. False too for a
+  /// directory that may not be read.
   bool sync();
   /// Closes the file; false if the system reports a late write error. Nothing happens if closed.
   bool close();
