@@ -78,6 +78,7 @@ class nk_carrier {
   bool ended() const { return m_ended; }
   /// Why the link broke; no error as long as it did not.
   std::error_code error() const { return m_error; }
+  /// True if the descriptor is no socket.
   bool isSerial() const { return !m_isSocket; }
 
  private:

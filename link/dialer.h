@@ -18,9 +18,12 @@
 /// the thread that runs the io_context.
 class nk_dialer {
  public:
+  /// Pauses and limits; the monotonic clock measures them.
   using tDuration = std::chrono::milliseconds;
   /// When it tries again, and when no more.
   struct tPlan {
+    /// The pause before the second try, and the longest that doubling leads to. A link that was
+    /// open for longer than the longest pause makes redial() begin with the first again.
     tDuration firstPause{50};
     tDuration longestPause{1000};
     /// No further try after that time, and one in progress is given up; 0 allows a single try

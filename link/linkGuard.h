@@ -30,6 +30,7 @@
 /// the options, whatever the link brings. What memory is lacking for is lost as on a bad line.
 class nk_linkGuard {
  public:
+  /// Points of time of tOptions::now, and what lies between them.
   using tMoment = nk_heldTelegrams::tMoment;
   using tDuration = std::chrono::milliseconds;
 
@@ -83,6 +84,7 @@ class nk_linkGuard {
   /// call. The frames of a telegram of several parts come in calls one behind the other.
   using tDeliver = std::function<void(unsigned char* frame, unsigned int length)>;
 
+  /// Begins with nothing held and all counters at 0. `deliver` must not be empty.
   nk_linkGuard(tOptions options, tDeliver deliver);
   nk_linkGuard(nk_linkGuard const&) = delete;
   nk_linkGuard& operator=(nk_linkGuard const&) = delete;
@@ -101,6 +103,7 @@ class nk_linkGuard {
   /// and then, for links that have gone quiet.
   void expire();
 
+  /// The counts from construction until now.
   tCounters counters() const;
   /// Bytes of memory that incomplete frames and telegrams take at present, about.
   unsigned int heldBytes() const { return m_incoming.pending() + m_held.heldBytes(); }

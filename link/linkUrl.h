@@ -10,8 +10,10 @@
 ///     serial:///dev/ttyS0?baud=9600      serial line, 8 data bits, no parity, one stop bit, no
 ///                                        flow control; 115200 baud if nothing is said
 struct nk_linkUrl {
+  /// What the part before the colon says: tcp, unix, serial.
   enum teKind { KIND_TCP, KIND_UNIX, KIND_SERIAL };
 
+  /// Decides which of the members below count.
   teKind kind = KIND_TCP;
   std::string host;            ///< TCP only: name or address, without brackets
   unsigned short port = 0;     ///< TCP only; 0 lets the system choose when listening

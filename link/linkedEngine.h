@@ -22,6 +22,8 @@ class nk_linkedEngine {
  public:
   /// What the engine is built with; see nk_protocol.
   struct tSetup {
+    /// The arguments of nk_protocol's constructor. All pointers are borrowed as long as the linked
+    /// engine lives.
     unsigned int address = nk_basicTelegram::addressNone;
     nk_protocol::tReceiveCallback receive = nullptr;
     void* context = nullptr;
@@ -47,6 +49,8 @@ class nk_linkedEngine {
   /// enqueue_TS; not from a callback of the engine.
   void pump();
 
+  /// The parts, which live as long as this object. What is queued in the engine goes out with the
+  /// next pump() or round.
   nk_protocol& engine() { return m_engine; }
   nk_carrier& carrier() { return m_carrier; }
   nk_carrier const& carrier() const { return m_carrier; }

@@ -34,6 +34,7 @@
 /// object, no other thread may be about to call the station then.
 class nk_station {
  public:
+  /// Time-outs and patience, on the monotonic clock.
   using tDuration = std::chrono::milliseconds;
 
   /// How a request ended.
@@ -46,9 +47,11 @@ class nk_station {
   };
   /// What a completion is given.
   struct tResult {
+    /// Says which of the others have a value.
     teOutcome outcome = OUTCOME_CANCELLED;
     /// Who answered.
     unsigned int address = nk_basicTelegram::addressNone;
+    /// The answer, for the completion to keep or move away; empty if there is none.
     tBlob content;
     /// Why it was given up: timed_out, operation_canceled (by cancel() or destruction),
     /// not_connected (the peer has ended the link in order), invalid_argument (empty content cannot

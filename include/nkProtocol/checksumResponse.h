@@ -16,10 +16,13 @@ class NK_API nk_messageChecksumRsp : public nk_message {
   bool serializeToJson(tJson* json) override;
   bool serializeFromJson(tJson* json) override;
 
+  /// The text of the body; empty until it is set or read.
   tString const& getChecksum() const { return m_checksum; }
   void setChecksum(tString const& checksum) { m_checksum = checksum; }
 
  protected:
+  /// See nk_message: for sending, and with a body that was received. For the classes of the two
+  /// types.
   nk_messageChecksumRsp(teType type, teVersion version) : nk_message(type, version) {}
   nk_messageChecksumRsp(teType type, nk_serializer* ser, teVersion version);
 

@@ -17,12 +17,16 @@ class nk_jsonFields;
 class NK_API tFrame {
  public:
   tFrame() = default;
+  /// Keeps all values as they are: reserved ids and empty areas are not refused.
   tFrame(tString const& name, unsigned short left, unsigned short top, unsigned short width,
          unsigned short height, unsigned short id, unsigned short logDisp,
          unsigned short realtimeTimeout);
+  /// Takes over all values of `other`, the id included.
   void set(tFrame const& other) { *this = other; }
 
+  /// For people; frames are told apart by their id.
   tString const& name() const { return m_name; }
+  /// Top left corner and size. Nothing keeps a frame within its display.
   unsigned short left() const { return m_left; }
   unsigned short top() const { return m_top; }
   unsigned short width() const { return m_width; }
@@ -63,6 +67,8 @@ class NK_API tFrame {
 /// another.
 class NK_API nk_messageSetConfigReq : public nk_message {
  public:
+  /// See nk_message. The defaults are the configuration of a new device, without time slots, frames
+  /// and name.
   explicit nk_messageSetConfigReq(teVersion version);
   nk_messageSetConfigReq(nk_serializer* ser, teVersion version);
   ~nk_messageSetConfigReq() override;
@@ -83,6 +89,8 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   tString operatingModeName() const;
   tString heatingModeName() const;
 
+  /// These read and set the members curDispSwCfg, defaultLogicalDisplay and slideshowInterval_sec,
+  /// unchecked.
   unsigned short getCurrentDisplaySwConfig() const { return curDispSwCfg; }
   void setDisplaySwConfiguration(unsigned short number) { curDispSwCfg = number; }
   unsigned short getDefaultLogicalDisplay() const { return defaultLogicalDisplay; }
@@ -90,13 +98,16 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   unsigned short getSlideShowInterval_s() const { return slideshowInterval_sec; }
   /// Stores at least 5 s. What comes from the wire or from JSON is stored as it is.
   void setSlideShowInterval_s(unsigned short seconds);
+  /// Whether the user allows the device to sleep; tTimeslots' flag, atomic but not locked.
   bool sleep_getUserEnabled() const { return m_timeslots.getSleepUserEnabled(); }
   void sleep_setUserEnabled(bool enabled) { m_timeslots.setSleepUserEnable(enabled); }
+  /// Refers to the text in this object, not locked: valid until the name is set or read.
   tString const& device_getName() const { return m_deviceName; }
   /// False, with nothing changed, if the device has that name already.
   bool device_setName(tString const& name);
 
-  // The operations of tTimeslots, under the time-slot lock.
+  /// The operations of tTimeslots, under the time-slot lock. The slot that timeSlot_add_ts returns
+  /// is the stored one, no longer locked: for the only thread.
   void timeSlot_clear_ts();
   void timeSlot_remove_ts(unsigned int index);
   unsigned int timeSlot_count_ts();
@@ -119,6 +130,7 @@ class NK_API nk_messageSetConfigReq : public nk_message {
                      unsigned short logDisp, unsigned short realtimeTimeout);
   /// Deletes the first frame with this id; false if there is none.
   bool frm_remove(unsigned short id);
+  /// Deletes all frames.
   void frm_clear();
   /// Number of frames, cut to 16 bits; without lock.
   unsigned short frm_count();
@@ -126,6 +138,7 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   tFrame frm_get(unsigned short index);
   /// Copies the first frame with this id to `out`. False for null or if there is none.
   bool frm_getById(unsigned short id, tFrame* out);
+  /// The ids of all frames, in the order of the list.
   std::vector<int> frm_getListOfFrameIds();
   /// The stored frame; null past the end. Takes no lock: for code that holds the frame lock or the
   /// only thread. Valid until the frames are changed.
@@ -136,15 +149,15 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   /// 0.
   unsigned short getNewFrameId(unsigned short hint);
 
-  unsigned int updateTime = 46800;  ///< seconds since midnight
-  signed char minUpdateTemp = -20;  ///< degrees Celsius
-  unsigned char balanceTime = 3;
-  signed char updateTemp = 5;  ///< degrees Celsius
-  unsigned char opMode = 0;    ///< see operatingModeName
-  unsigned char heatMode = 1;  ///< see heatingModeName
-  unsigned short curDispSwCfg = 0;
-  unsigned short defaultLogicalDisplay = 0;
-  unsigned short slideshowInterval_sec = 5;
+  unsigned int updateTime = 46800;           ///< seconds since midnight
+  signed char minUpdateTemp = -20;           ///< degrees Celsius
+  unsigned char balanceTime = 3;             ///< in the device's unit
+  signed char updateTemp = 5;                ///< degrees Celsius
+  unsigned char opMode = 0;                  ///< see operatingModeName
+  unsigned char heatMode = 1;                ///< see heatingModeName
+  unsigned short curDispSwCfg = 0;           ///< number of a display configuration
+  unsigned short defaultLogicalDisplay = 0;  ///< id of a logical display
+  unsigned short slideshowInterval_sec = 5;  ///< seconds
 
  private:
   bool fixedBody(nk_serializer& ser, nk_serializer::teSerDirection d);
@@ -166,6 +179,7 @@ class NK_API nk_messageSetConfigReq : public nk_message {
 /// SET_CONFIG_RSP: the checksum of the configuration that the device now holds.
 class NK_API nk_messageSetConfigRsp : public nk_messageChecksumRsp {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageSetConfigRsp(teVersion version)
       : nk_messageChecksumRsp(SET_CONFIG_RSP, version) {}
   nk_messageSetConfigRsp(nk_serializer* ser, teVersion version)

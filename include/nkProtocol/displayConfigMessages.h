@@ -13,6 +13,7 @@ class nk_jsonFields;
 /// every version.
 class NK_API nk_messageGetDisplayConfigurationReq : public nk_message {
  public:
+  /// See nk_message. There is no body to read: `ser` is not looked at and may be null.
   explicit nk_messageGetDisplayConfigurationReq(teVersion version);
   nk_messageGetDisplayConfigurationReq(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
@@ -40,9 +41,11 @@ class NK_API nk_messageGetDisplayConfigurationRsp : public nk_message {
     tLogicalDisplay(tString const& name, unsigned short id, unsigned short pixelX,
                     unsigned short pixelY, bool current, unsigned short left, unsigned short top);
 
+    /// For people; frames refer to the display by its id.
     tString const& name() const { return m_name; }
     /// 0 to 32767.
     unsigned short id() const;
+    /// True if the id word has the mark.
     bool isCurrent() const;
     /// Size, and position of the top left corner, in pixels.
     unsigned short pixelX() const { return m_pixelX; }
@@ -66,6 +69,7 @@ class NK_API nk_messageGetDisplayConfigurationRsp : public nk_message {
     /// `id` and `current` as for tLogicalDisplay.
     tDisplayConfiguration(tString const& name, unsigned short id, bool current);
 
+    /// For people; need not be unique.
     tString const& name() const { return m_name; }
     /// 0 to 32767.
     unsigned short id() const;
@@ -92,6 +96,7 @@ class NK_API nk_messageGetDisplayConfigurationRsp : public nk_message {
     std::vector<std::unique_ptr<tLogicalDisplay>> m_logicalDisplays;
   };
 
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageGetDisplayConfigurationRsp(teVersion version);
   nk_messageGetDisplayConfigurationRsp(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
@@ -100,6 +105,7 @@ class NK_API nk_messageGetDisplayConfigurationRsp : public nk_message {
 
   /// Names the display; `rot` is its rotation, in the device's unit.
   void set(tString const& name, signed char rot);
+  /// What set() was given, or came with the body; empty and 0 before.
   tString const& name() const { return m_name; }
   signed char rot() const { return m_rot; }
 

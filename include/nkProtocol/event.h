@@ -14,6 +14,7 @@ class NK_API nk_messageEvent {
   nk_messageEvent(unsigned int timeFirst, unsigned int timeLast, unsigned int id,
                   unsigned short type, tString eventMessage, unsigned char category,
                   tStringList* subEvents, unsigned int occurrence, tString refImage);
+  /// A copy shares nothing with the original, sub-events included.
   nk_messageEvent(nk_messageEvent const& other) = default;
   nk_messageEvent& operator=(nk_messageEvent const& other) = default;
   /// Takes over all values of `other`, which may be this event.
@@ -22,20 +23,25 @@ class NK_API nk_messageEvent {
   /// When it occurred for the first and for the last time.
   unsigned int timeFirst() const { return m_timeFirst; }
   unsigned int timeLast() const { return m_timeLast; }
+  /// The device's number for the event; nk_messageEventsRsp::sort can order by it.
   unsigned int id() const { return m_id; }
   /// The device's event code.
   unsigned short type() const { return m_type; }
+  /// The event in words, as the device puts it.
   tString const& eventMessage() const { return m_eventMessage; }
   // PEER: which of the following are not const, and the spelling of occurence, is part of the
   // interface that programs in the field were built against.
   /// Severity; see nk_messageEventsRsp::categoryColor.
   unsigned char category() { return m_category; }
+  /// Number of lines of detail.
   unsigned int subEventCount() { return m_subEvents.count(); }
   /// The sub-event at `i`; the empty text past the end.
   tString subEvent(unsigned int i) { return m_subEvents.get(i); }
+  /// A copy of all sub-events, in order.
   tStringList subEventList() { return m_subEvents; }
   /// How many times it occurred.
   unsigned int occurence() { return m_occurrence; }
+  /// The image that belongs to the event; empty if there is none.
   tString refImage() { return m_refImage; }
 
  private:

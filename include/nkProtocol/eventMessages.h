@@ -15,6 +15,7 @@ class nk_jsonFields;
 /// Not synchronised: the owner locks.
 class NK_API nk_messageEventsReq : public nk_message {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageEventsReq(teVersion version);
   nk_messageEventsReq(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
@@ -60,6 +61,7 @@ class NK_API nk_messageEventsRsp : public nk_message {
   /// destroyed; it must not change this response.
   nk_messageEventsRsp(teVersion version, void* context,
                       void (*callback)(void* context, nk_messageEvent* event));
+  /// From a body that was received, without an observer; see nk_message.
   nk_messageEventsRsp(nk_serializer* ser, teVersion version);
   ~nk_messageEventsRsp() override;
   nk_messageEventsRsp(nk_messageEventsRsp const&) = delete;
@@ -73,6 +75,7 @@ class NK_API nk_messageEventsRsp : public nk_message {
   unsigned char task() const { return m_task; }
   void setTask(unsigned char task) { m_task = task; }
 
+  /// Number of events; addEvent(nk_messageEvent*) and setFrom() may take it beyond maxEvents.
   unsigned int count() const { return static_cast<unsigned int>(m_events.size()) - m_dropped; }
   /// Destroys all events, in order.
   void clear();

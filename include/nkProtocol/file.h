@@ -26,7 +26,9 @@ class NK_API nk_msgFile {
   nk_msgFile(unsigned long long id, tString const& name, tString const& checksum,
              unsigned char mimeType, tBlob* content);
 
+  /// What schedule entries name the file by (nk_messageScheduleEntry::imageId).
   unsigned long long id() const { return m_id; }
+  /// For people: a device stores the file under imageName().
   tString const& name() const { return m_name; }
   /// The SHA-1 text of the content, as the sender gave it.
   tString const& checksum() const { return m_checksum; }

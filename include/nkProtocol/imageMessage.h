@@ -20,21 +20,26 @@ class nk_jsonFields;
 /// Not synchronised: the owner locks.
 class NK_API nk_messageImage : public nk_message {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageImage(teVersion version);
   nk_messageImage(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
   bool serializeToJson(tJson* json) override;
   bool serializeFromJson(tJson* json) override;
 
+  /// Numbers for the device; 0 until set or read. Bodies below version 3 lack taskFbc.
   unsigned char taskRemove() const { return m_taskRemove; }
   void setTaskRemove(unsigned char task) { m_taskRemove = task; }
   unsigned char taskFbc() const { return m_taskFbc; }
   void setTaskFbc(unsigned char task) { m_taskFbc = task; }
 
+  /// Destroys all files; the tasks stay.
   void clear() { m_images.clear(); }
+  /// Number of files.
   unsigned int count() const { return static_cast<unsigned int>(m_images.size()); }
   /// The file at `index`; null past the end.
   nk_msgFile* get(unsigned int index);
+  /// True if there is a file with this id. O(files).
   bool imageIsPresent(unsigned long long id);
   /// Appends a file (see nk_msgFile); nothing happens if there is one with this id. False only for
   /// a null `content`, which is copied.

@@ -75,6 +75,7 @@ class NK_API nk_message {
   /// otherwise, for null and for an object that is not this kind of message.
   virtual bool serializeFromJson(tJson* json) = 0;
 
+  /// As given at construction, or by the header that getMessage read; any version is carried.
   teType type() const { return m_type; }
   teVersion version() const { return m_version; }
   /// Writes header and body to the end of `ser`. False for null or if the body fails.
@@ -103,6 +104,7 @@ class NK_API nk_message {
   static tString vectorU64Checksum(std::vector<unsigned long long> const& values);
 
  protected:
+  /// For the message classes, each of which has one type. Only whole messages can be copied.
   nk_message(teType type, teVersion version) : m_type(type), m_version(version) {}
   nk_message(nk_message const&) = default;
   nk_message& operator=(nk_message const&) = default;
@@ -115,6 +117,7 @@ class NK_API nk_message {
   bool acceptsJsonKind(tJson const* json) const;
   static bool acceptsJsonVersion(tJson const& json);
 
+  /// Changes the layout that the body is read and written in from now on.
   void setVersion(teVersion version) { m_version = version; }
 
  private:

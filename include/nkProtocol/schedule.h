@@ -11,10 +11,15 @@ class NK_API nk_messageScheduleEntry {
   nk_messageScheduleEntry(unsigned long long id, tString name, unsigned int duration,
                           unsigned long long imageId, bool handled);
 
+  /// Orders the entries of a schedule; equal ids are possible.
   unsigned long long id() const { return m_id; }
+  /// For people; a copy.
   tString name() const { return m_name; }
+  /// Seconds.
   unsigned int duration() const { return m_duration; }
+  /// The id of the picture to show (nk_msgFile::id), which need not be there.
   unsigned long long imageId() const { return m_imageId; }
+  /// True once the entry has been shown; see setHandled().
   bool handled() const { return m_handled; }
   /// Notes that the entry has been shown; there is no way back.
   void setHandled() { m_handled = true; }
@@ -35,25 +40,32 @@ class NK_API nk_messageScheduleEntry {
 /// Not synchronised: the owner locks.
 class NK_API nk_messageSchedule {
  public:
+  /// Without entries. All values are kept as they are; `flags` hold the type and the loop flag.
   nk_messageSchedule(unsigned long long id, tString name, long long startTime, long long stopTime,
                      unsigned int flags, unsigned short showOnLogicalDisplay);
   ~nk_messageSchedule();
   nk_messageSchedule(nk_messageSchedule const&) = delete;
   nk_messageSchedule& operator=(nk_messageSchedule const&) = delete;
 
+  /// Tells schedules of a set apart, as far as peers keep to it: equal ids are not refused.
   unsigned long long id() const { return m_id; }
+  /// For people; a copy.
   tString name() const { return m_name; }
+  /// The first second of the schedule.
   long long startTime() const { return m_startTime; }
   /// Matters only to schedules of type 6.
   long long stopTime() const { return m_stopTime; }
+  /// Bit 0 is loopSchedule(), bits 1 to 3 are type(); the others are carried as they are.
   unsigned int flags() const { return m_flags; }
   /// The schedule type, which decides when it expires: bits 1 to 3 of the flags, not shifted, so
   /// one of 0, 2, 4, 6, 8, 10, 12, 14.
   unsigned int type() const;
   /// 1 if the schedule starts over after its last entry, otherwise 0.
   unsigned int loopSchedule() const;
+  /// Id of the logical display that shows it.
   unsigned short showOnLogicalDisplay() const { return m_showOnLogicalDisplay; }
 
+  /// Number of entries.
   unsigned int count() const { return static_cast<unsigned int>(m_entries.size()); }
   /// The entry at `index`; null past the end.
   nk_messageScheduleEntry* getScheduleEntry(unsigned int index) const;
@@ -61,6 +73,7 @@ class NK_API nk_messageSchedule {
   nk_messageScheduleEntry* addScheduleEntry(unsigned long long id, tString name,
                                             unsigned int duration, unsigned long long imageId,
                                             bool handled);
+  /// Deletes all entries.
   void clear();
   /// Sorts the entries by rising id, stably; see tVector for the cost.
   void sort();
@@ -70,6 +83,7 @@ class NK_API nk_messageSchedule {
   unsigned long long lastEntryImageId() const;
   /// Sum of the durations of all entries in seconds.
   unsigned long long overallDuration() const;
+  /// Notes of every entry that it has been shown.
   void markAllEntriesHandled();
   /// True if `entry` is the very object in the last place and the schedule does not loop.
   bool scheduleEntryIsLastEntry(nk_messageScheduleEntry* entry) const;

@@ -26,6 +26,7 @@ class nk_jsonFields;
 /// Not synchronised: the owner locks.
 class NK_API nk_messageSetSchedulesReq : public nk_message {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageSetSchedulesReq(teVersion version);
   nk_messageSetSchedulesReq(nk_serializer* ser, teVersion version);
   ~nk_messageSetSchedulesReq() override;
@@ -37,7 +38,9 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
   /// shared list of entries lets a short text ask for a huge one.
   bool serializeFromJson(tJson* json) override;
 
+  /// Deletes all schedules with their entries.
   void clear();
+  /// Number of schedules.
   unsigned int count() const { return static_cast<unsigned int>(m_schedules.size()); }
   /// The schedule at `index`; null past the end.
   nk_messageSchedule* getSchedule(unsigned int index) const;
@@ -96,6 +99,7 @@ class NK_API nk_messageSetSchedulesReq : public nk_message {
 /// SET_SCHEDULES_RSP: the checksum of the set of schedules that the device now holds.
 class NK_API nk_messageSetSchedulesRsp : public nk_messageChecksumRsp {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageSetSchedulesRsp(teVersion version)
       : nk_messageChecksumRsp(SET_SCHEDULES_RSP, version) {}
   nk_messageSetSchedulesRsp(nk_serializer* ser, teVersion version)

@@ -21,6 +21,7 @@ static_assert(std::endian::native == std::endian::little,
 /// stops there. Reading and writing give false when no memory is left. Not synchronised.
 class NK_API nk_serializer : public tBlob {
  public:
+  /// Whether a call fills its argument from the bytes or appends it to them.
   enum teSerDirection { SER_READ = 0, SER_WRITE = 1 };
 
   /// Empty, for building a message.

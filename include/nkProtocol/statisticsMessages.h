@@ -9,6 +9,7 @@ class nk_jsonFields;
 /// gives true even for a null serializer.
 class NK_API nk_messageStatisticsReq : public nk_message {
  public:
+  /// See nk_message. There is no body to read: `ser` is not looked at and may be null.
   explicit nk_messageStatisticsReq(teVersion version);
   nk_messageStatisticsReq(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;
@@ -26,6 +27,7 @@ class NK_API nk_messageStatisticsReq : public nk_message {
 /// Not synchronised: the owner locks.
 class NK_API nk_messageStatisticsRsp : public nk_message {
  public:
+  /// See nk_message: for sending, and with a body that was received.
   explicit nk_messageStatisticsRsp(teVersion version);
   nk_messageStatisticsRsp(nk_serializer* ser, teVersion version);
   bool serialize(nk_serializer* ser, nk_serializer::teSerDirection d) override;

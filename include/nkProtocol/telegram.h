@@ -27,6 +27,8 @@ using nk_responseCallback = void (*)(unsigned int address, tBlob* content, void*
 
 /// Whom the answer to a request is for. The pointers are borrowed until the callback was called.
 struct NK_API nk_responseReceiver {
+  /// The function, and two pointers for it that the library does not look at. Null if no answer is
+  /// wanted.
   nk_responseCallback callback = nullptr;
   void* context = nullptr;
   void* userData = nullptr;
@@ -66,11 +68,16 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// again, five times in a row at most. True if every byte went out.
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
   // PEER: the spelling is part of the interface that programs are built against.
+  /// True once send() has written every byte.
   bool hasBeenSend() const { return m_sent; }
+  /// True if `address`, the engine's own, is the one that the telegram comes from.
   bool isOutgoingRequest(unsigned int address) const { return address == m_source; }
+  /// True if the receiver has a callback: an answer or the time-out is to be reported to it.
   bool waitForResponse() const { return m_receiver.callback != nullptr; }
+  /// Whom the answer is for; without callback in responses and in telegrams being received.
   nk_responseReceiver const& receiver() const { return m_receiver; }
 
+  /// How long to wait for the answer, from the telegram's timestamp on; 10 s until set.
   void setTimeout_s(long long seconds) { m_timeout_s = seconds; }
   /// True once more than the time-out has passed since the telegram was made, on the clock of
   /// tTime::now().

@@ -22,9 +22,11 @@ class NK_API nk_telegramPart : public nk_basicTelegram {
                   teCompression compression);
   ~nk_telegramPart() override;
 
+  /// Number of the part within its telegram, from 1; 0 in the default part.
   unsigned int partId() const { return m_partId; }
   /// Owned by the part; valid as long as the part is.
   tBlob* payload() { return &m_payload; }
+  /// True if no further part follows by number; parts may arrive in any order.
   bool isLastPart() const { return m_partInfo == PARTINFO_LAST_PART; }
   /// The name of the value; "invalid" for any other number.
   static tString partInfo(tePartInfo info);

@@ -18,15 +18,19 @@ class NK_API tTimeSlot {
   static constexpr unsigned int noDelay = 0xFFFFFFFF;
 
   tTimeSlot() = default;
+  /// `first` and `second` become bits 0 and 1 of the flag word, whose other bits are 0.
   tTimeSlot(tString const& name, unsigned int start, unsigned int stop, bool first, bool second);
   /// `activity` is the whole flag word, kept as it is: bit 0 and bit 1 are the two flags.
   tTimeSlot(tString const& name, unsigned int start, unsigned int stop, unsigned int activity);
 
   /// Sets the two flags and leaves the other bits of the word.
   void setActivity(bool first, bool second);
+  /// For people; slots are told apart by their place in the list.
   tString const& name() const { return m_name; }
+  /// First and last second of the slot, as given: numbers past the end of the day are kept.
   unsigned int startTime() const { return m_start; }
   unsigned int stopTime() const { return m_stop; }
+  /// The whole flag word; bit 0 and bit 1 are the two flags.
   unsigned int activity() const { return m_activity; }
 
   /// True if `t` lies in the slot, both ends included. False for null.
@@ -48,11 +52,13 @@ class NK_API tTimeSlot {
 class NK_API tTimeslots {
  public:
   tTimeslots() = default;
+  /// As set().
   tTimeslots(tTimeslots const& other) { set(other); }
   tTimeslots& operator=(tTimeslots const& other);
 
   /// Replaces flag and slots by copies of `other`'s.
   void set(tTimeslots const& other);
+  /// Removes all slots; the flag stays.
   void clear() { m_slots.clear(); }
   /// Append a slot and return it.
   tTimeSlot* add(tString const& name, unsigned int start, unsigned int stop, bool first,
@@ -60,6 +66,7 @@ class NK_API tTimeslots {
   tTimeSlot* add(tString const& name, unsigned int start, unsigned int stop, unsigned int activity);
   /// Deletes the slot at `index`; nothing happens past the end.
   void remove(unsigned int index);
+  /// Number of slots.
   unsigned int count() const { return static_cast<unsigned int>(m_slots.size()); }
   /// The slot at `index`; null past the end.
   tTimeSlot* get(unsigned int index);
@@ -67,6 +74,7 @@ class NK_API tTimeslots {
   bool get(unsigned int index, tTimeSlot* out) const;
   /// Overwrites the slot at `index`. False past the end.
   bool setTimeslot(unsigned int index, tTimeSlot const& slot);
+  /// Whether the user allows sleeping; false until set. For any thread at any time.
   bool getSleepUserEnabled() const { return m_sleepUserEnabled; }
   void setSleepUserEnable(bool enabled) { m_sleepUserEnabled = enabled; }
 

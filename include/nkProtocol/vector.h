@@ -42,6 +42,7 @@ class tVector : public std::vector<T> {
   void sort() {
     if (m_comparator != nullptr) nk_detail::exchangeSort<T>(*this, m_comparator);
   }
+  /// Registers `comparator` and sorts by it.
   void sort(tComparator comparator) {
     registerComparator(comparator);
     sort();
@@ -57,6 +58,7 @@ class tVector : public std::vector<T> {
 template <class T>
 class tVector_TS : public std::vector<T> {
  public:
+  /// As tVector::tComparator.
   using tComparator = bool (*)(T&, T&);
 
   /// With `ownsElements` clearVector() and the destructor delete the elements.
@@ -65,12 +67,14 @@ class tVector_TS : public std::vector<T> {
   tVector_TS(tVector_TS const&) = delete;
   tVector_TS& operator=(tVector_TS const&) = delete;
 
+  /// As tVector::registerComparator; takes no lock.
   void registerComparator(tComparator comparator) { m_comparator = comparator; }
   /// As tVector::sort, under the lock.
   void sort() {
     tLockGuard guard(m_lock);
     if (m_comparator != nullptr) nk_detail::exchangeSort<T>(*this, m_comparator);
   }
+  /// Registers `comparator` and sorts by it; the lock is held for the sort only.
   void sort(tComparator comparator) {
     registerComparator(comparator);
     sort();

@@ -23,13 +23,17 @@ class NK_SUPPORT_API tBlob {
   explicit tBlob(tBlob const* other);
   /// A copy of `size` bytes from `bytes` (null allowed if `size` is 0).
   tBlob(void const* bytes, unsigned int size);
+  /// A copy has bytes of its own, or none if there is no memory for them; a blob that was moved
+  /// from is empty.
   tBlob(tBlob const& other);
   tBlob(tBlob&& other) noexcept;
   tBlob& operator=(tBlob const& other);
   tBlob& operator=(tBlob&& other) noexcept;
   ~tBlob();
 
+  /// Bytes in use, 0 to maxSize.
   unsigned int size() const { return m_size; }
+  /// True if there is no byte; memory may be held all the same.
   bool empty() const { return m_size == 0; }
   /// Bytes of memory that the blob holds, used or not.
   unsigned int capacity() const { return m_capacity; }
@@ -70,10 +74,12 @@ class NK_SUPPORT_API tBlob {
   void clear() { m_head = m_size = 0; }
   /// Removes all bytes and gives the memory back.
   void release();
+  /// Exchanges bytes and memory with `other`. O(1).
   void swap(tBlob& other) noexcept;
 
   /// Index of the first byte equal to `byte`, not before `from`; npos if there is none.
   unsigned int getIndexOf(unsigned char byte, unsigned int from = 0) const;
+  /// True if both hold the same bytes, whatever memory they hold.
   bool operator==(tBlob const& other) const;
 
  private:

@@ -11,8 +11,11 @@
 /// empty blob for anything that is not an encoding. All functions may be called from any thread.
 class NK_SUPPORT_API tCompression {
  public:
+  /// The encoded form of `content`; it may be larger than the content. See chooseShortest().
   static tBlob encodeRLE(tBlob const& content);
   static tBlob encodeHuffman(tBlob const& content);
+  /// The content whose encoded form `encoded` is; empty if it is none or larger than
+  /// maxDecodedSize().
   static tBlob decodeRLE(tBlob const& encoded);
   static tBlob decodeHuffman(tBlob const& encoded);
 

@@ -21,6 +21,7 @@ class NK_SUPPORT_API tFile {
   tFile(tFile const&) = delete;
   tFile& operator=(tFile const&) = delete;
 
+  /// True from an open that went well to close().
   bool isOpen() const { return m_descriptor >= 0; }
   /// Opens the path that the constructor was given, without creating or emptying it again; closes
   /// first what is open. False if the system refuses.

@@ -21,6 +21,7 @@ class NK_SUPPORT_API tJson {
   /// The empty object.
   tJson();
   ~tJson();
+  /// Copies are deep and cost as much as the object is large; an object moved from is empty.
   tJson(tJson const& other);
   tJson(tJson&& other) noexcept;
   tJson& operator=(tJson const& other);
@@ -35,14 +36,17 @@ class NK_SUPPORT_API tJson {
   /// empty text if memory runs out or the text passes tBlob::maxSize.
   tString getJson(bool pretty) const;
 
+  /// Stores any bytes; those that are not UTF-8 stay as they are.
   void addString(char const* key, tString const& value);
   /// Returns the value that the key now has.
   long long addInt(char const* key, long long value);
   /// As addInt, for numbers up to 2^64 - 1.
   unsigned long long addUInt64(char const* key, unsigned long long value);
+  /// Stores true or false, which getInt() does not take for a number.
   void addBool(char const* key, bool value);
   /// Stores the bytes as base64 text.
   void addBinary(char const* key, tBlob const& value);
+  /// Stores the texts in order; an empty list gives an empty array.
   void addStringArray(char const* key, tStringList const& values);
   /// Appends `element` to the array `key`, which is created if it is missing or is no array. The
   /// second form takes the element's content and leaves it empty; it costs O(1).
@@ -56,6 +60,7 @@ class NK_SUPPORT_API tJson {
   /// The integer of the key; `fallback` if it is missing or is no integer of 64 bits. An integer
   /// from 2^63 on comes as the signed number of the same 64 bits.
   long long getInt(char const* key, long long fallback) const;
+  /// The truth value of the key; `fallback` if it is missing or of another kind, numbers included.
   bool getBool(char const* key, bool fallback) const;
   /// Replaces `out` by the bytes of the key's base64 text. False, with `out` empty, if the key is
   /// missing or is no such text.

@@ -26,17 +26,22 @@ class NK_SUPPORT_API tString {
   std::string_view view() const { return m_text; }
   /// Number of bytes, the terminating zero not counted.
   unsigned int length() const { return static_cast<unsigned int>(m_text.size()); }
+  /// True if length() is 0; a text of one zero byte is not empty.
   bool empty() const { return m_text.empty(); }
+  /// Makes this the empty text.
   void clear() { m_text.clear(); }
   /// Replaces the text by `count` bytes from `bytes` (null allowed if `count` is 0).
   void assign(char const* bytes, unsigned int count);
 
+  /// Appends all bytes of `tail`, which may be this text.
   tString& operator+=(tString const& tail);
+  /// A new text: the bytes of `head`, then those of `tail`.
   friend tString operator+(tString const& head, tString const& tail) {
     tString joined(head);
     joined += tail;
     return joined;
   }
+  /// Byte by byte, zero bytes included.
   bool operator==(tString const& other) const { return m_text == other.m_text; }
   bool operator!=(tString const& other) const { return m_text != other.m_text; }
   /// Order of the bytes, taken as unsigned numbers.

@@ -19,7 +19,9 @@ class NK_SUPPORT_API tStringList {
   void add(tString const& text);
   void add(tString&& text);
   void add(tStringList const& other);
+  /// Removes all texts.
   void clear() { m_texts.clear(); }
+  /// True if both hold equal texts in the same order.
   bool operator==(tStringList const& other) const { return m_texts == other.m_texts; }
 
  private:

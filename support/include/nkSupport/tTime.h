@@ -24,11 +24,14 @@ class NK_SUPPORT_API tTime {
   /// The moment `seconds` after 1970-01-01 00:00:00 UTC.
   explicit tTime(long long seconds = 0);
 
+  /// 0 to 65535. As all setters it leaves the other fields as they are and returns this moment, so
+  /// that calls can be chained.
   tTime& year(unsigned short value);
   /// 1 is January.
   tTime& month(unsigned char value);
   /// Day of the month, from 1.
   tTime& mDay(unsigned char value);
+  /// From 0; hours of 24 to the day.
   tTime& hour(unsigned char value);
   tTime& minute(unsigned char value);
   tTime& second(unsigned char value);
