@@ -24,12 +24,14 @@ void nk_telegram::setMaxPayloadSize(unsigned int bytes) {
 nk_telegram::nk_telegram(unsigned int id, unsigned int src, unsigned int dest, tBlob* content,
                          nk_responseCallback callback, void* context, bool isResponse,
                          void* userData, bool allowCompression)
-    : nk_basicTelegram(src, dest, id, static_cast<unsigned int>(tTime::now()),
+    : nk_basicTelegram(src, dest, id, 0,
                        isResponse            ? TYPE_RESPONSE
                        : callback != nullptr ? TYPE_REQUEST_FORCE_RESPONSE
                                              : TYPE_REQUEST_NO_RESPONSE),
       m_compressionAllowed(allowCompression),
-      m_receiver{callback, context, userData} {
+      m_receiver{callback, context, userData},
+      m_created(tTime::now()) {
+  m_timestamp = static_cast<unsigned int>(m_created);
   // PEER: content that is not compressed is consumed; callers reuse the empty blob.
   if (content != nullptr && !checkCompression(content, &m_payload)) m_payload.swap(*content);
 }
@@ -40,6 +42,7 @@ nk_telegram::nk_telegram(nk_telegramPart* first) {
   m_destination = first->m_destination;
   m_id = first->m_id;
   m_timestamp = first->m_timestamp;
+  m_created = m_timestamp;
   m_type = first->m_type;
   m_compression = first->m_compression;
   addTelegramPart(first);
@@ -114,8 +117,10 @@ bool nk_telegram::send(nk_server* server, void* ctx, nk_transferFunction sendFn,
 }
 
 long long nk_telegram::timesOutAfter() const {
-  constexpr long long largest = std::numeric_limits<long long>::max();
-  return m_timeout_s > largest - m_timestamp ? largest : m_timestamp + m_timeout_s;
+  using tLimits = std::numeric_limits<long long>;
+  long long sum = 0;
+  if (!__builtin_add_overflow(m_created, m_timeout_s, &sum)) return sum;
+  return m_timeout_s > 0 ? tLimits::max() : tLimits::min();
 }
 
 bool nk_telegram::timeout() const { return timesOutAfter() < tTime::now(); }

@@ -69,7 +69,7 @@ class NK_API nk_messageStateRsp : public nk_message {
 
   /// True if the device holds the image. O(images).
   bool imageUidPresent(unsigned long long uid) const;
-  /// True if the device holds every image of `uids`; true for an empty list.
+  /// True if the device holds every image of `uids`; true for an empty list, false without memory.
   bool imageUidsPresent(tUidList const& uids) const;
 
   /// The device's serial number.

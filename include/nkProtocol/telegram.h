@@ -65,7 +65,7 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool checkCompression(tBlob* content, tBlob* out);
 
   /// Writes all frames through `sendFn`. After a zero return with EAGAIN it pauses 500 ms and tries
-  /// again, five times in a row at most. True if every byte went out.
+  /// again; after the fifth in a row it gives up, behind a last pause. True if every byte went out.
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
   // PEER: the spelling is part of the interface that programs are built against.
   /// True once send() has written every byte.
@@ -77,7 +77,8 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// Whom the answer is for; without callback in responses and in telegrams being received.
   nk_responseReceiver const& receiver() const { return m_receiver; }
 
-  /// How long to wait for the answer, from the telegram's timestamp on; 10 s until set.
+  /// How long to wait for the answer, from when the telegram was made, whose timestamp has the low
+  /// 32 bits of that moment; 10 s until set.
   void setTimeout_s(long long seconds) { m_timeout_s = seconds; }
   /// True once more than the time-out has passed since the telegram was made, on the clock of
   /// tTime::now().
@@ -115,6 +116,7 @@ class NK_API nk_telegram : public nk_basicTelegram {
   unsigned char m_retries = 0;
   bool m_compressionAllowed = true;
   nk_responseReceiver m_receiver;
+  long long m_created = 0;  // in full: the timestamp has the low 32 bits only
   long long m_timeout_s = 10;
   // Most payload bytes of a part to be sent; parts of none would never end.
   unsigned int m_partSize = s_u32MaxPayloadSize != 0 ? s_u32MaxPayloadSize : 1;

@@ -145,16 +145,21 @@ TEST_F(settings, filesAreReadStrictly) {
   struct tRow {
     std::string content, problem;
   };
-  auto const check = [&]<class Message>(std::string (*read)(std::string const&, Message&),
-                                        std::vector<tRow> const& rows) {
+  auto const check = [&](auto fresh, auto const& read, std::vector<tRow> const& rows) {
     for (auto const& row : rows) {
-      Message message(nk_message::VERSION_3);
-      std::string const got = read(write(dir / "x", row.content), message);
+      auto const message = fresh();
+      std::string const got = read(write(dir / "x", row.content), *message);
       EXPECT_EQ(got.empty(), row.problem.empty()) << row.content.substr(0, 99) << got;
       EXPECT_NE(got.find(row.problem), got.npos) << row.content.substr(0, 99) << got;
     }
   };
-  check(readConfigFile,
+  auto const config3 = [] {
+    return std::make_unique<nk_messageSetConfigReq>(nk_message::VERSION_3);
+  };
+  auto const set3 = [] {
+    return std::make_unique<nk_messageSetSchedulesReq>(nk_message::VERSION_3);
+  };
+  check(config3, readConfigFile,
         {
             {config, ""},
             {"{", "line 1: Missing"},
@@ -177,7 +182,7 @@ TEST_F(settings, filesAreReadStrictly) {
             {head + R"("frames":[{"width":1,"height":1,"id":10},{"width":1,"height":1,"id":10}]})",
              "two frames"},
         });
-  check(readSchedulesFile,
+  check(set3, readSchedulesFile,
         {
             {schedules({"0", "18446744073709551615"}), ""},
             {schedules({"18446744073709551616"}), "schedules[0].uid is no integer"},
