@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 #include "link/serialLine.h"
 
@@ -185,8 +186,8 @@ void nk_carrier::flush() {
     if (written == 0) return;
     m_outgoing.slice(written);
     m_lastProgress = tClock::now();
+    if (!congested()) m_waited = {};
   }
-  if (m_outgoing.empty()) m_waited = {};
 }
 
 // The bytes that the system took in one call; 0 if it takes none now or the link broke.
@@ -205,11 +206,10 @@ unsigned int nk_carrier::writeSome(unsigned char const* data, unsigned int lengt
 
 bool nk_carrier::waitForRoom() {
   if (m_outgoing.size() < m_limits.buffered) return !m_error;
-  auto const begun = tClock::now();
-  auto const last = begun + m_limits.patience - m_waited;
+  auto lookedAt = tClock::now();
   while (!m_error && m_outgoing.size() >= m_limits.buffered) {
     auto const rest = std::chrono::ceil<std::chrono::milliseconds>(
-        std::min(last, m_lastProgress + m_limits.patience) - tClock::now());
+        m_limits.patience - std::max(m_waited, lookedAt - m_lastProgress));
     if (rest.count() <= 0) {
       fail(ETIMEDOUT);
       break;
@@ -218,11 +218,12 @@ bool nk_carrier::waitForRoom() {
     pollfd wait{m_descriptor.native_handle(), static_cast<short>(POLLOUT | reading), 0};
     int const ready = ::poll(&wait, 1, static_cast<int>(std::min(rest, longestWait).count()));
     if (ready < 0 && errno != EINTR) fail(errno);
+    auto const now = tClock::now();
+    m_waited += now - std::exchange(lookedAt, now);
     if (ready < 0) continue;
     if (ready == 0 || (wait.revents & reading) != 0) readAhead();
     if (ready == 0 || (wait.revents & ~POLLIN) != 0) flush();
   }
-  m_waited += tClock::now() - begun;
   return !m_error;
 }
 

@@ -45,7 +45,7 @@ class nk_carrier {
 
   /// Takes up to `length` bytes over for sending and returns how many, at least one. If the buffer
   /// is full it waits for the peer, reading ahead meanwhile so that two such ends cannot block each
-  /// other, for `patience` in all until the buffer has been empty again: a peer that keeps a whole
+  /// other, for `patience` in all until half of the buffer is free again: a peer that keeps a whole
   /// process waiting by taking a byte now and then is gone too. 0 if the link is over, or `length`
   /// is 0: `error` is then the errno value, never EAGAIN.
   unsigned int send(unsigned char const* data, unsigned int length, int& error);
@@ -108,7 +108,7 @@ class nk_carrier {
   unsigned long long m_sent = 0;
   unsigned long long m_received = 0;
   tClock::time_point m_lastProgress{};  // when the peer last took bytes, or had none to take
-  tClock::duration m_waited{};          // in send(), since no bytes waited
+  tClock::duration m_waited{};          // in send(), since it was congested
   // Handlers hold a weak pointer to it: they may be on their way when the carrier is destroyed.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

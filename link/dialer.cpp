@@ -37,6 +37,8 @@ nk_dialer::nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tR
       m_giveUpTimer(io),
       m_pause(plan.firstPause) {}
 
+nk_dialer::~nk_dialer() { cancel(); }
+
 void nk_dialer::dial() {
   m_pause = m_plan.firstPause;
   begin();

@@ -42,6 +42,8 @@ class nk_dialer {
 
   /// `io` is borrowed.
   nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tReports reports);
+  /// As cancel().
+  ~nk_dialer();
   nk_dialer(nk_dialer const&) = delete;
   nk_dialer& operator=(nk_dialer const&) = delete;
 

@@ -35,7 +35,8 @@ void nk_linkedEngine::start(std::function<void()> onEvent) {
 }
 
 void nk_linkedEngine::pump() {
-  // What one poll receives, the next one answers: only a poll without bytes ends the round.
+  // What one poll receives, the next one answers: a poll without bytes ends the round, or with a
+  // guard one without a frame.
   for (bool more = true; more;) {
     auto const before = m_carrier.received();
     if (m_guard) {

@@ -61,9 +61,13 @@ std::shared_ptr<nk_station::tCore> nk_station::tCore::make(int descriptor,
 }
 
 nk_station::tCore::tCore(tOwned& descriptor, tOptions const& options)
+    : tCore(descriptor, options, setupFor(options, this)) {}
+
+nk_station::tCore::tCore(tOwned& descriptor, tOptions const& options,
+                         nk_linkedEngine::tSetup const& setup)
     : m_options(options),
       m_io(1),
-      m_link(m_io, descriptor.take(), limitsFor(options), setupFor(options, this)),
+      m_link(m_io, descriptor.take(), limitsFor(options), setup),
       m_timer(m_io),
       m_work(m_io.get_executor()),
       m_lock(false) {
@@ -216,7 +220,7 @@ void nk_station::tCore::send(tRequest& request) {
   }
   if (request.wantsAnswer) {
     if (m_link.guard()->askedFrames() != askedBefore) request.id = m_link.guard()->lastAsked();
-  } else {
+  } else if (!carrier.error()) {  // or it may have been cut
     m_told.emplace_back(ticket, carrier.sent());
   }
 }

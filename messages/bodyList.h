@@ -1,7 +1,6 @@
 #pragma once
 
 #include "messages/withinMemory.h"
-#include "nkProtocol/serializer.h"
 
 inline bool transfer(nk_serializer& ser, unsigned short& v, nk_serializer::teSerDirection d) {
   return ser.u16(v, d);
@@ -13,8 +12,8 @@ inline bool transfer(nk_serializer& ser, unsigned int& v, nk_serializer::teSerDi
 /// Passes the elements of a list whose count has passed already. `element(index)` passes one; the
 /// first that gives false, or finds no memory, ends the list with false.
 template <class Element>
-bool transferElements(unsigned int count, Element element) {
-  return withinMemory([&] {
+bool transferElements(nk_serializer& ser, unsigned int count, Element element) {
+  return withinMemory(ser, [&] {
     for (unsigned int i = 0; i < count; ++i) {
       if (!element(i)) return false;
     }
@@ -32,5 +31,5 @@ bool transferList(nk_serializer& ser, nk_serializer::teSerDirection d, unsigned 
   Count count = static_cast<Count>(size);
   if (!transfer(ser, count, d)) return false;
   auto const prepared = [&begin] { return begin(), true; };
-  return withinMemory(prepared) && transferElements(count, element);
+  return withinMemory(ser, prepared) && transferElements(ser, count, element);
 }

@@ -110,7 +110,8 @@ bool nk_messageGetDisplayConfigurationRsp::serialize(nk_serializer* ser,
     return false;
   }
   if (d == nk_serializer::SER_READ) clear();
-  return transferElements(size, [&](unsigned int i) { return configurationBody(*ser, d, i); });
+  return transferElements(*ser, size,
+                          [&](unsigned int i) { return configurationBody(*ser, d, i); });
 }
 
 bool nk_messageGetDisplayConfigurationRsp::configurationBody(nk_serializer& ser,

@@ -55,7 +55,7 @@ bool nk_messageEventsRsp::serialize(nk_serializer* ser, nk_serializer::teSerDire
     return true;
   };
   unsigned int size = count();
-  return ser->u8(m_task, d) && ser->u32(size, d) && transferElements(size, event);
+  return ser->u8(m_task, d) && ser->u32(size, d) && transferElements(*ser, size, event);
 }
 
 bool nk_messageEventsRsp::eventBody(nk_messageEvent& event, nk_serializer& ser,
@@ -72,7 +72,7 @@ bool nk_messageEventsRsp::eventBody(nk_messageEvent& event, nk_serializer& ser,
   return ser.numbers(d, event.m_timeFirst, event.m_timeLast, event.m_id, event.m_type) &&
          ser.string(event.m_eventMessage, d) &&
          ser.numbers(d, event.m_category, subEvents, event.m_occurrence) &&
-         ser.string(event.m_refImage, d) && transferElements(subEvents, subEvent);
+         ser.string(event.m_refImage, d) && transferElements(ser, subEvents, subEvent);
 }
 
 bool nk_messageEventsRsp::eventJson(nk_messageEvent& event, nk_jsonFields fields) {

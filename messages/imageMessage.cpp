@@ -25,7 +25,7 @@ bool nk_messageImage::serialize(nk_serializer* ser, nk_serializer::teSerDirectio
     return true;
   };
   unsigned int size = count();
-  return ser->u8(m_taskRemove, d) && ser->u32(size, d) && transferElements(size, file) &&
+  return ser->u8(m_taskRemove, d) && ser->u32(size, d) && transferElements(*ser, size, file) &&
          (version() < VERSION_3 || ser->u8(m_taskFbc, d));
 }
 

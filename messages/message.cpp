@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <memory>
 
 #include "messages/messageTable.h"
 #include "messages/withinMemory.h"
@@ -44,8 +45,8 @@ nk_message* nk_message::getMessage(tBlob* blob) {
   if (kind != nullptr && kind->make != nullptr) {
     // PEER: a body that fails to parse still gives a message, with what could be read.
     try {
-      // cppcheck-suppress returnDanglingLifetime ; the serializer is borrowed for the call only
-      return kind->make(&ser, teVersion(version));
+      std::unique_ptr<nk_message> message(kind->make(&ser, teVersion(version)));
+      return ser.lackedMemory() ? nullptr : message.release();
     } catch (std::exception const&) {  // no memory for what it holds
       return nullptr;
     }

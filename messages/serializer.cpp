@@ -23,7 +23,7 @@ bool nk_serializer::string(tString& s, teSerDirection d) {
     s.assign(reinterpret_cast<char const*>(data()) + m_readPosition, length);
     return true;
   };
-  if (!withinMemory(taken)) return false;
+  if (!withinMemory(*this, taken)) return false;
   m_readPosition += length;
   return true;
 }
@@ -32,7 +32,11 @@ bool nk_serializer::blob(tBlob& b, teSerDirection d) {
   unsigned int length = b.size();
   if (d != SER_READ) return u32(length, d) && append(b.data(), length);
   b.clear();
-  if (!readLength(length) || !b.append(data() + m_readPosition, length)) return false;
+  if (!readLength(length)) return false;
+  if (!b.append(data() + m_readPosition, length)) {
+    noteLackOfMemory();
+    return false;
+  }
   m_readPosition += length;
   return true;
 }

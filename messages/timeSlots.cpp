@@ -41,7 +41,7 @@ unsigned int tTimeSlot::delayToStart(tTime* t) const {
 }
 
 tTimeslots& tTimeslots::operator=(tTimeslots const& other) {
-  set(other);
+  if (this != &other) set(other);
   return *this;
 }
 

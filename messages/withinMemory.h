@@ -2,6 +2,8 @@
 
 #include <exception>
 
+#include "nkProtocol/serializer.h"
+
 /// What `step()` gives; false if memory runs out in it, for nothing is thrown out of a message.
 template <class Step>
 bool withinMemory(Step step) {
@@ -10,4 +12,16 @@ bool withinMemory(Step step) {
   } catch (std::exception const&) {  // std::bad_alloc, std::length_error
     return false;
   }
+}
+
+/// The same for what passes through `ser`, which takes note.
+template <class Step>
+bool withinMemory(nk_serializer& ser, Step step) {
+  bool passed = false;
+  bool const enough = withinMemory([&] {
+    passed = step();
+    return true;
+  });
+  if (!enough) ser.noteLackOfMemory();
+  return passed;
 }

@@ -64,7 +64,12 @@ class NK_API nk_serializer : public tBlob {
   void clearSer() {
     clear();
     m_readPosition = 0;
+    m_lackedMemory = false;
   }
+  /// True if a call has failed since the start or clearSer() because memory ran out, not because
+  /// bytes are missing.
+  bool lackedMemory() const { return m_lackedMemory; }
+  void noteLackOfMemory() { m_lackedMemory = true; }
   /// Number of bytes that have not been read yet.
   unsigned int remaining() const { return m_readPosition < size() ? size() - m_readPosition : 0; }
 
@@ -79,4 +84,5 @@ class NK_API nk_serializer : public tBlob {
   bool readLength(unsigned int& length);
 
   unsigned int m_readPosition = 0;
+  bool m_lackedMemory = false;
 };

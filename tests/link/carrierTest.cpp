@@ -156,15 +156,15 @@ TEST(carrierBounds, aPeerThatTakesALittleNowAndThenKeepsNobodyWaitingForEver) {
   int ends[2] = {-1, -1};
   ASSERT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
   harness::tDescriptor const peer(ends[1]);
-  nk_carrier carrier(io, ends[0], {4096, 1024, std::chrono::milliseconds(100)});
+  nk_carrier carrier(io, ends[0], {1 << 20, 1024, std::chrono::milliseconds(100)});
   std::atomic<bool> over = false;
   std::thread reader([&] {
     for (char some[512]; !over && ::recv(peer.get(), some, sizeof some, 0) > 0;)
       ::poll(nullptr, 0, 1);
   });
-  unsigned char const bytes[4096] = {};
+  unsigned char const bytes[65536] = {};
   int error = 0;
-  while (carrier.send(bytes, sizeof bytes, error) != 0) {
+  while (carrier.sent() < 8 << 20 && carrier.send(bytes, sizeof bytes, error) != 0) {
   }
   over = true;
   EXPECT_EQ(error, ETIMEDOUT);

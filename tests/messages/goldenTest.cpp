@@ -78,9 +78,8 @@ TEST(CutBodies, KeepWhatCame) {
   state.set(1, "ci", "", "", 0, 0, "", "", 0, "", "", "", {5, 6});
   nk_messageGenericReq generic(nk_message::VERSION_0, "first", "second");
   auto const cut = [](nk_message& message, unsigned int behind) {
-    auto bytes = bytesOf(message);
-    bytes.truncate(bytes.size() - behind);
-    return bytes;
+    auto const bytes = bytesOf(message);
+    return tBlob(bytes.data(), bytes.size() - behind);
   };
   struct {
     tBlob bytes;

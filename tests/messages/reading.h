@@ -11,8 +11,9 @@
 
 /// What the factory makes of a message's bytes; null if that is no `Message`.
 template <class Message = nk_message>
-std::unique_ptr<Message> readMessage(tBlob bytes) {
-  std::unique_ptr<nk_message> message(nk_message::getMessage(&bytes));
+std::unique_ptr<Message> readMessage(tBlob const& bytes) {
+  tBlob copy(&bytes);
+  std::unique_ptr<nk_message> message(nk_message::getMessage(&copy));
   auto* const wanted = dynamic_cast<Message*>(message.get());
   if (wanted != nullptr) (void)message.release();
   return std::unique_ptr<Message>(wanted);

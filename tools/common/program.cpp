@@ -31,7 +31,8 @@ bool nk_tools::tControlFinder::next(char c) {
     control = byte < 0xa0 && (m_expected == 0 || m_last == 0xc2);
     if (m_expected != 0) --m_expected;
   } else {
-    m_expected = byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : byte >= 0xc0 ? 1 : 0;
+    bool const begins = byte >= 0xc2 && byte <= 0xf4;  // other bytes begin no character
+    m_expected = !begins ? 0 : byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : 1;
   }
   m_last = byte;
   return control;

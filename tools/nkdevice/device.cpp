@@ -81,6 +81,7 @@ void tDevice::stop() {
 }
 
 void tDevice::serve(int descriptor) {
+  sweep();  // who has gone makes room
   if (m_links.size() >= m_options.mostLinks) {
     if (!std::exchange(m_saidFull, true))
       nk_tools::say("no more than " + std::to_string(m_options.mostLinks) +
