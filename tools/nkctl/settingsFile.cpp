@@ -94,7 +94,7 @@ std::string writeConfigFile(std::string const& name, nk_messageSetConfigReq& con
   bool written = std::fwrite(content.c_str(), 1, content.length(), file) == content.length();
   written = (toOutput ? std::fflush(file) : std::fclose(file)) == 0 && written;
   if (written) return {};
-  auto const problem =
+  auto problem =
       (toOutput ? "standard output: " : name + ": ") + std::generic_category().message(errno);
   if (!toOutput) std::remove(name.c_str());  // not to be in the way of the next try
   return problem;
