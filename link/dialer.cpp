@@ -37,7 +37,11 @@ nk_dialer::nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tR
       m_giveUpTimer(io),
       m_pause(plan.firstPause) {}
 
-nk_dialer::~nk_dialer() { cancel(); }
+// The timers and the handlers' weak pointer end by themselves.
+nk_dialer::~nk_dialer() {
+  std::error_code ignored;
+  m_socket->close(ignored);
+}
 
 void nk_dialer::dial() {
   m_pause = m_plan.firstPause;

@@ -42,7 +42,7 @@ class nk_dialer {
 
   /// `io` is borrowed.
   nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tReports reports);
-  /// As cancel().
+  /// Ends all activity, as cancel() does.
   ~nk_dialer();
   nk_dialer(nk_dialer const&) = delete;
   nk_dialer& operator=(nk_dialer const&) = delete;
