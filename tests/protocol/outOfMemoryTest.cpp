@@ -21,8 +21,16 @@ void* operator new(std::size_t size) {
   if (bytes == nullptr) throw std::bad_alloc();
   return bytes;
 }
+void* operator new(std::size_t size, std::nothrow_t const&) noexcept {
+  try {
+    return operator new(size);
+  } catch (std::bad_alloc const&) {
+    return nullptr;
+  }
+}
 void operator delete(void* bytes) noexcept { std::free(bytes); }
 void operator delete(void* bytes, std::size_t) noexcept { std::free(bytes); }
+void operator delete(void* bytes, std::nothrow_t const&) noexcept { std::free(bytes); }
 
 namespace {
 
