@@ -1,5 +1,7 @@
 #include "bench/compare.h"
 
+#include <malloc.h>
+
 #include <cstdio>
 #include <map>
 #include <regex>
@@ -122,6 +124,11 @@ void addRows(tRows rows) { rowAdders().push_back(rows); }
 /// Runs all pairs; options are Google Benchmark's. Status 0 if every limit was held, 1 if not.
 // NOLINTNEXTLINE(bugprone-exception-escape): a filter that is no expression may end it
 int main(int argc, char** argv) {
+  // Otherwise what ran before decides whether memory of some size comes fresh from the system each
+  // time, which takes longer than much of the work on it.
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);
+  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+
   // Several short rounds, the pairs shuffled among each other, so that drift hits both sides.
   std::vector<char*> arguments{argv[0]};
   char repetitions[] = "--benchmark_repetitions=7";
