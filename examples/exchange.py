@@ -1,21 +1,22 @@
 #!/usr/bin/env python3
-"""Runs the panel and the two stations of these examples: exchange.py PANEL ENGINESTATION STATION.
-The last one shuts the panel down."""
+"""Runs the panel and the two stations of these examples: exchange.py PANEL ENGINESTATION STATION [EMULATOR].
+The last one shuts the panel down. An emulator runs them if they are for another processor."""
 
 import os
 import subprocess
 import sys
 import tempfile
 
-panel_program, engine_station, station = sys.argv[1:]
+panel_program, engine_station, station, *emulator = sys.argv[1:]
 with tempfile.TemporaryDirectory() as directory:
     path = os.path.join(directory, "panel")
     url = "unix://" + path
-    panel = subprocess.Popen([panel_program, url], stdout=subprocess.PIPE, text=True)
+    panel = subprocess.Popen([*emulator, panel_program, url], stdout=subprocess.PIPE, text=True)
     try:
         said = [panel.stdout.readline()]
         for command in [engine_station, path], [station, url]:
-            said.append(subprocess.run(command, stdout=subprocess.PIPE, text=True, check=True).stdout)
+            answer = subprocess.run([*emulator, *command], stdout=subprocess.PIPE, text=True, check=True)
+            said.append(answer.stdout)
         ended = panel.wait(timeout=20)
     finally:
         panel.kill()
