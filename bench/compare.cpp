@@ -126,8 +126,8 @@ void addRows(tRows rows) { rowAdders().push_back(rows); }
 int main(int argc, char** argv) {
   // Otherwise what ran before decides whether memory of some size comes fresh from the system each
   // time, which takes longer than much of the work on it.
-  mallopt(M_MMAP_THRESHOLD, 32 << 20);
-  mallopt(M_TRIM_THRESHOLD, 256 << 20);
+  mallopt(M_MMAP_THRESHOLD, 32 << 20);   // NOLINT(concurrency-mt-unsafe): no other thread yet
+  mallopt(M_TRIM_THRESHOLD, 256 << 20);  // NOLINT(concurrency-mt-unsafe)
 
   // Several short rounds, the pairs shuffled among each other, so that drift hits both sides.
   std::vector<char*> arguments{argv[0]};
