@@ -16,7 +16,8 @@
 ///
 /// A peer that sends requests and does not take the answers is left unread until it does: while
 /// more than half of the carrier's room for outgoing bytes is taken, the engine gets no further
-/// request, and with a guard it gets them one by one. Everything runs on the thread that runs the
+/// request, and with a guard it gets them one by one. So with a guard sending never waits as long
+/// as no answer takes more than the other half. Everything runs on the thread that runs the
 /// io_context.
 class nk_linkedEngine {
  public:

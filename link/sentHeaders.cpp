@@ -1,6 +1,5 @@
 #include "link/sentHeaders.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "nkSupport/base128.h"
