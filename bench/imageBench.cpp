@@ -52,9 +52,11 @@ void read(State& state) {
 }
 
 void rows() {
-  bench::atMost("write an image of 10 MiB, against one copy", 1.2, write,
-                [](State& state) { copies(state, 1); });
-  // No limit: whether the allocator gives these sizes back to the system decides more than copies.
+  // No limits: whether memory of this size comes fresh from the system, which is decided by what
+  // was asked for before, takes more time than the copies (one row gave 0.6 to 2.6 in unchanged
+  // code).
+  bench::tell("write an image of 10 MiB, against one copy", write,
+              [](State& state) { copies(state, 1); });
   bench::tell("read an image of 10 MiB, against two copies", read,
               [](State& state) { copies(state, 2); });
 }
