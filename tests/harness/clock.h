@@ -1,11 +1,13 @@
 #pragma once
 
+#include <atomic>
+
 #include "nkSupport/tTime.h"
 
 namespace harness {
 
 /// A clock that stands until it is moved, installed as long as it lives. Sleeping returns at once
-/// and is counted.
+/// and is counted. Other threads may read it while it is moved.
 class tFakeClock : public tClock {
  public:
   explicit tFakeClock(long long start = 1700000000) : m_now(start) { tTime::setClock(this); }
@@ -20,7 +22,7 @@ class tFakeClock : public tClock {
   unsigned int slept_ms = 0;
 
  private:
-  long long m_now;
+  std::atomic<long long> m_now;
 };
 
 }  // namespace harness

@@ -5,6 +5,7 @@
 #include <asio/post.hpp>
 #include <atomic>
 #include <map>
+#include <optional>
 
 #include "harness/clock.h"
 #include "harness/hex.h"
@@ -78,6 +79,7 @@ class stationCalls : public testing::Test {
     for (auto const& [number, count] : completions) EXPECT_EQ(count, 1u) << number;
   }
 
+  std::optional<harness::tFakeClock> clock;  // must outlive the threads that read it
   harness::tDescriptor peer;
   std::unique_ptr<tPanel> panel;
   std::unique_ptr<nk_station> station;
@@ -317,13 +319,13 @@ TEST_F(stationCalls, aLargeRequestGivenUpLeavesTheOthersAlone) {
 }
 
 TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
-  harness::tFakeClock clock(0);
+  clock.emplace(0);
   auto& line = open();
   startPanel();
   auto waiting = line.ask(harness::bytes("-"), 2, brief);
   EXPECT_TRUE(harness::becomes([&] { return panel->requests == 1; }));
   for (long long const step : {1800000000LL, -1700000000LL}) {
-    clock.advance(step);
+    clock->advance(step);
     auto call = line.ask(harness::bytes("+"), 2, ample);
     EXPECT_EQ(call.get().outcome, OUTCOME_ANSWER);
   }

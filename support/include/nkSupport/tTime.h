@@ -45,8 +45,9 @@ class NK_SUPPORT_API tTime {
   static long long now();
   /// Pauses the calling thread for `milliseconds` of the installed clock.
   static void sleep(unsigned int milliseconds);
-  /// Installs `clock` for the whole process; it is borrowed until another is installed. Null brings
-  /// back the system's clock. Safe against concurrent now() and sleep().
+  /// Installs `clock` for the whole process; it is borrowed until another is installed, and longer
+  /// while other threads are in now() or sleep(). Null brings back the system's clock. Safe against
+  /// concurrent now() and sleep().
   static void setClock(tClock* clock);
 
  private:
