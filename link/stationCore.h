@@ -32,6 +32,7 @@ class nk_station::tCore {
   /// Takes `descriptor` over, even if it throws.
   static std::shared_ptr<tCore> make(int descriptor, tOptions const& options);
   tCore(tOwned& descriptor, tOptions const& options);
+  /// The setup is made before the descriptor is taken, which would be lost if making it threw.
   tCore(tOwned& descriptor, tOptions const& options, nk_linkedEngine::tSetup const& setup);
 
   /// Polls until shutDown().

@@ -81,10 +81,10 @@ class NK_API nk_message {
   /// Writes header and body to the end of `ser`. False for null or if the body fails.
   bool serializeMsg(nk_serializer* ser);
   /// Makes the message that the bytes of `blob` hold; the caller deletes it. `blob` is not changed
-  /// and not needed afterwards. Null for null, for fewer than 4 bytes (silently), and for a type
-  /// without a class (said on standard output), and when memory runs out: what lacks parts for that
-  /// reason must not be taken for what was sent. A body that fails to
-  /// parse still gives an object.
+  /// and not needed afterwards. Null for null, for fewer than 4 bytes (silently), for a type
+  /// without a class (said on standard output), and when memory runs out, for what lacks parts for
+  /// that reason must not be taken for what was sent. A body that fails to parse still gives an
+  /// object.
   static nk_message* getMessage(tBlob* blob);
   /// The message as compact JSON text; empty if it has none.
   tString getJson();

@@ -69,6 +69,7 @@ class NK_API nk_serializer : public tBlob {
   /// True if a call has failed since the start or clearSer() because memory ran out, not because
   /// bytes are missing.
   bool lackedMemory() const { return m_lackedMemory; }
+  /// Makes lackedMemory() true: for bodies that find no memory for what they read.
   void noteLackOfMemory() { m_lackedMemory = true; }
   /// Number of bytes that have not been read yet.
   unsigned int remaining() const { return m_readPosition < size() ? size() - m_readPosition : 0; }
