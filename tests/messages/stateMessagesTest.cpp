@@ -55,15 +55,16 @@ namespace {
 TEST(StateRsp, TheMobileStateIsTheLowByteOfTheExtendedState) {
   nk_messageStateRsp message(nk_message::VERSION_2);
   ASSERT_TRUE(readJson(
-      message, R"({"action":"state","type":"response","tv":1,"extState":18446744073709551615})"));
+      message, R"({"action":"state","type":"response","tv":1,"extState":12297829382473034495})"));
   struct tRow {
     unsigned char ran;
     bool active;
     unsigned long long state;
   };
   for (tRow const& row :
-       {tRow{5, true, 0xFFFFFFFFFFFFFF0BULL}, tRow{5, false, 0xFFFFFFFFFFFFFF0AULL},
-        tRow{127, true, ~0ULL}, tRow{0, false, 0xFFFFFFFFFFFFFF00ULL}}) {
+       {tRow{5, true, 0xAAAAAAAAAAAAAA0BULL}, tRow{5, false, 0xAAAAAAAAAAAAAA0AULL},
+        tRow{127, true, 0xAAAAAAAAAAAAAAFFULL}, tRow{0x83, false, 0xAAAAAAAAAAAAAA06ULL},
+        tRow{0, false, 0xAAAAAAAAAAAAAA00ULL}}) {
     message.setMobileState(teNkMobileRan(row.ran), row.active);
     EXPECT_EQ(message.extState(), row.state);
   }

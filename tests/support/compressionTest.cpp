@@ -143,6 +143,19 @@ TEST(CompressionTest, givesBackRunsAndLiteralsOfEveryLength) {
   }
 }
 
+// The bytes 0 and 1, equally often, need no more than the estimates say: a byte for the code and a
+// bit each. The longer the part without runs, the longer the RLE form; it passes the Huffman form.
+TEST(CompressionTest, choosesTheShorterFormWhereBothAreNearlyEqual) {
+  for (unsigned int single = 0; single < 400; ++single) {
+    tBytes content(single % 2 != 0 ? 66 : 67, '\1');  // a run of 67 takes a byte more
+    for (unsigned int i = 0; i < 13; ++i) content += tBytes(66, static_cast<char>(i % 2));
+    for (unsigned int i = 0; i < single / 2; ++i) content += static_cast<char>(i % 2);
+    content.resize((content.size() + 31) / 32 * 32);
+    check(content);
+    ASSERT_FALSE(HasFatalFailure()) << single;
+  }
+}
+
 TEST(CompressionTest, givesBackRandomContents) {
   tRandom random{std::mt19937(2)};
   for (unsigned int i = 0; i < 30'000; ++i) {
