@@ -10,6 +10,7 @@ peers in other languages, and the tests run it against the programs.
 """
 
 import argparse
+import hashlib
 import heapq
 import itertools
 import json
@@ -629,19 +630,114 @@ def vectors(document):
                     yield f"{name} encoded", encode(plain) == bytes_of(row[1])
             elif head[0] == "refused":
                 yield name, decoded(codecs[heading][1], bytes_of(row[0])) is None
-            elif head == ["message", "bytes"]:
-                kind, version, fields = re.match(r"(\w+), version (\d)(?:: )?(.*)", row[0]).groups()
-                fields = json.loads(f"[{fields}]")
-                content = bytes_of(row[1])
-                yield name, message_encode(globals()[kind], int(version), *fields) == content
-                yield f"{name} decoded", list(message_decode(content).values())[2:] == fields
-    body, frame = [
+    body, frame, response = [
         bytes.fromhex(re.search(name + r":\n\n((?:    .*\n)+)", document)[1])
-        for name in ("Body", "Frame")
+        for name in ("is its CRC", "Frame", "Body of the response")
     ]
-    part = Part(1, 2, 7, 1, 0x65431234, REQUEST_WITH_RESPONSE, True, PLAIN, b"abc")
+    clock = 0x65431234
+    request = message_encode(TIME, 0, clock)
+    part = Part(1, 2, 7, 1, clock, REQUEST_WITH_RESPONSE, True, PLAIN, request)
     yield "Body", frame_body(part) == body
     yield "Frame", frame_encode(part) == frame and Frames().feed(frame) == [part]
+    answer = message_encode(TIME, 0, clock + 2)
+    part = Part(2, 1, 7, 1, clock + 2, RESPONSE, True, PLAIN, answer)
+    yield "Body of the response", frame_body(part) == response
+    yield from message_vectors(document)
+
+
+def block(document, mark):
+    return re.search(rf"```{mark}\n(.*?)```", document, re.DOTALL)[1]
+
+
+def layout(text):
+    """Gives the fields that the text lists, and the text behind them.
+
+    A field is (its versions, its type, its name); the type of a list is a list of fields.
+    """
+    fields = []
+    while found := re.match(r"[, ]*(?:v(\d)(\+?): )?(\w+) (\w+|\* \()", text):
+        first, more, kind, name = found.groups()
+        text = text[found.end() :]
+        versions = range(int(first or 0), int(first) + 1 if first and not more else 1 << 16)
+        if name == "* (":
+            name = kind
+            kind, text = layout(text)
+        fields.append((versions, kind, name))
+    return fields, text.removeprefix(")")
+
+
+def body_encode(fields, version, values):
+    out = b""
+    for versions, kind, name in fields:
+        value = values[name]
+        if version not in versions:
+            continue
+        if isinstance(kind, list):
+            out += b"".join(body_encode(kind, version, each) for each in value)
+        elif kind == "text":
+            out += text_encode(value)
+        elif kind == "blob":
+            out += struct.pack("<I", len(value) // 2) + bytes.fromhex(value)
+        else:
+            number = len(value) if isinstance(value, list) else value
+            out += number.to_bytes(int(kind[1:]) // 8, "little", signed=kind[0] == "i")
+    return out
+
+
+def config_json(values, version):
+    """The JSON form of a configuration, from the fields in the order of the body."""
+    members = {"action": "config", "type": "request", "tv": 1}
+    for name, value in values.items():
+        if name == "flags":
+            members["sleepUserEna"] = value & 1 == 1
+        elif value != [] and (name != "frames" or version >= 3):
+            members[name] = value
+    text = json.dumps(members, ensure_ascii=False, separators=(",", ":"))
+    # The digits of escapes are upper-case. What follows an escaped backslash is not an escape.
+    return re.sub(r"\\(u00..|.)", lambda each: each[0][:2] + each[0][2:].upper(), text)
+
+
+def schedules_body(fields, values, sent, asked):
+    """What the checksum of schedules is of."""
+    schedules = [dict(each) for each in values["schedules"]]
+    for each in schedules:
+        if sent < 2:
+            each["stopTime"] = 0
+        if asked >= 2:
+            each["entries"] = sorted(each["entries"], key=lambda entry: entry["id"])
+    schedules.sort(key=lambda each: each["id"])
+    return body_encode(fields, asked, {"schedules": schedules})
+
+
+def message_vectors(document):
+    layouts = {}
+    for line in block(document, "bodies").replace("\n    ", " ").splitlines():
+        number, name, text = re.fullmatch(r"(\d+) (\w+):(.*)", line).groups()
+        layouts[name] = int(number), layout(text)[0]
+    sent = {}
+    for vector in re.split(r"\n(?=\S)", block(document, "vectors").strip()):
+        head, *rows = re.split(r"\n  v(\d) = ", vector)
+        title, text = re.fullmatch(r"(.*?) (\{.*\})", head, re.DOTALL).groups()
+        number, fields = layouts[title.split()[0]]
+        values = json.loads(text)
+        sent[title] = fields, values
+        for version, row in zip(map(int, rows[::2]), rows[1::2]):
+            content = struct.pack("<HH", number, version) + body_encode(fields, version, values)
+            yield f"{title} v{version}", content == bytes.fromhex(row)
+    texts = [text.replace("\n    ", "") for text in re.findall(r"    (\{.*(?:\n    .+)*)", document)]
+    for line in block(document, "checksums").splitlines():
+        title, version, asked, checksum = re.fullmatch(r"(.*) v(\d), v(\d) = (.*)", line).groups()
+        fields, values = sent[title]
+        if title.startswith("SET_CONFIG"):
+            text = config_json(values, int(version))
+            yield f"JSON of {line}", int(version) < 3 or text in texts
+            summed = text.encode()
+        else:
+            summed = schedules_body(fields, values, int(version), int(asked))
+        yield line, hashlib.sha1(summed).hexdigest() == checksum
+    for file in sent["IMAGE"][1]["files"]:
+        content = bytes.fromhex(file["content"])
+        yield f"image {file['name']}", hashlib.sha1(content).hexdigest() == file["checksum"]
 
 
 def self_test(path):

@@ -18,11 +18,11 @@ tStringList list(std::initializer_list<char const*> texts) {
   return all;
 }
 
-std::unique_ptr<nk_message> twoEvents() {
-  auto message = std::make_unique<tEvents>(nk_message::VERSION_1, nullptr, nullptr);
-  message->setTask(7);
+std::unique_ptr<nk_message> twoEvents(nk_message::teVersion version) {
+  auto message = std::make_unique<tEvents>(version, nullptr, nullptr);
+  message->setTask(200);
   tStringList subEvents = list({"a", "b"});
-  message->addEvent(1, 2, 3, 0x0504, "m", 6, &subEvents, 8, "r");
+  message->addEvent(1698894000, 1698894388, 3, 0x0504, "door open", 1, &subEvents, 8, "hall.png");
   message->addEvent(0x80000000, 0xFFFFFFFF, 0xFFFFFFFE, 0xFFFF, "", 255, nullptr, 0xFFFFFFFD, "");
   return message;
 }
@@ -33,26 +33,22 @@ std::unique_ptr<nk_message> twoEvents() {
 
 std::vector<tGoldenRow> eventMessageRows() {
   return {
-      {"EventsReq",
-       [] {
-         auto message = std::make_unique<nk_messageEventsReq>(nk_message::VERSION_2);
+      {"EVENTS_REQ",
+       [](auto version) {
+         auto message = std::make_unique<nk_messageEventsReq>(version);
          message->setTask(200);
          return message;
        },
-       "03 00 02 00 c8", R"({"action":"events","type":"request","tv":1,"task":200})"},
-      {"EventsRsp", twoEvents,
-       "04 00 01 00 07 02 00 00 00 "
-       "01 00 00 00 02 00 00 00 03 00 00 00 04 05 01 00 00 00 6d 06 02 00 00 00 08 00 00 00 "
-       // The sub-events travel as two empty texts.
-       "01 00 00 00 72 00 00 00 00 00 00 00 00 "
-       "00 00 00 80 ff ff ff ff fe ff ff ff ff ff 00 00 00 00 ff 00 00 00 00 fd ff ff ff "
-       "00 00 00 00",
-       EVENTS_JSON_START R"(7,"events":[{"timeFirst":1,"timeLast":2,"id":3,"type":1284,)"
-                         R"("event":"m","cat":6,"occ":8,"refImage":"r","subEvents":["a","b"]},)"
+       R"({"action":"events","type":"request","tv":1,"task":200})"},
+      // The sub-events travel as two empty texts.
+      {"EVENTS_RSP", twoEvents,
+       EVENTS_JSON_START R"(200,"events":[{"timeFirst":1698894000,"timeLast":1698894388,"id":3,)"
+                         R"("type":1284,"event":"door open","cat":1,"occ":8,)"
+                         R"("refImage":"hall.png","subEvents":["a","b"]},)"
                          R"({"timeFirst":2147483648,"timeLast":4294967295,"id":4294967294,)"
                          R"("type":65535,"event":"","cat":255,"occ":4294967293,"refImage":"",)"
                          R"("subEvents":[]}]})",
-       true, EVENTS_JSON_START "7}"},
+       true, EVENTS_JSON_START "200}"},
   };
 }
 
@@ -201,7 +197,7 @@ TEST(Events, ReadsTheSubEventsOfWritersThatSendThem) {
 }
 
 TEST(Events, KeepsTheEventsBeforeTheOneThatIsCut) {
-  nk_serializer bytes = bytesOf(*twoEvents());
+  nk_serializer bytes = bytesOf(*twoEvents(V0));
   bytes.truncate(bytes.size() - 1);
   EXPECT_EQ(ids(*readMessage<tEvents>(bytes)), "3 ");
 }

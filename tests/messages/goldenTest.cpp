@@ -2,7 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <map>
+#include <set>
+#include <sstream>
+
 #include "harness/hex.h"
+#include "nkProtocol/configMessages.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkProtocol/imageMessage.h"
 #include "nkProtocol/scheduleMessages.h"
@@ -14,6 +20,34 @@ namespace {
 using harness::hex;
 using harness::toHex;
 
+// The bytes of a message by the first version that they are for.
+using tRows = std::map<unsigned int, tBlob>;
+using tVectors = std::map<std::string, tRows>;
+
+// The lines of the document's block with this mark, without it; empty if there is none.
+std::string documentBlock(std::string const& mark) {
+  std::ifstream document(NK_DOCS "/wire-format.md");
+  std::string line, block;
+  while (std::getline(document, line) && line != "```" + mark) continue;
+  while (std::getline(document, line) && line != "```") block += line + "\n";
+  return block;
+}
+
+// Those of each message by its name in the document, which peers in other languages are written
+// from.
+tVectors messageVectors() {
+  tVectors vectors;
+  std::istringstream lines(documentBlock("vectors"));
+  tRows* rows = nullptr;
+  for (std::string line; std::getline(lines, line);) {
+    bool const isRow = line.starts_with("  v");
+    if (!line.starts_with(" ")) rows = &vectors[line.substr(0, line.find(" {"))];
+    if (isRow) (*rows)[static_cast<unsigned int>(line[3] - '0')];
+    if (isRow || !rows->empty()) rows->rbegin()->second.append(hex(line.substr(isRow ? 7 : 0)));
+  }
+  return vectors;
+}
+
 std::vector<tGoldenRow> allRows() {
   std::vector<tGoldenRow> rows;
   for (auto const family :
@@ -22,6 +56,11 @@ std::vector<tGoldenRow> allRows() {
     for (auto& row : family()) rows.push_back(std::move(row));
   }
   return rows;
+}
+
+// The bytes of the row that `number` goes by: the last one that is not above it.
+tBlob bytesIn(tRows const& rows, unsigned int number) {
+  return std::prev(rows.upper_bound(number))->second;
 }
 
 // What a message read from a body that was cut short has kept.
@@ -41,24 +80,65 @@ std::string told(nk_message& message) {
 
 class Golden : public testing::TestWithParam<tGoldenRow> {};
 
-TEST_P(Golden, IsWrittenAndReadToTheByte) {
-  auto const message = GetParam().make();
-  EXPECT_EQ(toHex(bytesOf(*message)), GetParam().bytes);
-  auto const again = readMessage(hex(GetParam().bytes));
-  ASSERT_NE(again, nullptr);
-  EXPECT_EQ(again->type(), message->type());
-  EXPECT_EQ(again->version(), message->version());
-  EXPECT_EQ(toHex(bytesOf(*again)), GetParam().bytes);
-  EXPECT_FALSE(message->serializeMsg(nullptr));
+nk_message::teVersion version(unsigned int number) { return nk_message::teVersion(number); }
+
+// The version of a message is its third byte.
+tBlob inVersion(tBlob bytes, unsigned int number) {
+  bytes.data()[2] = static_cast<unsigned char>(number);
+  return bytes;
 }
 
-TEST_P(Golden, SurvivesEveryShorterBody) {
-  tBlob const whole = hex(GetParam().bytes);
-  for (unsigned int size = 4; size < whole.size(); ++size) {
-    auto const message = readMessage(tBlob(whole.data(), size));
-    ASSERT_NE(message, nullptr);
-    EXPECT_FALSE(bytesOf(*message).empty()) << "cut to " << size;
+// The document's vectors, in all versions that there are and one above.
+TEST_P(Golden, IsWrittenAndReadToTheByte) {
+  auto const vectors = messageVectors();
+  ASSERT_TRUE(vectors.contains(GetParam().name));
+  for (unsigned int number = 0; number <= 4; ++number) {
+    SCOPED_TRACE(number);
+    auto const message = GetParam().make(version(number));
+    auto const bytes = inVersion(bytesIn(vectors.at(GetParam().name), number), number);
+    EXPECT_EQ(toHex(bytesOf(*message)), toHex(bytes));
+    auto const again = readMessage(bytes);
+    ASSERT_NE(again, nullptr);
+    EXPECT_EQ(again->type(), message->type());
+    EXPECT_EQ(again->version(), number);
+    EXPECT_EQ(toHex(bytesOf(*again)), toHex(bytes));
+    EXPECT_FALSE(message->serializeMsg(nullptr));
+    for (unsigned int size = 4; size < bytes.size(); ++size) {
+      auto const cut = readMessage(tBlob(bytes.data(), size));
+      ASSERT_NE(cut, nullptr);
+      EXPECT_FALSE(bytesOf(*cut).empty()) << "cut to " << size;
+    }
   }
+}
+
+TEST(GoldenRows, AreThoseOfTheDocument) {
+  std::set<std::string> names, documented;
+  for (auto const& row : allRows()) names.insert(row.name);
+  for (auto const& [name, rows] : messageVectors()) documented.insert(name);
+  EXPECT_EQ(names, documented);
+}
+
+// "SET_CONFIG_REQ v0, v3 = 5df4...": sent in version 0, asked for in version 3. An even number
+// stands for the next one too.
+TEST(Checksums, AreThoseOfTheDocument) {
+  auto const vectors = messageVectors();
+  std::istringstream lines(documentBlock("checksums"));
+  unsigned int count = 0;
+  for (std::string line; std::getline(lines, line); ++count) {
+    auto const end = line.find(" = ");
+    auto const number = [&](unsigned int back) {
+      return static_cast<unsigned int>(line.at(end - back) - '0');
+    };
+    auto const sent = readMessage(vectors.at(line.substr(0, end - 7)).at(number(5)));
+    auto* const config = dynamic_cast<nk_messageSetConfigReq*>(sent.get());
+    auto* const schedules = dynamic_cast<nk_messageSetSchedulesReq*>(sent.get());
+    for (unsigned int asked = number(1); asked <= (number(1) | 1); ++asked) {
+      auto const sum = config != nullptr ? config->checksum(version(asked))
+                                         : schedules->checksum(version(asked));
+      EXPECT_EQ(sum, line.substr(end + 3).c_str()) << line << asked;
+    }
+  }
+  EXPECT_EQ(count, 7u);
 }
 
 // A body that is cut short: elements that came whole stay, and so do the fields before the cut.
@@ -99,18 +179,19 @@ TEST(CutBodies, KeepWhatCame) {
 TEST_P(Golden, HasItsJsonText) {
   std::string const json = GetParam().json;
   if (json.empty()) return;
-  EXPECT_EQ(GetParam().make()->getJson().view(), json);
+  auto const message = GetParam().make(nk_message::VERSION_3);
+  EXPECT_EQ(message->getJson().view(), json);
   tJson object;
   ASSERT_TRUE(object.parse(json));
   // A message of the same kind that knows nothing but what the text says.
-  auto const other = readMessage(tBlob(hex(GetParam().bytes).data(), 4));
+  auto const other = readMessage(tBlob(bytesOf(*message).data(), 4));
   ASSERT_TRUE(other->serializeFromJson(&object));
   EXPECT_EQ(other->getJson() == json.c_str(), GetParam().jsonReadsBack);
 }
 
 TEST_P(Golden, RefusesForeignJsonUnchanged) {
   if (*GetParam().json == '\0') return;
-  auto const message = GetParam().make();
+  auto const message = GetParam().make(nk_message::VERSION_3);
   std::string const before = message->getJson().c_str();
   EXPECT_FALSE(message->serializeFromJson(nullptr));
   EXPECT_FALSE(message->serializeToJson(nullptr));
@@ -133,7 +214,10 @@ TEST_P(Golden, RefusesForeignJsonUnchanged) {
   EXPECT_EQ(message->getJson().c_str(), after != nullptr ? after : before);
 }
 
-INSTANTIATE_TEST_SUITE_P(Messages, Golden, testing::ValuesIn(allRows()),
-                         [](auto const& row) { return row.param.name; });
+INSTANTIATE_TEST_SUITE_P(Messages, Golden, testing::ValuesIn(allRows()), [](auto const& row) {
+  std::string name = row.param.name;
+  std::erase_if(name, [](char c) { return std::isalnum(c) == 0; });
+  return name;
+});
 
 }  // namespace

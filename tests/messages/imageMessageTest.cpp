@@ -25,33 +25,23 @@ using harness::bytes;
 constexpr char const* sha1OfAbc = "a9993e364706816aba3e25717850c26c9cd0d89d";
 constexpr char const* sha1OfNothing = "da39a3ee5e6b4b0d3255bfef95601890afd80709";
 
-template <nk_message::teVersion version>
-std::unique_ptr<nk_message> image() {
+std::unique_ptr<nk_message> image(nk_message::teVersion version) {
   auto message = std::make_unique<nk_messageImage>(version);
-  message->setTaskRemove(5);
+  message->setTaskRemove(1);
   message->setTaskFbc(6);
   tBlob content = bytes("abc");
-  message->add(1ULL << 63, "n", "image/jpeg", &content);
+  message->add(1ULL << 63, "hall.jpg", "image/jpeg", &content);
   return message;
 }
-
-#define IMAGE_BODY                                                                          \
-  "05 01 00 00 00 00 00 00 00 00 00 00 80 01 00 00 00 6e 28 00 00 00 "                      \
-  "61 39 39 39 33 65 33 36 34 37 30 36 38 31 36 61 62 61 33 65 32 35 37 31 37 38 35 30 63 " \
-  "32 36 63 39 63 64 30 64 38 39 64 01 03 00 00 00 61 62 63"
-#define IMAGE_JSON_START R"({"action":"images","type":"request","tv":1,"taskRemove":5,"taskFbc":)"
-#define IMAGE_JSON_END                                   \
-  R"(,"images":[{"uid":9223372036854775808,"name":"n",)" \
-  R"("cs":"a9993e364706816aba3e25717850c26c9cd0d89d","mime":1,"content":"YWJj"}]})"
 
 }  // namespace
 
 std::vector<tGoldenRow> imageMessageRows() {
   return {
-      {"ImageV2", image<nk_message::VERSION_2>, "0d 00 02 00 " IMAGE_BODY,
-       IMAGE_JSON_START "6" IMAGE_JSON_END},
-      {"ImageV3", image<nk_message::VERSION_3>, "0d 00 03 00 " IMAGE_BODY " 06",
-       IMAGE_JSON_START "6" IMAGE_JSON_END},
+      {"IMAGE", image,
+       R"({"action":"images","type":"request","tv":1,"taskRemove":1,"taskFbc":6,)"
+       R"("images":[{"uid":9223372036854775808,"name":"hall.jpg",)"
+       R"("cs":"a9993e364706816aba3e25717850c26c9cd0d89d","mime":1,"content":"YWJj"}]})"},
   };
 }
 

@@ -9,44 +9,29 @@ namespace {
 
 std::unique_ptr<nk_messageStateRsp> stateRsp(nk_message::teVersion version) {
   auto message = std::make_unique<nk_messageStateRsp>(version);
-  message->set(0x01020304, "i", "c", "s", 5, 6, "v", "w", 7, "old", "n", "u", {1, 1ULL << 63});
+  message->set(0x01020304, "nk", "c", "s", 5, 6, "1.4", "2", 7, "old", "Süd", "Museum",
+               {42, 1ULL << 63});
   message->setFlags(9);
   message->setMobileState(teNkMobileRan(3), true);
   return message;
 }
 
-#define STATE_RSP_START                                                                     \
-  "04 03 02 01 01 00 00 00 69 01 00 00 00 63 01 00 00 00 73 01 00 00 00 76 01 00 00 00 77 " \
-  "05 00 00 00 06 00 00 00 07 00 00 00 "
-#define STATE_RSP_NAMES "01 00 00 00 6e 01 00 00 00 75 09 00 00 00"
-#define STATE_RSP_IMAGES " 02 00 00 00 01 00 00 00 00 00 00 00 00 00 00 00 00 00 00 80"
-#define STATE_RSP_JSON                                                                       \
-  R"({"action":"state","type":"response","tv":1,"serial":16909060,"ci":"i","csCfg":"c",)"    \
-  R"("csSched":"s","vc":"v","va":"w","omc":5,"evc":7,"devName":"n","devCus":"u","flags":9,)" \
-  R"("images":[{"uid":1},{"uid":9223372036854775808}],"extState":7})"
-
 }  // namespace
 
 std::vector<tGoldenRow> stateMessageRows() {
   return {
-      {"StateReqPlain", [] { return std::make_unique<nk_messageStateReq>(nk_message::VERSION_0); },
-       "01 00 00 00 00 00 00 00 00",
-       R"({"action":"state","type":"request","tv":1,"name":"","task":0})"},
-      {"StateReqNewName",
-       [] {
-         auto message = std::make_unique<nk_messageStateReq>(nk_message::VERSION_3);
-         message->setTaskNewName("hall");
+      {"STATE_REQ",
+       [](auto version) {
+         auto message = std::make_unique<nk_messageStateReq>(version);
+         message->setTaskNewName("Süd");
          return message;
        },
-       "01 00 03 00 01 04 00 00 00 68 61 6c 6c",
-       R"({"action":"state","type":"request","tv":1,"name":"hall","task":1})"},
-      {"StateRspV0", [] { return stateRsp(nk_message::VERSION_0); },
-       "02 00 00 00 " STATE_RSP_START "03 00 00 00 6f 6c 64 " STATE_RSP_NAMES, STATE_RSP_JSON},
-      {"StateRspV1", [] { return stateRsp(nk_message::VERSION_1); },
-       "02 00 01 00 " STATE_RSP_START STATE_RSP_NAMES STATE_RSP_IMAGES, STATE_RSP_JSON},
-      {"StateRspV2", [] { return stateRsp(nk_message::VERSION_2); },
-       "02 00 02 00 " STATE_RSP_START STATE_RSP_NAMES STATE_RSP_IMAGES " 07 00 00 00 00 00 00 00",
-       STATE_RSP_JSON},
+       R"({"action":"state","type":"request","tv":1,"name":"Süd","task":1})"},
+      {"STATE_RSP", stateRsp,
+       R"({"action":"state","type":"response","tv":1,"serial":16909060,"ci":"nk","csCfg":"c",)"
+       R"("csSched":"s","vc":"1.4","va":"2","omc":5,"evc":7,"devName":"Süd",)"
+       R"("devCus":"Museum","flags":9,"images":[{"uid":42},{"uid":9223372036854775808}],)"
+       R"("extState":7})"},
   };
 }
 
