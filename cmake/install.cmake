@@ -16,8 +16,10 @@ foreach(headers include/nkProtocol support/include/nkSupport)
     FILES_MATCHING PATTERN "*.h")
 endforeach()
 install(FILES README.md CHANGELOG.md CONTRIBUTING.md SECURITY.md DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents)
+# Not what only this tree's own build and tests run.
 install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documents
-  PATTERN "*.cmake" EXCLUDE PATTERN CMakeLists.txt EXCLUDE)
+  PATTERN CMakeLists.txt EXCLUDE PATTERN Doxyfile EXCLUDE PATTERN rows.awk EXCLUDE
+  PATTERN documents.py EXCLUDE PATTERN exchange.py EXCLUDE)
 
 # The libraries need no package beyond themselves, so the list of targets is the whole package file.
 set(packageDir ${CMAKE_INSTALL_LIBDIR}/cmake/nkProtocol)

@@ -3,7 +3,7 @@
 # Compiles the libraries of a source tree with what abidiff reads: compileLibraries TREE DIRECTORY.
 compileLibraries() {
   cmake -G Ninja -S "$1" -B "$2" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DNK_BUILD_TESTS=OFF \
-    -DNK_BUILD_TOOLS=OFF >"$2.log" 2>&1 || {
+    -DNK_BUILD_TOOLS=OFF -DNK_BUILD_LINK=OFF >"$2.log" 2>&1 || {
     cat "$2.log" >&2
     return 1
   }
@@ -36,7 +36,7 @@ abi() {
   if [ "${1:-}" = keep ]; then
     needPackages build test
     configure release -DNK_BUILD_TESTS=ON
-    compile release --target nkProtocol
+    compile release nkProtocol
     for library in build/release/libnkProtocol.so build/release/support/libnkSupport.so; do
       cmake -DKEEP=ON -DLIBRARY="$library" \
         -DLIST="abi/$(basename "$library" .so | sed 's/^lib//').symbols" -P tests/abi/symbols.cmake

@@ -66,7 +66,7 @@ arm() {
     "./dev soak runs it on this machine's processor"
   ctest --preset arm --parallel "$cores" --exclude-regex '^soak\.' "$@"
   configure release -DNK_BUILD_TESTS=ON
-  compile release --target nkctl nkdevice nkexplain footprint
+  compile release nkctl nkdevice nkexplain footprint
   talk release arm
   talk arm release
   figures arm arm-linux-gnueabihf-strip qemu-arm >build/arm/footprint.arm

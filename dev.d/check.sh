@@ -49,7 +49,7 @@ step_clang() {
 # generated; which itself is not for reading.
 listCompilations() {
   configure clang
-  compile clang --target nkbenchProto
+  compile clang nkbenchProto
 }
 
 step_tidy() {

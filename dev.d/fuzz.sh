@@ -61,7 +61,7 @@ fuzz() {
   needPackages build fuzz
   configure fuzz
   findUnscattered
-  compile fuzz
+  compile fuzz fuzz
   lanes=
   for lane in $(seq 0 $((cores - 1))); do
     fuzzLane "$lane" "$@" &

@@ -2,6 +2,7 @@
 # Lists of packages are split into words on purpose, one for each package.
 # shellcheck disable=SC2086
 
+installOptions="-y --no-install-recommends"
 allPurposes="build test bench check docs fuzz coverage arm package abi"
 
 packagesFor() {
@@ -59,19 +60,38 @@ asRoot() {
   fi
 }
 
+# True for root, and where sudo lets this user run what quietApt runs. May ask for a password.
+mayInstall() {
+  [ "$(id -u)" -eq 0 ] || { command -v sudo >/dev/null && asRoot env true 2>/dev/null; }
+}
+
 # apt-get with no questions; waits if another installation is under way.
 quietApt() {
   asRoot env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=300 "$@"
 }
 
-# Lets packages of the architectures be installed that the names given end with.
-allowArchitectures() {
+# Prints the architectures that the packages given are for and that dpkg does not allow yet.
+foreignArchitectures() {
   for package in "$@"; do
     case $package in
-      *:*) dpkg --print-foreign-architectures | grep -qxF "${package#*:}" ||
-        asRoot dpkg --add-architecture "${package#*:}" ;;
+      *:*) echo "${package#*:}" ;;
     esac
+  done | sort -u | grep -vxF "$(dpkg --print-foreign-architectures)"
+}
+
+# Prints the line by which root does the same as needPackages.
+installLine() {
+  for architecture in $(foreignArchitectures "$@"); do
+    printf 'dpkg --add-architecture %s && ' "$architecture"
   done
+  echo "apt-get update && apt-get install $installOptions $*"
+}
+
+# Says how much there is to install, packages that those given need included.
+announcePackages() {
+  count=$(apt-get -qq --simulate install $installOptions "$@" 2>/dev/null | grep -c '^Inst ') || return 0
+  bytes=$(apt-get -qq --print-uris install $installOptions "$@" | awk '{ sum += $3 } END { print sum + 0 }')
+  echo "dev: installing $count packages ($(((bytes + 999999) / 1000000)) MB to download):" "$@" >&2
 }
 
 # Installs what the purposes named lack. Calls nothing and needs no network if they lack nothing.
@@ -85,17 +105,19 @@ needPackages() {
   fi
   missing=$(missingPackages "$@" | sort -u)
   [ -n "$missing" ] || return 0
-  if [ "$(id -u)" -ne 0 ] && ! command -v sudo >/dev/null; then
-    echo "dev: these packages are missing, and only root or sudo could install them:" >&2
-    echo "dev:   apt-get install" $missing >&2
+  if ! mayInstall; then
+    echo "dev: packages are missing, and this user may not install them. Root can, with" >&2
+    echo "dev:   $(installLine $missing)" >&2
     return 1
   fi
-  echo "dev: installing" $missing >&2
-  allowArchitectures $missing
+  for architecture in $(foreignArchitectures $missing); do
+    asRoot dpkg --add-architecture "$architecture"
+  done
   for attempt in 1 2; do
     # Lists that could not all be fetched may do.
     quietApt update >&2 || true
-    if quietApt install -y --no-install-recommends $missing >&2; then
+    [ "$attempt" = 2 ] || announcePackages $missing
+    if quietApt install $installOptions $missing >&2; then
       return 0
     fi
     [ "$attempt" = 2 ] || echo "dev: that failed; once more" >&2

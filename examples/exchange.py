@@ -17,7 +17,7 @@ with tempfile.TemporaryDirectory() as directory:
         for command in [engine_station, path], [station, url]:
             answer = subprocess.run([*emulator, *command], stdout=subprocess.PIPE, text=True, check=True)
             said.append(answer.stdout)
-        ended = panel.wait(timeout=20)
+        ended = panel.wait()
     finally:
         panel.kill()
 expected = [

@@ -59,13 +59,18 @@ class programs : public testing::Test {
     all.insert(all.end(), arguments.begin(), arguments.end());
     return run(all, input);
   }
-  // Runs a command, a line of words, with the device.
-  int ask(std::string const& command) {
-    return control(words("--link " + station + " --to 2 " + command));
+  // The arguments of nkctl for a command to the device, a line of words. Unless it says how long it
+  // may take, it may take as long as a test waits.
+  std::string toDevice(std::string const& command) {
+    auto const limit =
+        command.starts_with("--timeout") ? "" : "--timeout " + harness::patienceText() + " ";
+    return "--link " + station + " --to 2 " + limit + command;
   }
+  // Runs a command with the device.
+  int ask(std::string const& command) { return control(words(toDevice(command))); }
   // The same, and which exit status and words are to come of it.
   void expect(std::string const& command, int status, std::string_view told = "") {
-    expectRun(NK_CTL " --link " + station + " --to 2 " + command, status, told);
+    expectRun(NK_CTL " " + toDevice(command), status, told);
   }
   void expectRun(std::string const& line, int status, std::string_view told = "") {
     EXPECT_EQ(run(words(line)), status) << line << ": " << output << errors;

@@ -23,12 +23,22 @@ run(${EMULATOR} ${SCRATCH}/build/consumer)
 
 file(GLOB_RECURSE package ${prefix}/nkProtocol.pc)
 cmake_path(GET package PARENT_PATH packages)
-cmake_path(GET packages PARENT_PATH libraries)
 set(ENV{PKG_CONFIG_PATH} ${packages})
 # pkg-config puts a backslash before each blank, as a shell would want it.
-execute_process(COMMAND pkg-config --cflags --libs nkProtocol
-  OUTPUT_VARIABLE options OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
-separate_arguments(options UNIX_COMMAND ${options})
-run(${COMPILER} -std=c++20 ${outside}/consumer.cpp -o ${SCRATCH}/consumer ${options}
-  -Wl,-rpath,${libraries})
+foreach(asked "--cflags --libs" --variable=runpath)
+  separate_arguments(words UNIX_COMMAND ${asked})
+  execute_process(COMMAND pkg-config ${words} nkProtocol
+    OUTPUT_VARIABLE answer OUTPUT_STRIP_TRAILING_WHITESPACE COMMAND_ERROR_IS_FATAL ANY)
+  separate_arguments(answer UNIX_COMMAND ${answer})
+  list(APPEND options ${answer})
+endforeach()
+run(${COMPILER} -std=c++20 ${outside}/consumer.cpp -o ${SCRATCH}/consumer ${options})
 run(${EMULATOR} ${SCRATCH}/consumer)
+
+# With an older standard the first error names the flag that is missing.
+execute_process(COMMAND ${COMPILER} -std=c++17 -fsyntax-only ${outside}/consumer.cpp ${options}
+  RESULT_VARIABLE status ERROR_VARIABLE errors)
+string(REGEX MATCH "error: [^\n]*" first "${errors}")
+if(status EQUAL 0 OR NOT first MATCHES "compile with -std=c\\+\\+20")
+  message(FATAL_ERROR "C++17 should be refused with a word about -std=c++20: ${status}, ${errors}")
+endif()

@@ -29,7 +29,7 @@ class explainProgram : public programs {
                                base64::encode(tBlob(harness::randomBytes(size, 5).data(), size)),
                                "end");
     expect("generic hello panel", 0);
-    expect("--timeout 60 raw " + write(dir / "large", contentOf(large)), 0);
+    expect("raw " + write(dir / "large", contentOf(large)), 0);
     if (station.starts_with("tcp")) {  // in many parts
       tProgram peer(io, words(NK_PEER " --connect " + station.substr(6) +
                               " --to 2 --part-size 20000 file " + (dir / "large")));

@@ -197,7 +197,7 @@ TEST_F(images, areWholeOrNotThereAfterAKill) {
   start("--verbose");
   for (unsigned int round = 0; round < 12; ++round) {
     harness::tProgram sender(
-        io, harness::words(NK_CTL " --link " + station + " --to 2 images send" + files[round % 2]));
+        io, harness::words(NK_CTL " " + toDevice("images send" + files[round % 2])));
     EXPECT_TRUE(harness::runUntil(io, [&] {
       return harness::countOf("request IMAGE", device->errors) > round % 6;
     })) << device->errors;

@@ -67,10 +67,7 @@ TEST_F(programs, askPeerInAnotherLanguage) {
   for (auto const& row : rows) {
     nk_messageGenericReq request(nk_message::VERSION_0, row.text.c_str(), "end");
     auto const content = contentOf(request);
-    EXPECT_EQ(ask("--timeout " + std::to_string(harness::patience.count()) + " raw " +
-                  harness::write(dir / "content", content)),
-              0)
-        << errors;
+    EXPECT_EQ(ask("raw " + harness::write(dir / "content", content)), 0) << errors;
     EXPECT_TRUE(output == R"({"action":"generic","type":"response","text1":")" + row.text +
                               R"(","text2":"end"})" + "\n")
         << output.size();
@@ -80,7 +77,10 @@ TEST_F(programs, askPeerInAnotherLanguage) {
     EXPECT_TRUE(sent.ends_with(row.small)) << sent;
   }
   expect("time", 0);
-  EXPECT_EQ(control(words("--link " + station + " --to broadcast generic a b")), 0) << errors;
+  EXPECT_EQ(control(words("--link " + station + " --to broadcast --timeout " +
+                          harness::patienceText() + " generic a b")),
+            0)
+      << errors;
   expect("shutdown", 0);
   EXPECT_EQ(peer.finish(), 0) << peer.errors;
 }

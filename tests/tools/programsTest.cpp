@@ -104,8 +104,8 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
       {link + " --to 3 --timeout 0.1 time", 4, "no answer in time"},
       {good + "--timeout 0.1 raw " + unknown, 4, "no answer"},
       {good + "--timeout 0.1 raw " + brief, 4, "no answer"},
-      {good + "raw --no-response " + brief, 0, ""},
-      {good + "generic -- -x --help", 0, R"("text1":"-x")"},
+      {toDevice("raw --no-response " + brief), 0, ""},
+      {toDevice("generic -- -x --help"), 0, R"("text1":"-x")"},
   };
   for (auto const& row : rows) {
     EXPECT_EQ(control(words(row.arguments)), row.status) << row.arguments << errors;
@@ -114,7 +114,7 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
     EXPECT_TRUE(row.status == 0 || output.empty()) << row.arguments << output;
   }
   nk_messageGenericReq fromInput(nk_message::VERSION_0, "in", "put");
-  EXPECT_EQ(control(words(good + "raw -"), write(dir / "input", contentOf(fromInput))), 0);
+  EXPECT_EQ(control(words(toDevice("raw -")), write(dir / "input", contentOf(fromInput))), 0);
   EXPECT_NE(output.find("\"text2\":\"put\""), output.npos) << output << errors;
 
   expectRun(NK_DEVICE " --address 2 --link " + station, 3);
@@ -165,8 +165,9 @@ TEST_F(programs, aRequestWithoutResponseArrivesWhole) {
     peer->start([] {});
   });
   auto const content = harness::randomBytes(2000000, 6);
-  tProgram program(io, {NK_CTL, "--link", listener.url().text(), "--to", "2", "raw",
-                        "--no-response", write(dir / "content", content)});
+  tProgram program(
+      io, {NK_CTL, "--link", listener.url().text(), "--to", "2", "--timeout",
+           harness::patienceText(), "raw", "--no-response", write(dir / "content", content)});
   std::vector<unsigned char> junk(1000, 'j');
   harness::tPair pair;
   EXPECT_TRUE(runUntil(io, [&] {

@@ -87,8 +87,7 @@ TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
 
 TEST_F(reports, eventsAreFollowed) {
   start();
-  harness::tProgram follower(
-      io, words(NK_CTL " --link " + station + " --to 2 events --follow --interval 0.01"));
+  harness::tProgram follower(io, words(NK_CTL " " + toDevice("events --follow --interval 0.01")));
   auto const shows = [&](char const* text) {
     return harness::runUntil(io,
                              [&] { return follower.output.find(text) != follower.output.npos; });
