@@ -11,7 +11,7 @@ top = pathlib.Path(__file__).resolve().parent.parent
 outside = "tests/install/consumer/"
 sources = {
     "cpp": ["examples/*.cpp", outside + "consumer.cpp"],
-    "cmake": [outside + "CMakeLists.txt"],
+    "cmake": [outside + "CMakeLists.txt", "tests/install/subproject/CMakeLists.txt"],
 }
 files = {
     language: [path.read_text() for pattern in patterns for path in top.glob(pattern)]

@@ -67,7 +67,10 @@ int connectTo(char const* path) {
 int main(int count, char** arguments) {
   tLink link;
   if (count == 2) link.socket = connectTo(arguments[1]);
-  if (link.socket < 0) return 3;
+  if (link.socket < 0) {
+    std::fprintf(stderr, "engineStation: cannot connect to the Unix socket that is to be named\n");
+    return 3;
+  }
 
   nk_protocol engine(ownAddress, nullptr, nullptr, 10, nullptr, nullptr, nullptr);
   nk_messageTime request(nk_message::VERSION_0);
