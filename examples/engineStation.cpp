@@ -68,7 +68,8 @@ int main(int count, char** arguments) {
   tLink link;
   if (count == 2) link.socket = connectTo(arguments[1]);
   if (link.socket < 0) {
-    std::fprintf(stderr, "engineStation: cannot connect to the Unix socket that is to be named\n");
+    std::fprintf(stderr, "engineStation: cannot connect to %s\n",
+                 count == 2 ? arguments[1] : "a Unix socket: its path is the one argument");
     return 3;
   }
 
