@@ -4,7 +4,7 @@
 #include <asio/connect.hpp>
 #include <asio/ip/tcp.hpp>
 #include <asio/local/stream_protocol.hpp>
-#include <asio/post.hpp>
+#include <utility>
 #include <vector>
 
 #include "link/serialLine.h"
@@ -29,6 +29,7 @@ std::vector<tEndpoint> endpointsOf(asio::io_context& io, nk_linkUrl const& url,
 
 nk_dialer::nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tReports reports)
     : m_io(io),
+      m_clock(nk_clock::of(io)),
       m_url(std::move(url)),
       m_plan(plan),
       m_reports(std::move(reports)),
@@ -37,40 +38,27 @@ nk_dialer::nk_dialer(asio::io_context& io, nk_linkUrl url, tPlan const& plan, tR
       m_giveUpTimer(io),
       m_pause(plan.firstPause) {}
 
-// The timers and the handlers' weak pointer end by themselves.
-nk_dialer::~nk_dialer() {
-  std::error_code ignored;
-  m_socket->close(ignored);
-}
+nk_dialer::~nk_dialer() { cancel(); }
 
 void nk_dialer::dial() {
   m_pause = m_plan.firstPause;
   begin();
-  asio::post(m_io, [this, alive = std::weak_ptr(m_alive)] {
-    if (!alive.expired()) attempt();
-  });
+  attemptAfter(tDuration::zero());
 }
 
 void nk_dialer::redial() {
-  if (tClock::now() - m_opened > m_plan.longestPause) m_pause = m_plan.firstPause;
+  if (m_clock.now() - m_opened > m_plan.longestPause) m_pause = m_plan.firstPause;
   begin();
-  pauseAndAttempt();
+  attemptAfter(nextPause());
 }
 
 void nk_dialer::begin() {
   cancel();
   m_alive = std::make_shared<char>();
   m_reason = std::make_error_code(std::errc::timed_out);
-  m_expired = m_plan.giveUp == tDuration::zero();
-  if (!m_plan.giveUp || m_expired) return;
-  m_giveUpTimer.expires_after(*m_plan.giveUp);
-  m_giveUpTimer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code) {
-    if (alive.expired()) return;
-    m_expired = true;
-    std::error_code ignored;
-    m_socket->close(ignored);
-    m_pauseTimer.cancel();
-  });
+  m_lastTry = m_plan.giveUp == tDuration::zero();
+  if (!m_plan.giveUp || m_lastTry) return;
+  m_giveUpTimer.after(*m_plan.giveUp, [this] { giveUp(); });
 }
 
 void nk_dialer::cancel() {
@@ -81,11 +69,28 @@ void nk_dialer::cancel() {
   m_socket->close(ignored);
 }
 
+void nk_dialer::giveUp() {
+  cancel();
+  m_reports.gaveUp(m_reason);
+}
+
+nk_dialer::tDuration nk_dialer::nextPause() {
+  return std::exchange(m_pause, std::min(m_pause * 2, m_plan.longestPause));
+}
+
+void nk_dialer::attemptAfter(tDuration pause) {
+  m_pauseTimer.after(pause, [this] { attempt(); });
+}
+
 void nk_dialer::attempt() {
   if (m_url.kind != nk_linkUrl::KIND_SERIAL) return attemptSocket();
   std::error_code error;
   int const descriptor = nk_openSerialLine(m_url, error);
-  error ? retry(error) : done(descriptor);
+  if (error) {
+    retry(error);
+  } else {
+    done(descriptor);
+  }
 }
 
 void nk_dialer::attemptSocket() {
@@ -97,33 +102,24 @@ void nk_dialer::attemptSocket() {
                           std::error_code problem, tEndpoint const&) {
                         if (alive.expired()) return;
                         int const descriptor = problem ? -1 : socket->release(problem);
-                        problem ? retry(problem) : done(descriptor);
+                        if (problem) {
+                          retry(problem);
+                        } else {
+                          done(descriptor);
+                        }
                       });
 }
 
 void nk_dialer::done(int descriptor) {
   cancel();
-  m_opened = tClock::now();
+  m_opened = m_clock.now();
   m_reports.opened(descriptor);
 }
 
 void nk_dialer::retry(std::error_code reason) {
-  // A try that was broken off says nothing; the one before it does, if there was one.
-  if (!m_expired || reason != asio::error::operation_aborted) m_reason = nk_systemError(reason);
-  if (m_expired) {
-    cancel();
-    return m_reports.gaveUp(m_reason);
-  }
+  m_reason = nk_systemError(reason);
+  if (m_lastTry) return giveUp();
+  auto const alive = std::weak_ptr(m_alive);
   if (m_reports.failed) m_reports.failed(m_reason);
-  pauseAndAttempt();
-}
-
-void nk_dialer::pauseAndAttempt() {
-  m_pauseTimer.expires_after(m_pause);
-  m_pause = std::min(m_pause * 2, m_plan.longestPause);
-  m_pauseTimer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code) {
-    if (alive.expired()) return;
-    bool const tooLate = m_expired && m_plan.giveUp != tDuration::zero();
-    tooLate ? retry(asio::error::operation_aborted) : attempt();
-  });
+  if (!alive.expired()) attemptAfter(nextPause());  // the report may have cancelled
 }

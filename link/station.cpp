@@ -15,11 +15,24 @@ tFuture futureOf(tRequest const& request) {
   return ticket != nk_station::refused ? promise->get_future() : tFuture();
 }
 
+// The core with the io_context that it runs on. Takes `descriptor` over even if it throws.
+std::shared_ptr<nk_station::tCore> makeCore(int descriptor, nk_station::tOptions const& options) {
+  struct tLoop {
+    tLoop(nk_station::tCore::tOwned& owned, nk_station::tOptions const& settings)
+        : core(io, owned, settings) {}
+    asio::io_context io{1};
+    nk_station::tCore core;
+  };
+  nk_station::tCore::tOwned owned{descriptor};
+  auto const loop = std::make_shared<tLoop>(owned, options);
+  return {loop, &loop->core};
+}
+
 }  // namespace
 
 nk_station::nk_station(int descriptor, tOptions const& options)
-    : m_core(tCore::make(descriptor, options)),
-      // The thread has a share, for it may be still on its way out when the station is gone.
+    : m_core(makeCore(descriptor, options)),
+      // The thread has a share: it may still be on its way out when the station is gone.
       m_thread([core = m_core] { core->run(); }) {}
 
 nk_station::~nk_station() {
@@ -32,24 +45,24 @@ nk_station::~nk_station() {
   }
 }
 
-nk_station::tTicket nk_station::ask(tBlob&& content, unsigned int destination, tDuration timeout,
-                                    tDone done) {
-  return m_core->accept(std::move(content), destination, timeout, std::move(done), true);
+nk_station::tTicket nk_station::ask(tBlob&& content, unsigned int destination,
+                                    tTimeouts const& timeouts, tDone done) {
+  return m_core->accept(std::move(content), destination, timeouts, std::move(done), true);
 }
 
-nk_station::tTicket nk_station::tell(tBlob&& content, unsigned int destination, tDuration timeout,
-                                     tDone done) {
-  return m_core->accept(std::move(content), destination, timeout, std::move(done), false);
+nk_station::tTicket nk_station::tell(tBlob&& content, unsigned int destination,
+                                     tTimeouts const& timeouts, tDone done) {
+  return m_core->accept(std::move(content), destination, timeouts, std::move(done), false);
 }
 
-tFuture nk_station::ask(tBlob&& content, unsigned int destination, tDuration timeout) {
+tFuture nk_station::ask(tBlob&& content, unsigned int destination, tTimeouts const& timeouts) {
   return futureOf(
-      [&](tDone done) { return ask(std::move(content), destination, timeout, std::move(done)); });
+      [&](tDone done) { return ask(std::move(content), destination, timeouts, std::move(done)); });
 }
 
-tFuture nk_station::tell(tBlob&& content, unsigned int destination, tDuration timeout) {
+tFuture nk_station::tell(tBlob&& content, unsigned int destination, tTimeouts const& timeouts) {
   return futureOf(
-      [&](tDone done) { return tell(std::move(content), destination, timeout, std::move(done)); });
+      [&](tDone done) { return tell(std::move(content), destination, timeouts, std::move(done)); });
 }
 
 void nk_station::cancel(tTicket ticket) { m_core->requestCancel(ticket); }

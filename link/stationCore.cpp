@@ -39,8 +39,8 @@ nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* cont
   return setup;
 }
 
-std::chrono::steady_clock::time_point momentAfter(nk_station::tDuration duration) {
-  return std::chrono::steady_clock::now() +
+nk_clock::tMoment momentAfter(nk_clock::tMoment start, nk_station::tDuration duration) {
+  return start +
          std::clamp<nk_station::tDuration>(duration, nk_station::tDuration::zero(), longestTimeout);
 }
 
@@ -48,57 +48,80 @@ nk_station::tResult resultOf(nk_station::teOutcome outcome, std::error_code reas
   return {outcome, nk_basicTelegram::addressNone, {}, reason};
 }
 
+/// What becomes of one request that is handed to the engine, which does not say.
+class tSendWatch {
+ public:
+  explicit tSendWatch(nk_linkedEngine& link)
+      : m_link(link), m_sent(link.carrier().sent()), m_asked(link.guard()->askedFrames()) {}
+  bool wentOut() const { return m_link.carrier().sent() != m_sent; }
+  /// The id that the request was given; none if no answer is wanted or the guard lacked memory.
+  std::optional<unsigned int> id() const {
+    if (m_link.guard()->askedFrames() == m_asked) return {};
+    return m_link.guard()->lastAsked();
+  }
+
+ private:
+  nk_linkedEngine& m_link;
+  unsigned long long const m_sent;
+  unsigned long long const m_asked;
+};
+
 }  // namespace
 
 nk_station::tCore::tOwned::~tOwned() {
   if (descriptor >= 0) ::close(descriptor);
 }
 
-std::shared_ptr<nk_station::tCore> nk_station::tCore::make(int descriptor,
-                                                           tOptions const& options) {
-  tOwned owned{descriptor};
-  return std::make_shared<tCore>(owned, options);
-}
+nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options)
+    : tCore(io, descriptor, options, setupFor(options, this)) {}
 
-nk_station::tCore::tCore(tOwned& descriptor, tOptions const& options)
-    : tCore(descriptor, options, setupFor(options, this)) {}
-
-nk_station::tCore::tCore(tOwned& descriptor, tOptions const& options,
+nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options,
                          nk_linkedEngine::tSetup const& setup)
     : m_options(options),
-      m_io(1),
-      m_link(m_io, descriptor.take(), limitsFor(options), setup),
-      m_timer(m_io),
-      m_work(m_io.get_executor()),
+      m_io(io),
+      m_clock(nk_clock::of(io)),
+      m_link(io, descriptor.take(), limitsFor(options), setup),
+      m_timer(io),
+      m_work(io.get_executor()),
       m_lock(false) {
   m_link.start([this] { round(); });
 }
 
-void nk_station::tCore::run() { m_io.run(); }
+void nk_station::tCore::run() {
+  while (!m_over) m_io.run_one();
+}
+
+// The io_context may outlive this.
+void nk_station::tCore::post(std::function<void()> handler) {
+  asio::post(m_io, [alive = std::weak_ptr(m_alive), handler = std::move(handler)] {
+    if (!alive.expired()) handler();
+  });
+}
 
 nk_station::tTicket nk_station::tCore::accept(tBlob&& content, unsigned int destination,
-                                              tDuration timeout, tDone done, bool wantsAnswer) {
-  auto const deadline = momentAfter(timeout);
+                                              tTimeouts const& timeouts, tDone done,
+                                              bool wantsAnswer) {
+  auto const now = m_clock.now();
   tLockGuard guard(m_lock);
   if (m_closing || m_open >= m_options.maxOpen) return refused;
   unsigned int const bytes = content.size();
   if (bytes > m_options.maxBytes - m_bytes) return refused;
   m_accepted.push_back(
-      {m_lastTicket + 1, {}, bytes, destination, deadline, std::move(done), wantsAnswer});
+      {m_lastTicket + 1, {}, bytes, destination, timeouts, std::move(done), wantsAnswer, now, now});
   m_accepted.back().content.swap(content);
   ++m_open;
   m_bytes += bytes;
-  if (!m_wakened) asio::post(m_io, [this] { round(); });
+  if (!m_wakened) post([this] { round(); });
   m_wakened = true;
   return ++m_lastTicket;
 }
 
 void nk_station::tCore::requestShutDown() {
-  asio::post(m_io, [this] { shutDown(); });
+  post([this] { shutDown(); });
 }
 
 void nk_station::tCore::requestCancel(tTicket ticket) {
-  asio::post(m_io, [this, ticket] {
+  post([this, ticket] {
     takeAccepted();
     giveUp({ticket}, OUTCOME_CANCELLED, std::make_error_code(std::errc::operation_canceled));
     round();
@@ -106,11 +129,11 @@ void nk_station::tCore::requestCancel(tTicket ticket) {
 }
 
 std::future<void> nk_station::tCore::requestFinish(tDuration patience) {
-  tFinish finish{momentAfter(patience), {}};
+  tFinish finish{momentAfter(m_clock.now(), patience), {}};
   auto future = finish.done.get_future();
   // Handlers are copied, promises cannot be.
   auto const shared = std::make_shared<tFinish>(std::move(finish));
-  asio::post(m_io, [this, shared] {
+  post([this, shared] {
     m_finish.push_back(std::move(*shared));
     round();
   });
@@ -140,18 +163,19 @@ void nk_station::tCore::shutDown() {
   }
   for (auto& finish : m_finish) finish.done.set_value();
   m_finish.clear();
-  m_io.stop();
+  m_over = true;
   runCompletions();
 }
 
-// Whatever has happened: brings everything up to date. What completions ask for comes in a round of
-// its own, so that not even one that always asks again keeps the thread from other work.
+// Runs after every event. Requests made by completions wait for the next round, so not even a
+// completion that always asks again starves the thread.
 void nk_station::tCore::round() {
   takeAccepted();
+  noteProgress();
   expire();
   checkLink();
   sendWaiting();
-  noteTold();
+  noteProgress();
   checkLink();
   publish();
   runCompletions();
@@ -176,9 +200,9 @@ void nk_station::tCore::takeAccepted() {
     m_wakened = false;
   }
   for (auto& request : accepted) {
-    m_waiting.push_back(request.ticket);
-    m_deadlines.emplace(request.deadline, request.ticket);
-    m_requests.emplace(request.ticket, std::move(request));
+    auto const ticket = request.ticket;
+    m_waiting.push_back(ticket);
+    setDeadline(m_requests.emplace(ticket, std::move(request)).first->second);
   }
 }
 
@@ -192,37 +216,34 @@ void nk_station::tCore::sendWaiting() {
 }
 
 void nk_station::tCore::send(tRequest& request) {
-  auto const& carrier = m_link.carrier();
   auto const ticket = request.ticket;
-  auto const before = carrier.sent();
-  auto const askedBefore = m_link.guard()->askedFrames();
-  if (!request.content.empty()) {  // of which the engine would make no telegram
+  tSendWatch const watch(m_link);
+  if (!request.content.empty()) {  // the engine makes no telegram of empty content
     request.inEngine = request.wantsAnswer;
     m_link.engine().enqueue_TS(&request.content, request.destination,
                                request.wantsAnswer ? answered : nullptr, engineTimeout_s, &request);
     request.content.release();
     m_link.pump();
   }
-  if (!m_requests.contains(ticket)) {  // it is answered already
-    m_link.guard()->forget(m_link.guard()->lastAsked());
-    return;
-  }
-  if (carrier.sent() == before) {
-    auto const reason =
-        carrier.error() ? carrier.error() : std::make_error_code(std::errc::invalid_argument);
-    request.inEngine = false;  // what it cannot send it drops
-    return complete(ticket, resultOf(OUTCOME_NOT_SENT, reason));
-  }
+  // The pump may have brought the answer already, and `request` is gone then.
+  if (!m_requests.contains(ticket)) return m_link.guard()->forget(m_link.guard()->lastAsked());
+  if (watch.wentOut()) return noteSent(request, watch.id());
+  request.inEngine = false;  // the engine drops what it cannot send
+  auto const broken = m_link.carrier().error();
+  auto const reason = broken ? broken : std::make_error_code(std::errc::invalid_argument);
+  complete(ticket, resultOf(OUTCOME_NOT_SENT, reason));
+}
+
+void nk_station::tCore::noteSent(tRequest& request, std::optional<unsigned int> id) {
   request.sent = true;
+  request.id = id;
   {
     tLockGuard guard(m_lock);
     m_bytes -= std::exchange(request.bytes, 0);
   }
-  if (request.wantsAnswer) {
-    if (m_link.guard()->askedFrames() != askedBefore) request.id = m_link.guard()->lastAsked();
-  } else if (!carrier.error()) {  // or it may have been cut
-    m_told.emplace_back(ticket, carrier.sent());
-  }
+  // On a broken link its end may have been cut off.
+  auto const& carrier = m_link.carrier();
+  if (!carrier.error()) m_leaving.emplace_back(request.ticket, carrier.sent());
 }
 
 void nk_station::tCore::answered(unsigned int address, tBlob* content, void* context, bool,
@@ -236,19 +257,50 @@ void nk_station::tCore::answered(unsigned int address, tBlob* content, void* con
   self.complete(request.ticket, std::move(result));
 }
 
-// The requests without answer whose last byte the system has taken.
-void nk_station::tCore::noteTold() {
+// Notes which bytes the system has taken: a request that wants no answer is done with its last one,
+// for the others the time for the answer begins.
+void nk_station::tCore::noteProgress() {
   auto const& carrier = m_link.carrier();
-  auto const gone = carrier.sent() - carrier.outgoing();
-  for (; !m_told.empty() && m_told.front().second <= gone; m_told.pop_front())
-    complete(m_told.front().first, resultOf(OUTCOME_SENT, {}));
+  auto const now = m_clock.now();
+  if (std::exchange(m_gone, carrier.sent() - carrier.outgoing()) != m_gone) m_lastProgress = now;
+  for (; !m_leaving.empty() && m_leaving.front().second <= m_gone; m_leaving.pop_front()) {
+    auto const found = m_requests.find(m_leaving.front().first);
+    if (found == m_requests.end()) continue;
+    auto& request = found->second;
+    if (!request.wantsAnswer) {
+      complete(request.ticket, resultOf(OUTCOME_SENT, {}));
+      continue;
+    }
+    request.taken = now;
+    setDeadline(request);
+  }
 }
 
+nk_station::tCore::tMoment nk_station::tCore::deadlineOf(tRequest const& request) const {
+  auto const& limits = request.timeouts;
+  auto const phase = request.taken
+                         ? momentAfter(*request.taken, limits.answer)
+                         : momentAfter(std::max(request.accepted, m_lastProgress), limits.stall);
+  return std::min(phase, momentAfter(request.accepted, limits.whole));
+}
+
+void nk_station::tCore::setDeadline(tRequest& request) {
+  m_deadlines.erase({request.deadline, request.ticket});
+  request.deadline = deadlineOf(request);
+  m_deadlines.emplace(request.deadline, request.ticket);
+}
+
+// Progress moves the deadlines of all requests that are not sent yet. They are looked at again only
+// when they come up, or each byte would cost time for each request.
 void nk_station::tCore::expire() {
-  auto const now = tClock::now();
+  auto const now = m_clock.now();
   std::vector<tTicket> late;
-  for (auto const& [deadline, ticket] : m_deadlines) {
-    if (deadline > now) break;
+  while (!m_deadlines.empty() && m_deadlines.begin()->first <= now) {
+    auto const ticket = m_deadlines.begin()->second;
+    auto& request = m_requests.at(ticket);
+    setDeadline(request);
+    if (request.deadline > now) continue;
+    m_deadlines.erase({request.deadline, ticket});
     late.push_back(ticket);
   }
   giveUp(late, OUTCOME_TIMEOUT, std::make_error_code(std::errc::timed_out));
@@ -289,8 +341,8 @@ void nk_station::tCore::giveUp(std::vector<tTicket> const& tickets, teOutcome ou
   }
 }
 
-// The engine lets go of a request when it is answered, so it is given an answer, an empty one. One
-// that it sent when there was no memory to note its id stays with it.
+// The engine forgets a request only when it is answered, so feed it an empty answer. Without an id
+// that is impossible: see m_lost.
 void nk_station::tCore::withdraw(tRequest& request) {
   request.givenUp = true;
   if (!request.id) return;
@@ -331,7 +383,7 @@ void nk_station::tCore::checkFinish() {
     m_toldEnd = true;
   }
   bool const over = carrier.error() || (m_toldEnd && (carrier.ended() || carrier.isSerial()));
-  auto const now = tClock::now();
+  auto const now = m_clock.now();
   m_finish.remove_if([&](tFinish& finish) {
     if (!over && now < finish.deadline) return false;
     finish.done.set_value();
@@ -346,9 +398,7 @@ void nk_station::tCore::arm() {
   for (auto const& finish : m_finish) next = std::min(next, finish.deadline);
   if (next == tMoment::max() || m_armed == next) return;
   m_armed = next;
-  m_timer.expires_at(next);
-  m_timer.async_wait([this](std::error_code problem) {
-    if (problem) return;
+  m_timer.at(next, [this] {
     m_armed.reset();
     round();
   });

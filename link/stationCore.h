@@ -2,45 +2,46 @@
 
 #include <asio/executor_work_guard.hpp>
 #include <asio/io_context.hpp>
-#include <asio/steady_timer.hpp>
-#include <chrono>
 #include <deque>
+#include <functional>
 #include <future>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <utility>
 #include <vector>
 
+#include "link/clock.h"
 #include "link/linkedEngine.h"
 #include "link/station.h"
 #include "nkSupport/tCriticalSection.h"
 
-/// What an nk_station and its polling thread share. accept(), the functions named request... and
-/// guardCounters() and traffic() are for any thread; run() is the polling thread, and all else
-/// belongs to it. The lock is held for moments only, never during a completion or a call of the
-/// engine.
+/// An nk_station without its thread: accepts requests, sends them over one link and completes each
+/// exactly once. Time and everything else come from the io_context that it is given.
+///
+/// Threads: accept(), request...(), guardCounters() and traffic() may be called from any thread.
+/// Everything else belongs to the thread that runs the io_context, and so do the completions. The
+/// lock is held for moments only, never during a completion or a call of the engine.
 class nk_station::tCore {
  public:
-  /// A descriptor until the link has taken it over.
+  /// A file descriptor until the link has taken it over.
   struct tOwned {
     ~tOwned();
     int take() { return std::exchange(descriptor, -1); }
     int descriptor;
   };
-  /// Takes `descriptor` over, even if it throws.
-  static std::shared_ptr<tCore> make(int descriptor, tOptions const& options);
-  tCore(tOwned& descriptor, tOptions const& options);
-  /// The setup is made before the descriptor is taken, which would be lost if making it threw.
-  tCore(tOwned& descriptor, tOptions const& options, nk_linkedEngine::tSetup const& setup);
+  /// `io` is borrowed.
+  tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options);
 
-  /// Polls until shutDown().
+  /// Runs the io_context until shutDown().
   void run();
-  /// Completes all open requests as cancelled, and ends run().
+  /// Completes all open requests as cancelled or not sent, and ends run(). Nothing is accepted or
+  /// completed after that.
   void shutDown();
 
-  tTicket accept(tBlob&& content, unsigned int destination, tDuration timeout, tDone done,
+  tTicket accept(tBlob&& content, unsigned int destination, tTimeouts const& timeouts, tDone done,
                  bool wantsAnswer);
   void requestShutDown();
   void requestCancel(tTicket ticket);
@@ -49,18 +50,20 @@ class nk_station::tCore {
   tTraffic traffic() const;
 
  private:
-  using tClock = std::chrono::steady_clock;
-  using tMoment = tClock::time_point;
+  using tMoment = nk_clock::tMoment;
 
   struct tRequest {
     tTicket ticket;
     tBlob content;
-    unsigned int bytes;  // of the content, as long as it has not been sent
+    unsigned int bytes;  // of the content; 0 once it has been handed to the engine
     unsigned int destination;
-    tMoment deadline;
+    tTimeouts timeouts;
     tDone done;
     bool wantsAnswer;
-    bool sent = false;
+    tMoment accepted;
+    tMoment deadline;                  // its place in m_deadlines; may be earlier than deadlineOf()
+    std::optional<tMoment> taken{};    // when the system had taken the last byte
+    bool sent = false;                 // at least one byte has reached the carrier
     bool inEngine = false;             // the engine has a pointer to this
     bool givenUp = false;              // what the engine says of it no longer counts
     std::optional<unsigned int> id{};  // of the telegram, as far as the guard knows it
@@ -71,12 +74,19 @@ class nk_station::tCore {
     std::promise<void> done;
   };
 
+  /// Takes `setup` ready-made: if building it throws, `descriptor` is still owned and gets closed.
+  tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options,
+        nk_linkedEngine::tSetup const& setup);
+  void post(std::function<void()> handler);
   void round();
   void publish();
   void takeAccepted();
   void sendWaiting();
   void send(tRequest& request);
-  void noteTold();
+  void noteSent(tRequest& request, std::optional<unsigned int> id);
+  void noteProgress();
+  tMoment deadlineOf(tRequest const& request) const;
+  void setDeadline(tRequest& request);
   void expire();
   std::error_code over() const;
   void checkLink();
@@ -90,16 +100,21 @@ class nk_station::tCore {
                        void* userData);
 
   tOptions const m_options;
-  asio::io_context m_io;
+  asio::io_context& m_io;
+  nk_clock& m_clock;
   nk_linkedEngine m_link;
-  asio::steady_timer m_timer;
+  nk_timer m_timer;
   std::optional<tMoment> m_armed;  // when the timer will fire
   bool m_toldEnd = false;          // the peer knows that no more will be sent
+  bool m_over = false;             // run() is to return
   asio::executor_work_guard<asio::io_context::executor_type> m_work;
+  std::shared_ptr<char> m_alive = std::make_shared<char>();  // posted handlers hold weak pointers
 
   tRequests m_requests;
-  std::deque<tTicket> m_waiting;                              // not sent yet, in order
-  std::deque<std::pair<tTicket, unsigned long long>> m_told;  // and the byte that ends each
+  std::deque<tTicket> m_waiting;                                 // not sent yet, in order
+  std::deque<std::pair<tTicket, unsigned long long>> m_leaving;  // and the byte that ends each
+  unsigned long long m_gone = 0;  // bytes of the link that the system has taken
+  tMoment m_lastProgress{};       // when m_gone last grew
   std::set<std::pair<tMoment, tTicket>> m_deadlines;
   std::deque<std::pair<tDone, tResult>> m_completed;  // to be called
   std::list<tRequests::node_type> m_lost;             // given up, but the engine kept the pointer
