@@ -4,299 +4,229 @@
 
 #include <asio/post.hpp>
 #include <atomic>
-#include <map>
 #include <optional>
 
 #include "harness/clock.h"
 #include "harness/hex.h"
+#include "harness/manualClock.h"
 #include "harness/system.h"
-#include "link/linkedEngine.h"
+#include "harness/wirePeer.h"
+#include "link/stationCore.h"
 #include "nkSupport/tCompression.h"
 
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 using tResult = nk_station::tResult;
+using tTimeouts = nk_station::tTimeouts;
 using enum nk_station::teOutcome;
 
 constexpr auto ample = harness::patience;
-// Long enough for a request to be sent, on a loaded machine too.
-constexpr milliseconds brief{500};
+constexpr milliseconds step{50};
 
-// A panel with address 2 on a thread of its own. Contents tell it what to do: it answers with them,
-// but for those that begin with "-".
-class tPanel {
- public:
-  explicit tPanel(int descriptor) : m_thread([this] { m_io.run(); }) {
-    asio::post(m_io, [this, descriptor] {
-      nk_linkedEngine::tSetup setup;
-      setup.address = 2;
-      setup.receive = receive;
-      setup.context = this;
-      m_link.emplace(m_io, descriptor, nk_carrier::tLimits{}, setup);
-      m_link->start([] {});
-    });
-  }
-  ~tPanel() {
-    m_work.reset();
-    m_io.stop();
-    m_thread.join();
-  }
-  std::atomic<unsigned int> requests = 0;
-
- private:
-  static void receive(unsigned int, tBlob* content, void* context) {
-    ++static_cast<tPanel*>(context)->requests;
-    if (harness::text(*content).starts_with("-")) content->clear();
-  }
-
-  asio::io_context m_io{1};
-  asio::executor_work_guard<asio::io_context::executor_type> m_work = asio::make_work_guard(m_io);
-  std::optional<nk_linkedEngine> m_link;
-  std::thread m_thread;
-};
-
+// A station without its thread, and its panel with address 2, on a clock that the test moves.
 class stationCalls : public testing::Test {
  protected:
-  nk_station& open(nk_station::tOptions const& options = {}) {
+  void open(nk_station::tOptions const& options = {}) {
+    core.reset();
+    calls.clear();
     auto [mine, other] = harness::socketPair();
-    peer = std::move(other);
-    station = std::make_unique<nk_station>(mine.release(), options);
-    return *station;
+    end = std::move(other);
+    peer.emplace(end.get());
+    nk_station::tCore::tOwned owned{mine.release()};
+    core.emplace(io, owned, options);
   }
-  void startPanel() { panel = std::make_unique<tPanel>(peer.release()); }
-  // Asks, and counts the completions of each ticket.
-  nk_station::tTicket ask(std::string const& content, milliseconds timeout = ample) {
-    auto const number = asked++;
-    return station->ask(harness::bytes(content), 2, timeout, [this, number](tResult&& result) {
-      ++completions[number];
-      ++outcomes[result.outcome];
-    });
+  // The number of the call, or nothing if it was refused.
+  std::optional<std::size_t> call(tBlob&& content, tTimeouts const& timeouts = ample,
+                                  bool wantsAnswer = true) {
+    auto const number = calls.size();
+    auto const ticket = core->accept(
+        std::move(content), 2, timeouts,
+        [this, number](tResult&& result) {
+          EXPECT_FALSE(calls[number].result) << "completed twice";
+          calls[number].result = std::move(result);
+        },
+        wantsAnswer);
+    if (ticket == nk_station::refused) return {};
+    calls.push_back({ticket, {}});
+    return number;
   }
-  void expectEachOnce(unsigned int accepted) {
-    EXPECT_EQ(completions.size(), accepted);
-    for (auto const& [number, count] : completions) EXPECT_EQ(count, 1u) << number;
+  bool done(std::size_t number) const { return calls[number].result.has_value(); }
+  void answer(std::size_t request, unsigned int source = 2) {
+    peer->send(
+        harness::tWirePeer::answer(peer->requests.at(request).id, source, 1, harness::bytes("!")));
+  }
+  void expectEnd(std::size_t number, nk_station::teOutcome outcome, std::errc reason = {}) {
+    ASSERT_TRUE(done(number));
+    auto const& result = *calls[number].result;
+    EXPECT_EQ(result.outcome, outcome);
+    EXPECT_EQ(result.reason, reason) << result.reason.message();
+    EXPECT_EQ(result.content.empty(), outcome != OUTCOME_ANSWER);
   }
 
-  std::optional<harness::tFakeClock> clock;  // must outlive the threads that read it
-  harness::tDescriptor peer;
-  std::unique_ptr<tPanel> panel;
-  std::unique_ptr<nk_station> station;
-  unsigned int asked = 0;
-  std::map<unsigned int, unsigned int> completions;  // of the polling thread, until it has ended
-  std::map<nk_station::teOutcome, unsigned int> outcomes;
+  struct tCall {
+    nk_station::tTicket ticket;
+    std::optional<tResult> result;
+  };
+  asio::io_context io{1};
+  harness::tManualClock& clock = harness::tManualClock::install(io);
+  harness::tDescriptor end;
+  std::optional<harness::tWirePeer> peer;
+  std::optional<nk_station::tCore> core;
+  std::vector<tCall> calls;
 };
 
-TEST_F(stationCalls, everyThreadGetsItsOwnAnswers) {
-  nk_station::tOptions options;
-  options.maxOpen = 4000;
-  auto& line = open(options);
-  startPanel();
-  std::atomic<unsigned int> right = 0;
-  std::vector<std::thread> threads;
-  for (unsigned int thread = 0; thread < 4; ++thread) {
-    threads.emplace_back([&, thread] {
-      std::vector<std::pair<std::string, std::future<tResult>>> calls;
-      for (unsigned int call = 0; call < 200; ++call) {
-        auto const text = harness::randomBytes(1 + call * 10, thread * 1000 + call);
-        calls.emplace_back("+" + text, line.ask(harness::bytes("+" + text), 2, ample));
-      }
-      for (auto& [text, call] : calls) {
-        auto const result = call.get();
-        right += result.outcome == OUTCOME_ANSWER && result.address == 2 &&
-                 harness::text(result.content) == text;
-      }
-    });
-  }
-  for (auto& thread : threads) thread.join();
-  EXPECT_EQ(right, 800u);
-  EXPECT_EQ(line.guardCounters().delivered, 800u);
-}
+// What the system of the peer takes unread is far less than a large request.
+constexpr unsigned int large = 2000000;
 
-// Each row makes a request and lets something happen to it.
-TEST_F(stationCalls, everyRequestHasItsOutcome) {
-  using tCall = std::future<tResult>;
-  auto const silent = [](nk_station& line, milliseconds timeout) {
-    return line.ask(harness::bytes("?"), 2, timeout);
-  };
-  auto const sentAndSilent = [&](nk_station& line, nk_station::tDuration timeout) {
-    auto call = line.ask(harness::bytes("?"), 2, timeout);
-    char byte;
-    EXPECT_TRUE(harness::becomes([&] { return ::recv(peer.get(), &byte, 1, 0) == 1; }));
-    return call;
-  };
+TEST_F(stationCalls, deadlines) {
+  constexpr milliseconds never{1000000}, moving{1};  // the former when the row ends
   struct {
     char const* what;
-    std::function<tCall(nk_station&)> act;
+    tTimeouts timeouts;
+    unsigned int size;
+    bool behindLarge;     // a request without limits, sent before
+    bool peerReads;       // up to 250 KB each step
+    milliseconds answer;  // the time after the last byte after which the panel answers
     nk_station::teOutcome outcome;
-    std::errc reason;
-    milliseconds patience{10000};
+    milliseconds completed;  // `moving`: some time after all others of the row
   } const rows[] = {
-      {"silence", [&](nk_station& line) { return silent(line, brief); }, OUTCOME_TIMEOUT,
-       std::errc::timed_out},
-      {"no time", [&](nk_station& line) { return silent(line, milliseconds(-1)); },
-       OUTCOME_NOT_SENT, std::errc::timed_out},
-      {"nothing to send", [](nk_station& line) { return line.ask(tBlob(), 2, ample); },
-       OUTCOME_NOT_SENT, std::errc::invalid_argument},
-      {"peer ends",
-       [&](nk_station& line) {
-         auto call = sentAndSilent(line, nk_station::tDuration::max());
-         ::shutdown(peer.get(), SHUT_WR);
-         return call;
-       },
-       OUTCOME_CANCELLED, std::errc::not_connected},
-      {"ended before",
-       [&](nk_station& line) {
-         ::shutdown(peer.get(), SHUT_WR);
-         silent(line, ample).wait();
-         return silent(line, ample);
-       },
-       OUTCOME_NOT_SENT, std::errc::not_connected},
-      {"peer takes nothing",
-       [](nk_station& line) { return line.ask(harness::noise(4000000), 2, ample); },
-       OUTCOME_CANCELLED, std::errc::timed_out, milliseconds(200)},
-      {"told",
-       [](nk_station& line) { return line.tell(harness::bytes("!"), 2, ample); },
-       OUTCOME_SENT,
-       {}},
-      {"told in part",
-       [](nk_station& line) { return line.tell(harness::noise(4000000), 2, brief); },
-       OUTCOME_TIMEOUT, std::errc::timed_out},
-      {"cancelled while waiting",
-       [](nk_station& line) {
-         line.tell(harness::noise(4000000), 2, ample, {});
-         auto promise = std::make_shared<std::promise<tResult>>();
-         line.cancel(line.ask(harness::bytes("?"), 2, ample, [promise](tResult&& result) {
-           promise->set_value(std::move(result));
-         }));
-         return promise->get_future();
-       },
-       OUTCOME_NOT_SENT, std::errc::operation_canceled},
-      {"destroyed",
-       [&](nk_station& line) {
-         auto call = sentAndSilent(line, ample);
-         station.reset();
-         return call;
-       },
-       OUTCOME_CANCELLED, std::errc::operation_canceled},
+      {"whole", milliseconds(500), 1, false, true, never, OUTCOME_TIMEOUT, milliseconds(500)},
+      {"just answered", milliseconds(500), 1, false, true, milliseconds(450), OUTCOME_ANSWER,
+       milliseconds(500)},
+      {"no time", milliseconds(-1), 1, false, true, never, OUTCOME_NOT_SENT, milliseconds(0)},
+      {"whole, moving", milliseconds(200), large, false, true, never, OUTCOME_TIMEOUT,
+       milliseconds(200)},
+      {"answer", tTimeouts::ofProgress(milliseconds(200), milliseconds(400)), 1, false, true, never,
+       OUTCOME_TIMEOUT, milliseconds(400)},
+      {"stall", tTimeouts::ofProgress(milliseconds(200), milliseconds(400)), large, false, false,
+       never, OUTCOME_TIMEOUT, milliseconds(200)},
+      {"stall before", tTimeouts::ofProgress(milliseconds(200), milliseconds(400)), 1, true, false,
+       never, OUTCOME_NOT_SENT, milliseconds(200)},
+      {"progress", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), large, false, true,
+       milliseconds(50), OUTCOME_ANSWER, moving},
+      {"progress before", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), 1, true,
+       true, milliseconds(50), OUTCOME_ANSWER, moving},
+      {"answer after progress", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), large,
+       false, true, never, OUTCOME_TIMEOUT, moving},
   };
   for (auto const& row : rows) {
-    nk_station::tOptions options;
-    options.patience = row.patience;
-    auto const result = row.act(open(options)).get();
-    EXPECT_EQ(result.outcome, row.outcome) << row.what;
-    EXPECT_EQ(result.reason, row.reason) << row.what << ": " << result.reason.message();
-    EXPECT_TRUE(result.content.empty());
+    SCOPED_TRACE(row.what);
+    open();
+    if (row.behindLarge) call(harness::noise(large), never, false);
+    auto const number = *call(harness::noise(row.size), row.timeouts);
+    clock.settle();
+    milliseconds now{0}, lastByte{0};
+    for (; !done(number) && now < milliseconds(5000); now += step, clock.advance(step)) {
+      auto const before = peer->received;
+      if (row.peerReads) peer->read(250000);
+      if (peer->received != before) lastByte = now;
+      if (now - lastByte == row.answer) answer(row.behindLarge);
+    }
+    auto const timedOut = row.outcome != OUTCOME_ANSWER ? std::errc::timed_out : std::errc{};
+    expectEnd(number, row.outcome, timedOut);
+    if (row.completed != moving) {
+      EXPECT_EQ(now, row.completed);
+    } else {
+      EXPECT_GT(now, milliseconds(400));
+    }
   }
 }
 
-TEST_F(stationCalls, refusesWhatIsTooMuchAndLeavesTheContent) {
+// However a request ends, its share of both limits is free again.
+TEST_F(stationCalls, limits) {
   nk_station::tOptions options;
   options.maxOpen = 2;
-  options.maxBytes = 5000000;
-  auto& line = open(options);
-  auto large = harness::noise(4000000);
-  EXPECT_NE(line.ask(std::move(large), 2, ample, {}), nk_station::refused);
-  EXPECT_TRUE(large.empty());
-  tBlob tooLarge = harness::noise(5000001);
-  EXPECT_EQ(line.ask(std::move(tooLarge), 2, ample, {}), nk_station::refused);
-  EXPECT_EQ(tooLarge.size(), 5000001u);
-  auto const second = ask("-");
-  EXPECT_NE(second, nk_station::refused);
-  EXPECT_EQ(ask("-"), nk_station::refused);
-  EXPECT_FALSE(line.tell(harness::bytes("-"), 2, ample).valid());
-  // A request that completes makes room.
-  line.cancel(second);
-  EXPECT_TRUE(harness::becomes([&] { return ask("-") != nk_station::refused; }));
-  station.reset();
-  expectEachOnce(2);
-}
-
-TEST_F(stationCalls, completionsMayAskAndCancelAgain) {
-  auto& line = open();
-  startPanel();
-  std::promise<unsigned int> finished;
-  unsigned int count = 0;
-  std::function<void(tResult &&)> const next = [&](tResult&& result) {
-    EXPECT_EQ(result.outcome, OUTCOME_ANSWER);
-    line.cancel(line.ask(harness::bytes("-"), 2, ample, [&](tResult&& other) {
-      EXPECT_NE(other.outcome, OUTCOME_ANSWER);
-      if (++count == 50) return finished.set_value(count);
-      line.ask(harness::bytes("+"), 2, ample, next);
-    }));
-    line.finish(ample);  // does nothing here, above all does not wait for itself
+  options.maxBytes = large;
+  options.guard = nk_linkGuard::tOptions::all(1);
+  options.guard->maxAsked = 1;  // open requests are remembered nevertheless
+  auto const answerBoth = [&] {
+    for (int i = 0; i < 100; ++i, clock.settle()) peer->read();
+    answer(0);
+    answer(1);
+    clock.settle();
+    expectEnd(0, OUTCOME_ANSWER);
   };
-  line.ask(harness::bytes("+"), 2, ample, next);
-  auto future = finished.get_future();
-  ASSERT_EQ(future.wait_for(ample), std::future_status::ready);
+  auto const timeOut = [&] { clock.advance(ample); };
+  auto const cancel = [&] { core->requestCancel(calls[1].ticket); };
+  auto const endLink = [&] { ::shutdown(end.get(), SHUT_WR); };
+  struct {
+    char const* what;
+    bool sent;  // or still waiting behind another request
+    std::function<void()> act;
+    nk_station::teOutcome outcome;
+    std::errc reason;
+  } const rows[] = {
+      {"answered", true, answerBoth, OUTCOME_ANSWER, {}},
+      {"timed out", true, timeOut, OUTCOME_TIMEOUT, std::errc::timed_out},
+      {"timed out unsent", false, timeOut, OUTCOME_NOT_SENT, std::errc::timed_out},
+      {"cancelled", true, cancel, OUTCOME_CANCELLED, std::errc::operation_canceled},
+      {"cancelled unsent", false, cancel, OUTCOME_NOT_SENT, std::errc::operation_canceled},
+      {"link ended", true, endLink, OUTCOME_CANCELLED, std::errc::not_connected},
+      {"link ended unsent", false, endLink, OUTCOME_NOT_SENT, std::errc::not_connected},
+      {"link broken unsent", false, [&] { end.close(); }, OUTCOME_NOT_SENT, std::errc::broken_pipe},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(row.what);
+    open(options);
+    call(harness::noise(row.sent ? 1 : large), 2 * ample, row.sent);
+    clock.settle();
+    auto content = harness::noise(large + 1);
+    EXPECT_FALSE(call(std::move(content))) << "too many bytes";
+    EXPECT_EQ(content.size(), large + 1);
+    content.truncate(large);
+    ASSERT_TRUE(call(std::move(content)));
+    EXPECT_FALSE(call(harness::bytes("-"))) << "too many requests";
+    clock.settle();
+    row.act();
+    clock.settle();
+    expectEnd(1, row.outcome, row.reason);
+    EXPECT_TRUE(call(harness::noise(large)));
+  }
 }
 
-TEST_F(stationCalls, destroyedFromItsOwnCompletionItCompletesAllOthersFirst) {
+TEST_F(stationCalls, outcomesBesides) {
   open();
-  startPanel();
-  std::promise<unsigned int> finished;
-  for (unsigned int i = 0; i < 100; ++i) ask("-");
-  auto const before = asked;
-  station->ask(harness::bytes("+"), 2, ample, [&](tResult&&) {
-    for (unsigned int i = 0; i < 100; ++i) ask("-");
-    std::exchange(station, nullptr).reset();
-    finished.set_value(static_cast<unsigned int>(completions.size()));
-  });
-  EXPECT_EQ(finished.get_future().get(), before + 100);
-  expectEachOnce(200);
+  call(tBlob());
+  clock.settle();
+  expectEnd(0, OUTCOME_NOT_SENT, std::errc::invalid_argument);
+  call(harness::bytes("!"), ample, false);
+  clock.settle();
+  expectEnd(1, OUTCOME_SENT);
+  call(harness::bytes("?"));
+  clock.settle();
+  peer->read();
+  answer(1, 3);  // not the one who was asked
+  clock.settle();
+  EXPECT_FALSE(done(2));
+  call(harness::noise(large), ample, false);
+  clock.settle();
+  call(harness::bytes("unsent"));
+  core->requestShutDown();
+  core->run();
+  expectEnd(2, OUTCOME_CANCELLED, std::errc::operation_canceled);
+  expectEnd(3, OUTCOME_CANCELLED, std::errc::operation_canceled);
+  expectEnd(4, OUTCOME_NOT_SENT, std::errc::operation_canceled);
+  EXPECT_FALSE(call(harness::bytes("?")));
 }
 
-TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
-  auto& line = open();
-  peer.close();
-  std::atomic<unsigned int> accepted = 1, completed = 0;
-  std::function<void(tResult &&)> const again = [&](tResult&& result) {
-    EXPECT_NE(result.outcome, OUTCOME_ANSWER);
-    ++completed;
-    accepted += line.ask(harness::bytes("+"), 2, ample, again) != nk_station::refused;
-  };
-  line.ask(harness::bytes("+"), 2, ample, again);
-  EXPECT_TRUE(harness::becomes([&] { return completed > 100; }));
-  station.reset();
-  EXPECT_EQ(completed, accepted);
-}
-
-// Threads ask as fast as they can while the station is destroyed under way, from within or without.
-TEST_F(stationCalls, noCompletionIsLostOrDoubledAtTheEnd) {
-  for (unsigned int round = 0; round < 20; ++round) {
-    auto [mine, other] = harness::socketPair();
-    tPanel device(other.release());
-    std::atomic<unsigned int> accepted = 0, completed = 0, threadsDone = 0;
-    std::promise<void> gone;
-    auto* const line = new nk_station(mine.release(), {});
-    std::vector<std::thread> threads;
-    for (unsigned int thread = 0; thread < 2; ++thread) {
-      threads.emplace_back([&, thread] {
-        for (unsigned int call = 0; call < 50 + round * 10; ++call) {
-          auto const ticket = line->ask(harness::bytes(call % 3 == thread ? "-" : "+"), 2, ample,
-                                        [&](tResult&&) { ++completed; });
-          accepted += ticket != nk_station::refused;
-          if (call % 5 == 0) line->cancel(ticket);
-        }
-        ++threadsDone;
-      });
-    }
-    for (auto& thread : threads) thread.join();
-    if (round % 2 == 0) {
-      delete line;
-    } else {
-      ++accepted;
-      EXPECT_TRUE(harness::becomes([&] {
-        return line->ask(harness::bytes("+"), 2, ample, [&](tResult&&) {
-          delete line;
-          ++completed;
-          gone.set_value();
-        }) != nk_station::refused;
-      }));
-      gone.get_future().wait();
-    }
-    EXPECT_EQ(completed, accepted);
+TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeerOrItsPatience) {
+  for (bool const patient : {true, false}) {
+    open();
+    auto const told = *call(harness::noise(large), ample, false);
+    auto const finished = core->requestFinish(patient ? ample : step);
+    auto const isFinished = [&] {
+      return finished.wait_for(milliseconds(0)) == std::future_status::ready;
+    };
+    clock.settle();
+    EXPECT_FALSE(done(told) || isFinished());
+    for (int i = 0; i < 100; ++i, clock.settle()) peer->read();
+    expectEnd(told, OUTCOME_SENT);
+    EXPECT_TRUE(peer->ended);
+    EXPECT_FALSE(isFinished());
+    patient ? end.close() : clock.advance(step);
+    clock.settle();
+    EXPECT_TRUE(isFinished());
   }
 }
 
@@ -307,53 +237,141 @@ TEST_F(stationCalls, aLargeRequestGivenUpLeavesTheOthersAlone) {
     ~tCeiling() { tCompression::setMaxDecodedSize(64 << 20); }
   } const ceiling;
   open();
-  startPanel();
-  ask("-small");
-  ask("-" + harness::randomBytes(5000, 1), milliseconds(50));
-  auto const last = station->ask(harness::bytes("-last"), 2, brief);
-  last.wait();
-  station.reset();
-  expectEachOnce(2);
-  EXPECT_EQ(outcomes[nk_station::OUTCOME_TIMEOUT], 1u);
-  EXPECT_EQ(outcomes[nk_station::OUTCOME_CANCELLED], 1u);
+  call(harness::bytes("small"));
+  call(harness::noise(5000), step);
+  clock.settle();
+  clock.advance(step);
+  expectEnd(1, OUTCOME_TIMEOUT, std::errc::timed_out);
+  peer->read();
+  answer(0);
+  clock.settle();
+  expectEnd(0, OUTCOME_ANSWER);
 }
 
 TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
-  clock.emplace(0);
-  auto& line = open();
-  startPanel();
-  auto waiting = line.ask(harness::bytes("-"), 2, brief);
-  EXPECT_TRUE(harness::becomes([&] { return panel->requests == 1; }));
-  for (long long const step : {1800000000LL, -1700000000LL}) {
-    clock->advance(step);
-    auto call = line.ask(harness::bytes("+"), 2, ample);
-    EXPECT_EQ(call.get().outcome, OUTCOME_ANSWER);
+  harness::tFakeClock wallClock(0);
+  open();
+  call(harness::bytes("?"));
+  for (long long const seconds : {1800000000LL, -1700000000LL}) {
+    wallClock.advance(seconds);
+    clock.advance(step);
   }
-  EXPECT_EQ(waiting.get().outcome, OUTCOME_TIMEOUT);
+  peer->read();
+  answer(0);
+  clock.settle();
+  expectEnd(0, OUTCOME_ANSWER);
 }
 
-TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeer) {
-  auto& line = open();
-  auto told = line.tell(harness::noise(4000000), 2, ample);
-  std::atomic<bool> finishing = false, ended = false;
-  ssize_t all = 0;
-  std::thread reader([&] {
-    char buffer[65536];
-    EXPECT_TRUE(harness::becomes([&] { return finishing && line.traffic().waiting != 0; }));
-    EXPECT_TRUE(harness::becomes([&] {
-      auto const count = ::recv(peer.get(), buffer, sizeof buffer, 0);
-      all += std::max<ssize_t>(count, 0);
-      return count == 0;
-    }));
-    ended = true;
-    ::shutdown(peer.get(), SHUT_WR);
-  });
-  finishing = true;
-  line.finish(ample);
-  EXPECT_TRUE(ended);
-  EXPECT_GT(all, 4000000);
-  EXPECT_EQ(told.get().outcome, OUTCOME_SENT);
-  reader.join();
+TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
+  open();
+  end.close();
+  unsigned int accepted = 0, completed = 0;
+  std::function<void(tResult &&)> again = [&](tResult&&) {
+    ++completed;
+    accepted += core->accept(harness::bytes("?"), 2, ample, again, true) != nk_station::refused;
+  };
+  again({});
+  while (completed < 100) io.run_one();
+  core->requestShutDown();
+  core->run();
+  EXPECT_EQ(completed, accepted + 1);
+}
+
+// A panel with address 2 on a thread of its own. It answers with what it is asked, but not what
+// begins with "-".
+class tPanel {
+ public:
+  explicit tPanel(int descriptor) : m_thread([this] { m_io.run(); }) {
+    asio::post(m_io, [this, descriptor] {
+      nk_linkedEngine::tSetup setup;
+      setup.address = 2;
+      setup.receive = [](unsigned int, tBlob* content, void*) {
+        if (harness::text(*content).starts_with("-")) content->clear();
+      };
+      m_link.emplace(m_io, descriptor, nk_carrier::tLimits{}, setup);
+      m_link->start([] {});
+    });
+  }
+  ~tPanel() {
+    m_io.stop();
+    m_thread.join();
+  }
+
+ private:
+  asio::io_context m_io{1};
+  asio::executor_work_guard<asio::io_context::executor_type> m_work = asio::make_work_guard(m_io);
+  std::optional<nk_linkedEngine> m_link;
+  std::thread m_thread;
+};
+
+TEST(station, everyThreadGetsItsOwnAnswers) {
+  auto [mine, other] = harness::socketPair();
+  tPanel const panel(other.release());
+  nk_station station(mine.release(), {});
+  std::atomic<unsigned int> right = 0;
+  std::vector<std::thread> threads;
+  for (unsigned int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([&, thread] {
+      std::vector<std::pair<std::string, std::future<tResult>>> calls;
+      for (unsigned int call = 0; call < 200; ++call) {
+        auto const text = "+" + harness::randomBytes(call * 10, thread * 1000 + call);
+        calls.emplace_back(text, station.ask(harness::bytes(text), 2, ample));
+      }
+      for (auto& [text, call] : calls) {
+        auto const result = call.get();
+        right += result.outcome == OUTCOME_ANSWER && result.address == 2 &&
+                 harness::text(result.content) == text;
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(right, 800u);
+  EXPECT_EQ(station.guardCounters().delivered, 800u);
+  EXPECT_EQ(station.tell(harness::bytes("-"), 2, ample).get().outcome, OUTCOME_SENT);
+  station.finish(milliseconds(0));
+}
+
+// Threads ask and cancel as fast as they can; then the station is destroyed, from elsewhere or from
+// a completion, which may still ask.
+TEST(station, noCompletionIsLostOrDoubledAtTheEnd) {
+  for (unsigned int round = 0; round < 20; ++round) {
+    auto [mine, other] = harness::socketPair();
+    tPanel const panel(other.release());
+    std::atomic<unsigned int> accepted = 0, completed = 0;
+    auto* const line = new nk_station(mine.release(), {});
+    auto const ask = [&](char const* text) {
+      auto const ticket =
+          line->ask(harness::bytes(text), 2, ample, [&](tResult&&) { ++completed; });
+      accepted += ticket != nk_station::refused;
+      return ticket;
+    };
+    std::vector<std::thread> threads;
+    for (unsigned int thread = 0; thread < 2; ++thread) {
+      threads.emplace_back([&, thread] {
+        for (unsigned int call = 0; call < 50 + round * 10; ++call) {
+          auto const ticket = ask(call % 3 == thread ? "-" : "+");
+          if (call % 5 == 0) line->cancel(ticket);
+        }
+      });
+    }
+    for (auto& thread : threads) thread.join();
+    if (round % 2 == 0) {
+      delete line;
+    } else {
+      std::promise<void> gone;
+      auto const destroy = [&](tResult&&) {
+        line->finish(ample);  // does nothing here, above all it does not wait for itself
+        ask("-");
+        delete line;
+        gone.set_value();
+      };
+      EXPECT_TRUE(harness::becomes([&] {
+        return line->ask(harness::bytes("+"), 2, ample, destroy) != nk_station::refused;
+      }));
+      gone.get_future().wait();
+    }
+    EXPECT_EQ(completed, accepted);
+  }
 }
 
 }  // namespace
