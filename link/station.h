@@ -75,8 +75,9 @@ class nk_station {
     /// The answer, for the completion to keep or move away; empty if there is none.
     tBlob content;
     /// Why the request was given up: timed_out, operation_canceled (by cancel() or destruction),
-    /// not_connected (the peer has ended the link in order), invalid_argument (empty content cannot
-    /// be sent), or the error that broke the link. No error with an answer, and when all was sent.
+    /// not_connected (the link was ended in order, by the peer or by finish()), invalid_argument
+    /// (empty content cannot be sent), or the error that broke the link. No error with an answer,
+    /// and when all was sent.
     std::error_code reason;
   };
   /// Called exactly once for each request accepted.

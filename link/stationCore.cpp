@@ -18,6 +18,7 @@ constexpr unsigned int carrierRoom = 1u << 30;
 // the clock of a new device jumps from 1970 to the present.
 constexpr unsigned int engineTimeout_s = std::numeric_limits<unsigned int>::max();
 constexpr std::chrono::hours longestTimeout{24 * 365 * 100};
+std::error_code const linkEnded = std::make_error_code(std::errc::not_connected);
 
 nk_carrier::tLimits limitsFor(nk_station::tOptions const& options) {
   nk_carrier::tLimits limits;
@@ -211,7 +212,12 @@ void nk_station::tCore::sendWaiting() {
   while (!m_waiting.empty() && carrier.outgoing() < sendAhead && !carrier.error()) {
     auto const found = m_requests.find(m_waiting.front());
     m_waiting.pop_front();
-    if (found != m_requests.end()) send(found->second);
+    if (found == m_requests.end()) continue;
+    if (m_toldEnd) {  // sending would break the link for those that still wait for their answer
+      complete(found->first, resultOf(OUTCOME_NOT_SENT, linkEnded));
+    } else {
+      send(found->second);
+    }
   }
 }
 
@@ -309,8 +315,7 @@ void nk_station::tCore::expire() {
 std::error_code nk_station::tCore::over() const {
   auto const& carrier = m_link.carrier();
   bool const ended = carrier.ended() && m_link.unhandled() == 0;
-  return ended && !carrier.error() ? std::make_error_code(std::errc::not_connected)
-                                   : carrier.error();
+  return ended && !carrier.error() ? linkEnded : carrier.error();
 }
 
 void nk_station::tCore::checkLink() {
@@ -382,7 +387,8 @@ void nk_station::tCore::checkFinish() {
     carrier.finishSending();
     m_toldEnd = true;
   }
-  bool const over = carrier.error() || (m_toldEnd && (carrier.ended() || carrier.isSerial()));
+  bool const over =
+      m_over || carrier.error() || (m_toldEnd && (carrier.ended() || carrier.isSerial()));
   auto const now = m_clock.now();
   m_finish.remove_if([&](tFinish& finish) {
     if (!over && now < finish.deadline) return false;

@@ -17,8 +17,8 @@ class tWirePeer {
 
   /// What has arrived so far, in order; of a telegram in parts the first only.
   struct tRequest {
-    unsigned int id, source;
-    bool wantsAnswer;
+    unsigned int id, destination;
+    tBlob content;  ///< of the first part
   };
   std::vector<tRequest> requests;
   unsigned int received = 0;  ///< bytes
@@ -38,8 +38,8 @@ class tWirePeer {
     }
     for (nk_telegramPart part; part.streamContainsTelegram(&m_stream);) {
       if (part.partId() != 1) continue;
-      requests.push_back(
-          {part.telegramId(), part.sourceAddress(), !part.isRequestWithoutResponse()});
+      part.isSinglePartTelegram();  // decompresses it
+      requests.push_back({part.telegramId(), part.destinationAddress(), *part.payload()});
     }
   }
   void send(tBlob const& bytes) const {

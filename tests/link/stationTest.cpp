@@ -103,12 +103,12 @@ TEST_F(stationCalls, deadlines) {
        never, OUTCOME_TIMEOUT, milliseconds(200)},
       {"stall before", tTimeouts::ofProgress(milliseconds(200), milliseconds(400)), 1, true, false,
        never, OUTCOME_NOT_SENT, milliseconds(200)},
-      {"progress", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), large, false, true,
+      {"progress", tTimeouts::ofProgress(step, milliseconds(100)), large, false, true,
        milliseconds(50), OUTCOME_ANSWER, moving},
-      {"progress before", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), 1, true,
-       true, milliseconds(50), OUTCOME_ANSWER, moving},
-      {"answer after progress", tTimeouts::ofProgress(milliseconds(100), milliseconds(100)), large,
-       false, true, never, OUTCOME_TIMEOUT, moving},
+      {"progress before", tTimeouts::ofProgress(step, milliseconds(100)), 1, true, true,
+       milliseconds(50), OUTCOME_ANSWER, moving},
+      {"answer after progress", tTimeouts::ofProgress(step, milliseconds(100)), large, false, true,
+       never, OUTCOME_TIMEOUT, moving},
   };
   for (auto const& row : rows) {
     SCOPED_TRACE(row.what);
