@@ -125,9 +125,7 @@ class tStory {
   void request(fuzz::tInput& input) {
     auto const kind = input.number<unsigned char>();
     unsigned int const size =
-        input.below(20) == 0 ? 0
-                             : sizeof(unsigned int) +
-                                   input.oneOf({0U, 10U, 1000U, 3000U, maxBytes - 4, maxBytes - 3});
+        input.below(20) == 0 ? 0 : input.oneOf({4U, 14U, 1000U, 3000U, maxBytes, maxBytes + 1});
     nk_station::tTimeouts const limits[] = {
         {},
         milliseconds(500),
@@ -142,7 +140,7 @@ class tStory {
   bool make(unsigned int size, unsigned int destination, bool wantsAnswer,
             nk_station::tTimeouts const& timeouts, unsigned int then) {
     auto const number = m_calls.size();
-    tBlob content = size == 0 ? tBlob() : numbered(number, size - sizeof(unsigned int));
+    tBlob content = size == 0 ? tBlob() : numbered(number, size - 4);
     auto const ticket = m_core->accept(
         std::move(content), destination, timeouts,
         [this, number](nk_station::tResult&& result) { completed(number, result); }, wantsAnswer);

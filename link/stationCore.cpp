@@ -27,7 +27,8 @@ nk_carrier::tLimits limitsFor(nk_station::tOptions const& options) {
   return limits;
 }
 
-nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* context) {
+nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* context,
+                                 nk_clock const& clock) {
   nk_linkedEngine::tSetup setup;
   setup.address = options.address;
   setup.context = context;
@@ -35,6 +36,7 @@ nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* cont
   setup.logContext = options.logContext;
   setup.logFcn = options.logFcn;
   setup.guard = options.guard ? *options.guard : nk_linkGuard::tOptions::all(options.address);
+  setup.guard->now = [&clock] { return clock.now(); };
   setup.guard->checkAnswers = true;  // it also tells which id a request was given
   setup.guard->maxAsked = std::max(setup.guard->maxAsked, options.maxOpen);
   return setup;
@@ -74,7 +76,7 @@ nk_station::tCore::tOwned::~tOwned() {
 }
 
 nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options)
-    : tCore(io, descriptor, options, setupFor(options, this)) {}
+    : tCore(io, descriptor, options, setupFor(options, this, nk_clock::of(io))) {}
 
 nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options,
                          nk_linkedEngine::tSetup const& setup)
