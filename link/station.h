@@ -95,7 +95,8 @@ class nk_station {
     unsigned int maxOpen = 1024;
     /// Most bytes of content that are accepted and not sent; more are refused.
     unsigned int maxBytes = 64u << 20;
-    /// The guard's cures; without a value all of them. Answers are checked in any case.
+    /// The guard's cures; without a value all of them. In any case answers are checked and the
+    /// clock is the station's.
     std::optional<nk_linkGuard::tOptions> guard;
     /// How long the peer may take nothing while bytes wait to be sent; then the link is over.
     tDuration patience{10000};

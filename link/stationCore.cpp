@@ -10,12 +10,12 @@
 
 namespace {
 
-// Requests are handed to the engine as long as fewer bytes than these wait to be sent.
+// Requests are handed to the engine while fewer bytes than this wait to be sent.
 constexpr unsigned int sendAhead = 1u << 20;
 // Room for any request on top of that, so that sending never waits.
 constexpr unsigned int carrierRoom = 1u << 30;
-// The engine's time-outs follow a clock that people set: they must not come first, not even when
-// the clock of a new device jumps from 1970 to the present.
+// The engine's timeouts follow the wall clock. They must never fire first, not even when the clock
+// of a new device is set from 1970 to the present.
 constexpr unsigned int engineTimeout_s = std::numeric_limits<unsigned int>::max();
 constexpr std::chrono::hours longestTimeout{24 * 365 * 100};
 std::error_code const linkEnded = std::make_error_code(std::errc::not_connected);
@@ -330,7 +330,8 @@ void nk_station::tCore::checkLink() {
   giveUp(hopeless, OUTCOME_CANCELLED, reason);
 }
 
-// Completes requests without an answer: those that were sent as told, the others as not sent.
+// Completes requests without an answer: with `outcome` if they were sent at least in part,
+// otherwise as not sent. First makes the engine forget them, as it points to them.
 void nk_station::tCore::giveUp(std::vector<tTicket> const& tickets, teOutcome outcome,
                                std::error_code reason) {
   bool withdrawn = false;
