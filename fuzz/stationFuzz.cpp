@@ -197,6 +197,7 @@ class tStory {
     }
     if (reason == std::errc::operation_canceled) return call.cancelled || m_ending;
     if (reason == std::errc::invalid_argument) return call.size == 0;
+    if (reason == std::errc::bad_message) return m_noisy;
     if (reason == std::errc::not_connected && !m_finishes.empty()) return true;
     return m_peerEnded;
   }

@@ -12,7 +12,6 @@
 #include "harness/system.h"
 #include "harness/wirePeer.h"
 #include "link/stationCore.h"
-#include "nkSupport/tCompression.h"
 
 namespace {
 
@@ -219,24 +218,6 @@ TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeerOrItsPatience) {
     clock.settle();
     EXPECT_TRUE(isFinished());
   }
-}
-
-// What is sent may be larger than what this side would take.
-TEST_F(stationCalls, aLargeRequestGivenUpLeavesTheOthersAlone) {
-  struct tCeiling {
-    tCeiling() { tCompression::setMaxDecodedSize(1000); }
-    ~tCeiling() { tCompression::setMaxDecodedSize(64 << 20); }
-  } const ceiling;
-  open();
-  call(harness::bytes("small"));
-  call(harness::noise(5000), step);
-  clock.settle();
-  clock.advance(step);
-  expectEnd(1, OUTCOME_TIMEOUT, std::errc::timed_out);
-  peer->read();
-  answer(0);
-  clock.settle();
-  expectEnd(0, OUTCOME_ANSWER);
 }
 
 TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
