@@ -444,20 +444,21 @@ class Link:
         return self.complete.pop(0)
 
     def collect(self, part):
-        key = (part.id, part.source, part.destination)
         if part.number == 1 and part.last:
             self.finish([part])
             return
+        key = (part.source, part.destination, part.id, part.stamp, part.kind, part.form)
         parts = self.incomplete.setdefault(key, {})
-        if part.number in parts:
+        last = max((number for number in parts if parts[number].last), default=None)
+        beyond = last is not None and (part.last or part.number > last)
+        if part.number == 0 or beyond or (part.last and part.number < max(parts, default=0)):
+            tell("dropped a part that fits no telegram")
             return
-        parts[part.number] = part
-        if len(parts) > 1 and part.last:
-            del self.incomplete[key]
-            if all(number in parts for number in range(1, len(parts) + 1)):
-                self.finish(list(parts.values()))
-            else:
-                tell("dropped a telegram with a gap")
+        parts.setdefault(part.number, part)
+        if part.last:
+            last = part.number
+        if last == len(parts):
+            self.finish(list(self.incomplete.pop(key).values()))
 
     def finish(self, parts):
         first = parts[0]

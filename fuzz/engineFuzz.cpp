@@ -31,11 +31,10 @@ bool sameCalls(std::vector<tCall> const& a, std::vector<tCall> const& b) {
   });
 }
 
-/// The content of a whole telegram, or none if it cannot be decoded.
-std::optional<std::string> contentOf(tPart& header, tBlob payload) {
+/// The content of a whole telegram: empty if it cannot be decoded.
+std::string contentOf(tPart& header, tBlob payload) {
   tPart whole(0, 0, 0, 1, 0, true, &payload, header.type(), header.compression());
   whole.isSinglePartTelegram();
-  if (whole.decodingFailed()) return std::nullopt;
   return text(*whole.payload());
 }
 
@@ -102,7 +101,6 @@ class tModel {
     }
     tBlob joined;
     for (auto const& [number, payload] : payloads) joined.append(payload);
-    if (joined.size() > tCompression::maxDecodedSize()) return std::nullopt;
     return contentOf(*first, joined);
   }
   void deliver(tPart& part, std::string const& content) {

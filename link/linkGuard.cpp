@@ -145,7 +145,9 @@ nk_linkGuard::tCounters nk_linkGuard::counters() const {
   all.badFrames = m_incoming.badFrames();
   all.largeFrames = m_incoming.largeFrames();
   all.duplicates += m_held.duplicates();
+  all.misfits = m_held.misfits();
   all.expired = m_held.expired();
   all.refused += m_held.refused();
+  all.incomplete = m_held.count();
   return all;
 }

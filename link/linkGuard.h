@@ -41,7 +41,8 @@ class nk_linkGuard {
     /// Drops frames that are neither for this address nor for all; without a value none.
     std::optional<unsigned int> address;
     /// Holds the frames of a telegram of several parts back until all are here and then delivers
-    /// them in order, so that the engine never has to keep incomplete telegrams.
+    /// them in order, so that the engine never has to keep incomplete telegrams. The rule is that
+    /// of nk_heldTelegrams.
     bool assemble = false;
     /// The most that `assemble` holds, what it takes to hold it included. The telegram that waited
     /// longest for a part makes room for others; a telegram that is larger by itself is refused.
@@ -76,8 +77,10 @@ class nk_linkGuard {
     unsigned long long foreign = 0;       ///< frames for other addresses
     unsigned long long strangers = 0;     ///< frames of answers that were not asked for
     unsigned long long duplicates = 0;    ///< frames that came before
+    unsigned long long misfits = 0;       ///< parts that fit no telegram, going by their number
     unsigned long long expired = 0;       ///< incomplete telegrams that got no part in time
-    unsigned long long refused = 0;       ///< telegrams without room, parts that fit no telegram
+    unsigned long long refused = 0;       ///< telegrams dropped for lack of room or memory
+    unsigned long long incomplete = 0;    ///< telegrams that lack parts at present
   };
 
   /// Called with each frame for the engine, start and end byte included; the bytes hold during the

@@ -15,10 +15,10 @@
 #include "nkSupport/tBlob.h"
 
 /// The asking end of one link: engine, guard and carrier on a polling thread of their own. Every
-/// accepted request completes exactly once: answered, sent (if it wants no answer), timed out, not
-/// sent or cancelled. The engine alone reports nothing about requests that could not be sent or
-/// were open when it was destroyed, and its timeouts follow the wall clock; deadlines here follow
-/// the monotonic clock.
+/// accepted request completes exactly once: answered (readably or not), sent (if it wants no
+/// answer), timed out, not sent or cancelled. The engine alone reports nothing about requests that
+/// could not be sent or were open when it was destroyed, and its timeouts follow the wall clock;
+/// deadlines here follow the monotonic clock.
 ///
 /// Threads: every function may be called from any thread and from completions. Completions run on
 /// the polling thread, one at a time, without any lock held. They may do anything, even destroy the
@@ -64,6 +64,7 @@ class nk_station {
     OUTCOME_SENT,       ///< of tell() only: the system has taken all of it
     OUTCOME_TIMEOUT,    ///< it was sent, but no answer came in time; of tell(): sent in part
     OUTCOME_NOT_SENT,   ///< given up before a byte of it was sent; `reason` says why
+    OUTCOME_DAMAGED,    ///< an answer came, but it has no content or cannot be decompressed
     OUTCOME_CANCELLED,  ///< given up after it was sent or begun; `reason` says why
   };
   /// What a completion is given.
@@ -76,8 +77,8 @@ class nk_station {
     tBlob content;
     /// Why the request was given up: timed_out, operation_canceled (by cancel() or destruction),
     /// not_connected (the link was ended in order, by the peer or by finish()), invalid_argument
-    /// (empty content cannot be sent), or the error that broke the link. No error with an answer,
-    /// and when all was sent.
+    /// (empty content cannot be sent), bad_message (with OUTCOME_DAMAGED), or the error that broke
+    /// the link. No error with an answer, and when all was sent.
     std::error_code reason;
   };
   /// Called exactly once for each request accepted.

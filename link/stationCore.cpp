@@ -262,6 +262,11 @@ void nk_station::tCore::answered(unsigned int address, tBlob* content, void* con
   if (request.givenUp) return;
   tResult result{content != nullptr ? OUTCOME_ANSWER : OUTCOME_TIMEOUT, address, {}, {}};
   if (content != nullptr) result.content.swap(*content);
+  if (content != nullptr && result.content.empty()) {
+    // No engine sends empty content: this is what it makes of content that it cannot decompress.
+    result.outcome = OUTCOME_DAMAGED;
+    result.reason = std::make_error_code(std::errc::bad_message);
+  }
   self.complete(request.ticket, std::move(result));
 }
 

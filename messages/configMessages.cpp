@@ -155,11 +155,12 @@ void nk_messageSetConfigReq::timeSlotsJson(nk_jsonFields& fields) {
 
 void nk_messageSetConfigReq::framesJson(nk_jsonFields& fields) {
   tLockGuard guard(m_frameLock);
+  nk_frameList const& frames = *m_frames;
   if (!fields.writing()) frm_clear();
-  fields.list("frames", m_frames->count(), [this](nk_jsonFields object, unsigned int index) {
+  fields.list("frames", frames.count(), [&](nk_jsonFields object, unsigned int index) {
     // What a member that is missing counts as.
     tFrame frame("", 0, 0, 0, 0, 0, 0, 0);
-    if (object.writing()) frame = *frame_get(index);
+    if (object.writing()) frame = *frames.get(index);
     object.text("name", frame.m_name)
         .number("left", frame.m_left)
         .number("top", frame.m_top)
@@ -347,7 +348,7 @@ std::vector<int> nk_messageSetConfigReq::frm_getListOfFrameIds() {
   return ids;
 }
 
-tFrame* nk_messageSetConfigReq::frame_get(unsigned int index) { return m_frames->get(index); }
+tFrame* nk_messageSetConfigReq::frame_get(unsigned int index) { return m_frames->lend(index); }
 
 bool nk_messageSetConfigReq::frame_get_ts(unsigned int index, tFrame* out) {
   tLockGuard guard(m_frameLock);

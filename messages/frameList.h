@@ -8,8 +8,11 @@
 
 #include "nkProtocol/configMessages.h"
 
-/// The frames of a configuration in the order they were added, no two with the same id. Finding by
-/// id and finding a free id do not walk the list, which a peer can make 65526 frames long.
+/// The frames of a configuration in the order in which they were added. Finding a frame by id and
+/// finding a free id use an index, since a peer can make the list 65526 frames long.
+///
+/// Whoever borrows a stored frame may give it another id at any time, even that of another frame.
+/// So from the first lend() on, all searches walk the list, until clear() ends all borrowing.
 /// Not synchronised, but for count(): the configuration holds its frame lock.
 class nk_frameList {
  public:
@@ -19,22 +22,30 @@ class nk_frameList {
   /// May be called by any thread at any time.
   unsigned int count() const { return m_count; }
   /// The frame at `index`; null past the end.
-  tFrame* get(unsigned int index) const;
-  /// The frame with this id; null if there is none.
+  tFrame const* get(unsigned int index) const;
+  /// The same, for callers that may change the frame.
+  tFrame* lend(unsigned int index);
+  /// The first frame with this id; null if there is none.
   tFrame* getById(unsigned short id) const;
   /// Appends a frame whose id no frame has.
   void add(tFrame const& frame);
+  /// Deletes the first frame with this id; false if there is none.
   bool remove(unsigned short id);
   void clear();
-  /// The first id from `candidate` on, 65535 being followed by 0, that no frame has.
+  /// The first id from `candidate` on that no frame has; 0 follows 65535. 0 if all are taken.
   unsigned short freeId(unsigned short candidate) const;
 
  private:
   static constexpr unsigned int bitsPerWord = 64;
-  void markUsed(unsigned short id, bool used);
+  using tIdBits = std::array<unsigned long long, 65536 / bitsPerWord>;  // a bit per id
+  static void mark(tIdBits& ids, unsigned short id, bool used);
+  static unsigned short firstFree(tIdBits const& ids, unsigned short candidate);
 
   std::vector<std::unique_ptr<tFrame>> m_frames;
-  std::unordered_map<unsigned short, tFrame*> m_byId;
-  std::array<unsigned long long, 65536 / bitsPerWord> m_usedIds{};  // a bit per id
   std::atomic<unsigned int> m_count{0};
+  // The index: not kept up to date, nor looked at, while m_lent is set. Atomic, as frames are lent
+  // without the lock.
+  std::atomic<bool> m_lent{false};
+  std::unordered_map<unsigned short, tFrame*> m_byId;
+  tIdBits m_usedIds{};
 };

@@ -4,7 +4,6 @@
 
 #include "nkSupport/base128.h"
 #include "nkSupport/crc.h"
-#include "nkSupport/tCompression.h"
 
 namespace {
 
@@ -12,9 +11,9 @@ namespace {
 constexpr unsigned int groupSize = 7;
 constexpr unsigned int encodedGroupSize = 8;
 
-// Gives the memory of an empty buffer back if it is far more than its latest use needed. Up to room
-// for the largest frame of the usual payload size it is kept in any case: fresh megabytes cost more
-// than all the work on them.
+// Frees an empty buffer that is more than four times the size last used. Up to 2 MiB, enough for a
+// frame of the default payload size, is always kept: allocating megabytes anew costs more than
+// encoding them.
 void trim(tBlob& buffer, unsigned int latestUse) {
   constexpr unsigned int alwaysKept = 2 << 20;
   if (buffer.capacity() > alwaysKept && buffer.capacity() / 4 > latestUse) buffer.release();
@@ -118,13 +117,9 @@ void nk_frameReader::recycle(tBlob& stream, nk_telegramPart& part) {
 bool nk_frameReader::decode(unsigned char const* encoded, unsigned int size,
                             nk_telegramPart& part) {
   unsigned int const bodySize = base128::decodedSize(size);
-  unsigned int const overhead = frameHeaderSize + frameCrcSize;
-  unsigned int const ceiling = tCompression::maxDecodedSize();
   if (bodySize == 0) return false;
-  if (bodySize > overhead && bodySize - overhead > ceiling) return false;
   m_body.clearSer();
   unsigned char* const body = m_body.extend(bodySize);
   return body != nullptr && base128::decode(body, encoded, size) &&
-         crc_crc8init(body, bodySize) == 0 && part.readBody(m_body) &&
-         part.m_payload.size() <= ceiling;  // the CRC may count as its last byte
+         crc_crc8init(body, bodySize) == 0 && part.readBody(m_body);
 }

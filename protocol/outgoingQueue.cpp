@@ -27,6 +27,17 @@ bool append(std::vector<T>& list, T const& entry) {
 
 nk_outgoingQueue::nk_outgoingQueue() : m_earliestTimeout(never) {}
 
+nk_outgoingQueue::tUnsent::tUnsent(tNew const& from)
+    : telegram(from.id, from.source, from.destination, from.content, from.callback, from.context,
+               from.isResponse, from.userData, from.allowCompression) {
+  telegram.setTimeout_s(from.timeout_s);
+}
+
+void nk_outgoingQueue::push(tNew const& telegram) {
+  m_unsent.emplace_back(telegram);
+  if (m_unsent.back().telegram.waitForResponse()) addWaiting();
+}
+
 // Notes that the telegram at the end waits for its response.
 void nk_outgoingQueue::addWaiting() {
   nk_telegram const& added = m_unsent.back().telegram;

@@ -12,14 +12,21 @@
 class nk_outgoingQueue {
  public:
   nk_outgoingQueue();
-  /// Appends a telegram made of `arguments`, as nk_telegram's constructor takes them. The time-out
-  /// counts only for a request with a callback.
-  template <class... Arguments>
-  void push(long long timeout_s, Arguments... arguments) {
-    m_unsent.emplace_back(arguments...);
-    m_unsent.back().telegram.setTimeout_s(timeout_s);
-    if (m_unsent.back().telegram.waitForResponse()) addWaiting();
-  }
+  /// What a telegram is made of; see nk_telegram's constructor.
+  struct tNew {
+    unsigned int id;
+    unsigned int source;
+    unsigned int destination;
+    tBlob* content;
+    nk_responseCallback callback = nullptr;
+    void* context = nullptr;
+    bool isResponse = false;
+    void* userData = nullptr;
+    bool allowCompression = true;
+    long long timeout_s = 0;  ///< counts only for a request with a callback
+  };
+  /// Appends a telegram. Throws std::bad_alloc, with the queue as it was, if memory runs out.
+  void push(tNew const& telegram);
   /// The first telegram that is not sent yet, owned by the queue; null if there is none.
   nk_telegram* firstUnsent();
   /// Number of telegrams that are not sent yet.
@@ -45,8 +52,7 @@ class nk_outgoingQueue {
  private:
   struct tWaiting;
   struct tUnsent {
-    template <class... Arguments>
-    explicit tUnsent(Arguments... arguments) : telegram(arguments...) {}
+    explicit tUnsent(tNew const& from);
 
     nk_telegram telegram;
     tWaiting* waiting = nullptr;  // null if it wants no response

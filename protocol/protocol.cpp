@@ -31,7 +31,6 @@ constexpr char logForMe[] = "received telegram for me (tlg-id: %d)";
 constexpr char logForOthers[] =
     "received telegram is addressed to another instance (%d -> %d; own address: %d)";
 constexpr char logSinglePart[] = "received single part telegram (tlg-id: %u)";
-constexpr char logNotDecodable[] = "received telegram can't be decompressed, drop it (tlg-id: %u)";
 constexpr char logPartIncomplete[] = "received telegram is NOT complete now";
 constexpr char logPartCorrupt[] = "received complete telegram is corrupt, remove it (tlg.-id: %u)";
 constexpr char logPartComplete[] =
@@ -49,15 +48,13 @@ constexpr char logNoResponse[] = "no response to request required";
 constexpr char logHandled[] = "telegram handled, remove it (tlg-id: %d)";
 constexpr char logCannotRemove[] = "telegram handled, but can't remove it (tlg-id: %d)";
 
+// Most texts print ids and addresses as signed numbers.
+int asSigned(unsigned int number) { return static_cast<int>(number); }
+
 }  // namespace
 
 std::atomic<unsigned int> nk_protocol::u32TlgNumber{0};
 std::atomic<void (*)(char const*, va_list)> nk_protocol::m_pFcnLog{nullptr};
-
-namespace {
-// Ids and addresses are logged as signed numbers, as they always were.
-int shown(unsigned int number) { return static_cast<int>(number); }
-}  // namespace
 
 nk_protocol::nk_protocol(unsigned int ownAddress, tReceiveCallback recvCb, void* context,
                          unsigned int defaultTimeout_s,
@@ -103,8 +100,15 @@ void nk_protocol::enqueue_TS(tBlob* content, unsigned int destAddress,
   tLockGuard guard(m_outgoingLock);
   unsigned int const id = ++u32TlgNumber;
   try {
-    m_outgoing->push(timeout_s != 0 ? timeout_s : m_defaultTimeout_s, id, m_ownAddress, destAddress,
-                     content, responseCb, m_context, false, userData, m_compressionAllowed);
+    m_outgoing->push({.id = id,
+                      .source = m_ownAddress,
+                      .destination = destAddress,
+                      .content = content,
+                      .callback = responseCb,
+                      .context = m_context,
+                      .userData = userData,
+                      .allowCompression = m_compressionAllowed,
+                      .timeout_s = timeout_s != 0 ? timeout_s : m_defaultTimeout_s});
   } catch (std::bad_alloc const&) {
     log(logQueueFailed);
   }
@@ -112,10 +116,15 @@ void nk_protocol::enqueue_TS(tBlob* content, unsigned int destAddress,
 
 void nk_protocol::respond_TS(tBlob* content, unsigned int destAddress, unsigned int telegramId) {
   tLockGuard guard(m_outgoingLock);
-  log(logRespond, shown(telegramId), shown(m_ownAddress), shown(destAddress));
+  log(logRespond, asSigned(telegramId), asSigned(m_ownAddress), asSigned(destAddress));
   try {
-    m_outgoing->push(0, telegramId, m_ownAddress, destAddress, content, nullptr, m_context, true,
-                     nullptr, m_compressionAllowed);
+    m_outgoing->push({.id = telegramId,
+                      .source = m_ownAddress,
+                      .destination = destAddress,
+                      .content = content,
+                      .context = m_context,
+                      .isResponse = true,
+                      .allowCompression = m_compressionAllowed});
   } catch (std::bad_alloc const&) {
     log(logQueueFailed);
   }
@@ -157,9 +166,9 @@ void nk_protocol::handleOutgoing(nk_server* server, void* ctx, nk_transferFuncti
 void nk_protocol::sendTelegram(nk_telegram& telegram, nk_server* server, void* ctx,
                                nk_transferFunction sendFn) {
   bool const sent = telegram.send(server, ctx, sendFn, *m_frameWriter);
-  int const id = shown(telegram.telegramId());
-  int const source = shown(telegram.sourceAddress());
-  int const destination = shown(telegram.destinationAddress());
+  int const id = asSigned(telegram.telegramId());
+  int const source = asSigned(telegram.sourceAddress());
+  int const destination = asSigned(telegram.destinationAddress());
   if (!sent) {
     log(logSendFailed, telegram.telegramId());
   } else if (telegram.isResponse()) {
@@ -220,27 +229,25 @@ void nk_protocol::handleStream() {
 bool nk_protocol::isForMe(nk_telegramPart const& part) {
   unsigned int const destination = part.destinationAddress();
   if (destination == nk_basicTelegram::addressBroadcast) {
-    log(logBroadcast, shown(part.telegramId()));
+    log(logBroadcast, asSigned(part.telegramId()));
     return true;
   }
   if (destination == m_ownAddress) {
-    log(logForMe, shown(part.telegramId()));
+    log(logForMe, asSigned(part.telegramId()));
     return true;
   }
-  log(logForOthers, shown(part.sourceAddress()), shown(destination), shown(m_ownAddress));
+  log(logForOthers, asSigned(part.sourceAddress()), asSigned(destination), asSigned(m_ownAddress));
   return false;
 }
 
 // The content that `part` completes, null if there is none yet.
 tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete) {
-  tBlob* content = part.isSinglePartTelegram();
-  if (content != nullptr) {
+  // PEER: content that cannot be decompressed is empty, and is handled like any other content.
+  if (tBlob* const content = part.isSinglePartTelegram()) {
     log(logSinglePart, part.telegramId());
-    if (!part.decodingFailed()) return content;
-    log(logNotDecodable, part.telegramId());
-    return nullptr;
+    return content;
   }
-  content = checkTlgPartMatch_TS(&part, complete);
+  tBlob* const content = matchPart(&part, complete, &nk_telegram::takeContent);
   if (content != nullptr) {
     log(logMultiComplete, part.telegramId());
   } else {
@@ -250,17 +257,21 @@ tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete) {
 }
 
 tBlob* nk_protocol::checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete) {
+  return matchPart(part, complete, &nk_telegram::getCompleteContent);
+}
+
+tBlob* nk_protocol::matchPart(nk_telegramPart* part, nk_telegram** complete, tJoin join) {
   if (part == nullptr) return nullptr;
   *complete = nullptr;
   tLockGuard guard(m_incomingLock);
   try {
-    return filePart(*part, complete);
+    return filePart(*part, complete, join);
   } catch (std::bad_alloc const&) {
     return nullptr;  // the part is lost, as on a bad line
   }
 }
 
-tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete) {
+tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete, tJoin join) {
   nk_telegram* const telegram = m_incoming->find(part);
   // PEER: the first part of a telegram is never checked for completeness.
   if (telegram == nullptr) {
@@ -278,13 +289,13 @@ tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete) {
     m_incoming->remove(part, telegram);
     return nullptr;
   }
-  tBlob* const content = telegram->getCompleteContent();
-  if (content == nullptr) {
+  tBlob* const content = (telegram->*join)();
+  if (content == nullptr) {  // no memory to join it
     log(logPartNoContent, part.telegramId());
     m_incoming->remove(part, telegram);
     return nullptr;
   }
-  log(logPartComplete, part.telegramId(), shown(content->size()));
+  log(logPartComplete, part.telegramId(), asSigned(content->size()));
   *complete = telegram;
   return content;
 }
@@ -319,9 +330,9 @@ void nk_protocol::removeHandled(nk_telegramPart const& part, nk_telegram const* 
   {
     tLockGuard guard(m_incomingLock);
     if (m_incoming->remove(part, telegram)) {
-      log(logHandled, shown(part.telegramId()));
+      log(logHandled, asSigned(part.telegramId()));
       return;
     }
   }
-  log(logCannotRemove, shown(part.telegramId()));
+  log(logCannotRemove, asSigned(part.telegramId()));
 }

@@ -6,14 +6,15 @@
 bool nk_receivedParts::add(nk_telegramPart& part) {
   if (m_taken) return false;
   tKey const key{part.partId(), part.destinationAddress(), part.sourceAddress()};
-  if (m_parts.empty()) m_inOrder = {0, key[1], key[2]};
-  bool const sameAddresses = key[1] == m_inOrder[1] && key[2] == m_inOrder[2];
-  if (sameAddresses && key[0] >= 1 && key[0] <= m_inOrder[0]) return false;
+  if (m_parts.empty()) m_inOrder = {0, key.destination, key.source};
+  bool const sameAddresses =
+      key.destination == m_inOrder.destination && key.source == m_inOrder.source;
+  if (sameAddresses && key.number >= 1 && key.number <= m_inOrder.number) return false;
   if (m_others.contains(key)) return false;
 
   unsigned int const offset = m_payloads.size();
-  bool const isNext = sameAddresses && key[0] == m_inOrder[0] + 1;
-  m_parts.push_back({key[0], offset, part.payload()->size(), part.isLastPart()});
+  bool const isNext = sameAddresses && key.number == m_inOrder.number + 1;
+  m_parts.push_back({key.number, offset, part.payload()->size(), part.isLastPart()});
   try {
     if (!isNext) m_others.insert(key);
   } catch (std::bad_alloc const&) {
@@ -25,18 +26,18 @@ bool nk_receivedParts::add(nk_telegramPart& part) {
     m_parts.pop_back();
     return false;
   }
-  if (isNext) ++m_inOrder[0];
+  if (isNext) ++m_inOrder.number;
   return true;
 }
 
-// A stable sort gives the list that the exchange sort of tVector would, which takes quadratic time
-// for parts in an order that a hostile peer can choose.
+// std::stable_sort gives the same order as the exchange sort of tVector, but a hostile peer cannot
+// make it quadratic by the order in which it sends the parts.
 bool nk_receivedParts::sort() {
   auto const before = [](tPart const& a, tPart const& b) { return a.id < b.id; };
-  if (!m_taken && !std::is_sorted(m_parts.begin(), m_parts.end(), before)) {
-    std::stable_sort(m_parts.begin(), m_parts.end(), before);
+  if (!std::is_sorted(m_parts.begin(), m_parts.end(), before)) {
     tBlob sorted;
     if (!sorted.reserve(m_payloads.size())) return false;
+    std::stable_sort(m_parts.begin(), m_parts.end(), before);
     for (tPart& part : m_parts) {
       unsigned char const* const bytes = m_payloads.data() + part.offset;
       part.offset = sorted.size();
@@ -49,10 +50,13 @@ bool nk_receivedParts::sort() {
                      [&expected](tPart const& part) { return part.id == ++expected; });
 }
 
-bool nk_receivedParts::takePayloads(tBlob& out) {
-  if (m_taken) return false;
+bool nk_receivedParts::copyPayloads(tBlob& out) const {
+  out.clear();
+  return out.append(m_payloads);
+}
+
+void nk_receivedParts::takePayloads(tBlob& out) {
   m_taken = true;
   out.swap(m_payloads);
   m_payloads.release();
-  return true;
 }

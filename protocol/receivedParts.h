@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <compare>
 #include <set>
 #include <vector>
 
@@ -13,14 +13,16 @@
 class nk_receivedParts {
  public:
   /// Adds a copy of a part. False for a part that is there already (same number, source and
-  /// destination), without memory, and once the payloads have been taken.
+  /// destination), if memory runs out, and after takePayloads().
   bool add(nk_telegramPart& part);
   bool endsWithLast() const { return !m_parts.empty() && m_parts.back().last; }
-  /// Brings the parts into the order of their numbers; false if these are not 1, 2, 3 and so on,
-  /// and without memory.
+  /// Sorts the parts by number. False if the numbers are not 1, 2, 3 and so on, or if memory runs
+  /// out; then the order is as before.
   bool sort();
-  /// Moves the joined payloads to `out`. False, with nothing done, if that was done before.
-  bool takePayloads(tBlob& out);
+  /// Copies the payloads, joined in the order of the parts, to `out`. False if memory runs out.
+  bool copyPayloads(tBlob& out) const;
+  /// Moves the joined payloads to `out`, without a copy. Nothing can be added or joined afterwards.
+  void takePayloads(tBlob& out);
 
  private:
   struct tPart {
@@ -29,13 +31,18 @@ class nk_receivedParts {
     unsigned int size;
     bool last;
   };
-  using tKey = std::array<unsigned int, 3>;  // part number, destination, source
+  struct tKey {
+    unsigned int number = 0;
+    unsigned int destination = 0;
+    unsigned int source = 0;
+    auto operator<=>(tKey const&) const = default;
+  };
 
   std::vector<tPart> m_parts;
   tBlob m_payloads;
   bool m_taken = false;
-  // Parts that come in order, 1, 2, 3 and so on with the addresses of the first, are only counted;
-  // the others are looked up.
-  tKey m_inOrder{};
+  // Parts that arrive in order (1, 2, 3 ... with the addresses of the first part) need no lookup:
+  // this is the key of the last of them. All others are in m_others.
+  tKey m_inOrder;
   std::set<tKey> m_others;
 };

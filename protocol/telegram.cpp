@@ -147,13 +147,16 @@ bool nk_telegram::lastPartPresent() const { return m_parts != nullptr && m_parts
 bool nk_telegram::isCorrupt() { return m_parts != nullptr && !m_parts->sort(); }
 
 tBlob* nk_telegram::getCompleteContent() {
-  // Joined and decoded once: whoever was given the content may have changed it since.
-  if (m_parts != nullptr && m_parts->takePayloads(m_payload)) {
-    bool const tooLarge = m_payload.size() > tCompression::maxDecodedSize();
-    if (!tooLarge) deCompress();
-    m_broken = tooLarge || decodingFailed();
-  }
-  return m_broken ? nullptr : &m_payload;
+  if (m_parts == nullptr) return &m_payload;
+  if (!m_parts->copyPayloads(m_payload)) return nullptr;
+  deCompress();
+  return &m_payload;
+}
+
+tBlob* nk_telegram::takeContent() {
+  m_parts->takePayloads(m_payload);
+  deCompress();
+  return &m_payload;
 }
 
 bool nk_telegram::sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b) {

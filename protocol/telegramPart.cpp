@@ -67,16 +67,16 @@ bool nk_telegramPart::serialize(tBlob* out) {
 }
 
 bool nk_telegramPart::readBody(nk_serializer& body) {
-  unsigned char read = 0;
+  unsigned char flagBits = 0;
   unsigned int payloadSize = 0;
-  if (!header(body, nk_serializer::SER_READ, read)) return false;
+  if (!header(body, nk_serializer::SER_READ, flagBits)) return false;
   if (!body.u32(payloadSize, nk_serializer::SER_READ) || payloadSize > body.remaining()) {
     m_payload.clear();
     return false;
   }
-  m_type = teType(read & typeMask);
-  m_partInfo = tePartInfo(read & partInfoMask);
-  m_compression = teCompression(read & compressionMask);
+  m_type = teType(flagBits & typeMask);
+  m_partInfo = tePartInfo(flagBits & partInfoMask);
+  m_compression = teCompression(flagBits & compressionMask);
   // The body's memory becomes the payload's: no copy.
   tBlob& bytes = body;
   bytes.slice(frameHeaderSize);

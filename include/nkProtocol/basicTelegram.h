@@ -61,7 +61,7 @@ class NK_API nk_basicTelegram {
   /// compressed content ever is.
   void deCompress();
   /// After deCompress(): true if there was something to decode and it was no valid encoding, or
-  /// larger than tCompression::maxDecodedSize().
+  /// larger than tCompression::maxDecodedSize() once decoded.
   bool decodingFailed() const;
 
  protected:

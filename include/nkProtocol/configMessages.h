@@ -99,8 +99,12 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   /// Stores at least 5 s. What comes from the wire or from JSON is stored as it is.
   void setSlideShowInterval_s(unsigned short seconds);
   /// Whether the user allows the device to sleep; tTimeslots' flag, atomic but not locked.
-  bool sleep_getUserEnabled() const { return m_timeslots.getSleepUserEnabled(); }
-  void sleep_setUserEnabled(bool enabled) { m_timeslots.setSleepUserEnable(enabled); }
+  bool sleep_getUserEnabled() const NK_NO_THREAD_SAFETY_ANALYSIS {
+    return m_timeslots.getSleepUserEnabled();
+  }
+  void sleep_setUserEnabled(bool enabled) NK_NO_THREAD_SAFETY_ANALYSIS {
+    m_timeslots.setSleepUserEnable(enabled);
+  }
   /// Refers to the text in this object, not locked: valid until the name is set or read.
   tString const& device_getName() const { return m_deviceName; }
   /// False, with nothing changed, if the device has that name already.
@@ -133,7 +137,7 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   /// Deletes all frames.
   void frm_clear();
   /// Number of frames, cut to 16 bits; without lock.
-  unsigned short frm_count();
+  unsigned short frm_count() NK_NO_THREAD_SAFETY_ANALYSIS;
   /// Copy of the frame at `index`; a default frame past the end.
   tFrame frm_get(unsigned short index);
   /// Copies the first frame with this id to `out`. False for null or if there is none.
@@ -141,8 +145,11 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   /// The ids of all frames, in the order of the list.
   std::vector<int> frm_getListOfFrameIds();
   /// The stored frame; null past the end. Takes no lock: for code that holds the frame lock or the
-  /// only thread. Valid until the frames are changed.
-  tFrame* frame_get(unsigned int index);
+  /// only thread. Valid until the frame is removed. It may be given another id, even that of
+  /// another frame: all operations here go by the ids as they are when called. For that they search
+  /// the whole list from the first call of frame_get on, until the frames are cleared; frm_get and
+  /// frame_get_ts leave them fast.
+  tFrame* frame_get(unsigned int index) NK_NO_THREAD_SAFETY_ANALYSIS;
   /// Copies the frame at `index` to `out`. False for null or past the end.
   bool frame_get_ts(unsigned int index, tFrame* out);
   /// The first id from the larger of `hint` and 10 on that no frame has; past 65535 it goes on at
@@ -166,14 +173,14 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   bool jsonForm(nk_jsonFields fields);
   void timeSlotsJson(nk_jsonFields& fields);
   void framesJson(nk_jsonFields& fields);
-  void copyTimeSlotsUnlocked(nk_messageSetConfigReq const& other);
+  void copyTimeSlotsUnlocked(nk_messageSetConfigReq const& other) NK_NO_THREAD_SAFETY_ANALYSIS;
   void frm_change_ts(tFrame frame);
 
   tString m_deviceName;
-  tTimeslots m_timeslots;
   tCriticalSection m_timeSlotLock{true};
-  std::unique_ptr<nk_frameList> m_frames;
+  tTimeslots m_timeslots NK_GUARDED_BY(m_timeSlotLock);
   tCriticalSection m_frameLock{true};
+  std::unique_ptr<nk_frameList> m_frames NK_GUARDED_BY(m_frameLock);
 };
 
 /// SET_CONFIG_RSP: the checksum of the configuration that the device now holds.

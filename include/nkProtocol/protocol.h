@@ -27,7 +27,8 @@ class nk_frameWriter;
 /// the engine.
 class NK_API nk_protocol : public tLog {
  public:
-  /// Called for each complete request, broadcasts included. `content` is the engine's, valid during
+  /// Called for each complete request, broadcasts included. `content` is empty if the request could
+  /// not be decompressed. It is the engine's, valid during
   /// the call, and serves both ways: what it holds on return is sent to `srcAddress` as the
   /// response; leave it empty to send none. A request that wants no response is answered all the
   /// same, so the application must know which requests it answers.
@@ -67,7 +68,7 @@ class NK_API nk_protocol : public tLog {
   /// Files one received part of a telegram of several. Returns the whole content once the last part
   /// is in, owned by `*complete`, which the engine keeps filed: poll() removes what it filed
   /// itself, what others file stays until the engine is destroyed. Otherwise null.
-  /// `*complete` is set in any case; `complete` must not be null.
+  /// Unless `part` is null, `*complete` is set in any case; `complete` must not be null.
   tBlob* checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete);
   /// Compacts both lists. They are kept compact all the time, so there is nothing to do; it stays
   /// for programs that call it.
@@ -89,7 +90,10 @@ class NK_API nk_protocol : public tLog {
   void handleStream();
   bool isForMe(nk_telegramPart const& part);
   tBlob* takeContent(nk_telegramPart& part, nk_telegram** complete);
-  tBlob* filePart(nk_telegramPart& part, nk_telegram** complete) NK_REQUIRES(m_incomingLock);
+  using tJoin = tBlob* (nk_telegram::*)();
+  tBlob* matchPart(nk_telegramPart* part, nk_telegram** complete, tJoin join);
+  tBlob* filePart(nk_telegramPart& part, nk_telegram** complete, tJoin join)
+      NK_REQUIRES(m_incomingLock);
   void handleResponse(nk_telegramPart const& part, tBlob* content);
   void handleRequest(nk_telegramPart const& part, tBlob* content);
   void removeHandled(nk_telegramPart const& part, nk_telegram const* telegram);

@@ -20,8 +20,8 @@ using nk_transferFunction = unsigned int (*)(nk_server* server, void* ctx, unsig
 
 /// Called at most once per request, on the thread that polls, with the engine's outgoing lock held:
 /// it may call enqueue_TS and respond_TS. With an answer: the address that answered and the
-/// content, which is the engine's and valid during the call. With a time-out: 0xFFFFFFFF, null, and
-/// `timedOut` true.
+/// content, which is the engine's and valid during the call; content that could not be decompressed
+/// is empty. With a time-out: 0xFFFFFFFF, null, and `timedOut` true.
 using nk_responseCallback = void (*)(unsigned int address, tBlob* content, void* context,
                                      bool timedOut, void* userData);
 
@@ -99,9 +99,9 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool lastPartPresent() const;
   /// Sorts the parts by number; true if the numbers are not 1, 2, 3 and so on.
   bool isCorrupt();
-  /// Joins and decompresses the parts and returns the content, owned by the telegram; no more parts
-  /// are taken then. Null if it cannot be decompressed or is larger than
-  /// tCompression::maxDecodedSize().
+  /// Joins the payloads of all parts in list order, decompresses the result and returns it, owned
+  /// by the telegram and valid until the next call. Each call joins anew, whatever was done to the
+  /// content before. Content that cannot be decompressed is empty. Null if memory runs out.
   tBlob* getCompleteContent();
   /// Comparator for tVector::sort: ascending part numbers.
   static bool sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b);
@@ -110,9 +110,10 @@ class NK_API nk_telegram : public nk_basicTelegram {
   friend class nk_protocol;
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, nk_frameWriter& writer);
   bool writeFrames(nk_frameWriter& writer) const;
+  // getCompleteContent() without a copy, for an engine that deletes the telegram afterwards.
+  tBlob* takeContent();
 
   bool m_sent = false;
-  bool m_broken = false;  // received, but not to be decoded
   unsigned char m_retries = 0;
   bool m_compressionAllowed = true;
   nk_responseReceiver m_receiver;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <tuple>
 
 #include "harness/hex.h"
 #include "harness/system.h"
@@ -14,6 +15,7 @@ using tStrings = std::vector<std::string>;
 
 constexpr unsigned int me = 1, panel = 2, other = 3, all = nk_basicTelegram::addressBroadcast;
 constexpr auto asking = nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE;
+constexpr auto telling = nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE;
 constexpr auto answering = nk_basicTelegram::TYPE_RESPONSE;
 
 struct tFrame {
@@ -25,12 +27,13 @@ struct tFrame {
   nk_basicTelegram::teType type = asking;
   unsigned int timestamp = 0x65431234;
   unsigned int size = 3;  // of the payload
+  nk_basicTelegram::teCompression compression = nk_basicTelegram::COMPRESSION_NONE;
 };
 
 std::string bytesOf(tFrame const& frame) {
   tBlob payload = harness::noise(frame.size, frame.id), out;
   nk_telegramPart part(frame.id, frame.from, frame.to, frame.number, frame.timestamp, frame.last,
-                       &payload, frame.type, nk_basicTelegram::COMPRESSION_NONE);
+                       &payload, frame.type, frame.compression);
   EXPECT_TRUE(part.serialize(&out));
   return harness::text(out);
 }
@@ -72,7 +75,7 @@ class tGuarded {
 // The next intact telegram comes with its own last byte, whatever stood before it, and nothing
 // comes that was not sent. Single flipped bits are damage that a CRC always sees.
 TEST(linkGuard, deliversTheNextIntactTelegramAfterAnyDamage) {
-  std::string const first = bytesOf({7}), next = bytesOf({8});
+  std::string const first = bytesOf({.id = 7}), next = bytesOf({.id = 8});
   tStrings damaged;
   for (int byte = 0; byte < 256; ++byte) {
     std::string const prefix(1, static_cast<char>(byte));
@@ -105,7 +108,7 @@ TEST(linkGuard, deliversTheNextIntactTelegramAfterAnyDamage) {
 // Damage to several bytes of the payload, which only the CRC can tell, passes it once in 256 times.
 TEST(linkGuard, letsNoMoreDamagePassThanTheCrcCannotTell) {
   std::mt19937 source(1);
-  auto const first = bytesOf({7, 1, true, panel, me, asking, 1, 44});
+  auto const first = bytesOf({.id = 7, .size = 44});
   unsigned int damaged = 0, passed = 0;
   for (unsigned int round = 0; round < 60000; ++round) {
     auto stream = first;
@@ -130,31 +133,35 @@ nk_linkGuard::tOptions with(std::function<void(nk_linkGuard::tOptions&)> const& 
 
 using tCounters = nk_linkGuard::tCounters;
 
-// Receives `frames`, with a pause after each; of them those with the indices `delivered` come out.
+// Receives `frames`, with a pause after each, when requests 1 (to the panel) and 3 (to all) wait
+// for answers; `delivered` come out.
 void cures(char const* what, nk_linkGuard::tOptions const& options,
-           std::vector<tFrame> const& frames, std::vector<unsigned int> const& delivered,
+           std::vector<tFrame> const& frames, std::vector<tFrame> const& delivered,
            unsigned long long tCounters::*counter, unsigned long long count,
            unsigned int pause_ms = 0) {
   for (unsigned int const size : {0u, 1u}) {
     tGuarded line(options);
-    line.sent(bytesOf({1, 1, true, me, panel}) + bytesOf({3, 1, true, me, all}) +
-              bytesOf({2, 1, true, me, panel, nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE}));
+    for (auto const& [id, to, type] :
+         {std::tuple(1u, panel, asking), {3u, all, asking}, {2u, panel, telling}})
+      line.sent(bytesOf({.id = id, .from = me, .to = to, .type = type}));
     tStrings expected;
     for (auto const& frame : frames) {
       line.receive(bytesOf(frame), size);
       line.now += milliseconds(pause_ms);
     }
     line.guard.expire();
-    for (auto const index : delivered) expected.push_back(bytesOf(frames[index]));
+    for (auto const& frame : delivered) expected.push_back(bytesOf(frame));
     EXPECT_EQ(line.delivered, expected) << what;
     EXPECT_EQ(line.guard.counters().*counter, count) << what;
   }
 }
 
-// Each cure by itself.
-TEST(linkGuard, curesWhatItIsToldTo) {
-  auto const none = with([](auto&) {});
-  auto const address = with([](auto& o) { o.address = me; });
+constexpr tFrame single{.id = 5};
+constexpr tFrame part(unsigned int number) { return {.id = 6, .number = number, .last = false}; }
+constexpr tFrame last(unsigned int number) { return {.id = 6, .number = number}; }
+
+// How telegrams of several parts are put together.
+TEST(linkGuard, assemblesByOneRule) {
   auto const assemble = with([](auto& o) { o.assemble = true; });
   auto const brief = with([](auto& o) {
     o.assemble = true;
@@ -164,51 +171,73 @@ TEST(linkGuard, curesWhatItIsToldTo) {
     o.assemble = true;
     o.maxHeld = 1300;
   });
+  auto const later = [](tFrame frame) {
+    frame.timestamp = 9;
+    return frame;
+  };
+  auto const packed = [](tFrame frame) {
+    frame.compression = nk_basicTelegram::COMPRESSION_RLE;
+    return frame;
+  };
+  auto const answer = [](tFrame frame) {
+    frame.type = answering;
+    return frame;
+  };
+  tFrame const big1{.id = 9, .last = false, .size = 400}, big2{.id = 9, .number = 2},
+      huge1{.id = 9, .last = false, .size = 2000}, other1{.id = 7, .last = false};
+  using t = tCounters;
+  std::vector<tFrame> const whole{part(1), part(2), last(3)};
+  cures("in order", assemble, {part(1), single, part(2), last(3)},
+        {single, part(1), part(2), last(3)}, &t::misfits, 0);
+  cures("disorder", assemble, {last(3), part(1), part(2)}, whole, &t::misfits, 0);
+  cures("gap", assemble, {part(1), last(3), single}, {single}, &t::incomplete, 1);
+  cures("twice", assemble, {part(1), part(1), part(2), last(3)}, whole, &t::duplicates, 1);
+  cures("number 0", assemble, {last(0), part(0)}, {}, &t::misfits, 2);
+  cures("behind the last", assemble, {last(3), part(4), part(1), part(2)}, whole, &t::misfits, 1);
+  cures("two last parts", assemble, {last(3), last(2), part(1), part(2)}, whole, &t::misfits, 1);
+  cures("last before others", assemble, {last(3), part(1), last(2), last(5), part(2)}, whole,
+        &t::misfits, 2);
+  cures("started over", assemble, {part(1), part(2), later(part(1)), later(last(2))},
+        {later(part(1)), later(last(2))}, &t::incomplete, 1);
+  cures("other stamp", assemble, {part(1), later(last(2))}, {}, &t::incomplete, 2);
+  cures("other kind", assemble, {part(1), answer(last(2))}, {}, &t::incomplete, 2);
+  cures("other compression", assemble, {part(1), packed(last(2))}, {}, &t::incomplete, 2);
+  cures("in time", brief, whole, whole, &t::expired, 0, 99);
+  cures("late", brief, whole, {}, &t::expired, 3, 100);
+  cures("room is made", small, {part(1), part(2), big1, other1, big2}, {big1, big2}, &t::refused,
+        2);
+  cures("too large", small, {huge1, big2, part(1), part(2), last(3)}, whole, &t::refused, 1);
+}
+
+// Each cure by itself.
+TEST(linkGuard, curesWhatItIsToldTo) {
+  auto const none = with([](auto&) {});
+  auto const address = with([](auto& o) { o.address = me; });
   auto const once = with([](auto& o) { o.duplicateWindow = milliseconds(100); });
   auto const two = with([](auto& o) {
     o.duplicateWindow = milliseconds(100);
     o.maxRecent = 2;
   });
   auto const check = with([](auto& o) { o.checkAnswers = true; });
-  tFrame const single{5}, part1{6, 1, false}, part2{6, 2, false}, part3{6, 3, true};
-  tFrame const later1{6, 1, false, panel, me, asking, 9}, later2{6, 2, true, panel, me, asking, 9};
-  tFrame const big1{9, 1, false, panel, me, asking, 1, 400}, big2{9, 2, true, panel, me, asking, 1},
-      huge1{9, 1, false, panel, me, asking, 1, 2000};
   auto const answer = [](unsigned int id, unsigned int from) {
-    return tFrame{id, 1, true, from, me, answering};
+    return tFrame{.id = id, .from = from, .type = answering};
   };
-  cures("nothing: all pass", none,
-        {single, single, part2, part3, {4, 1, true, other, other}, answer(1, panel)},
-        {0, 1, 2, 3, 4, 5}, &tCounters::delivered, 6);
-  cures("address: others'", address, {{4, 1, true, other, other}, single}, {1}, &tCounters::foreign,
-        1);
-  cures("address: for all", address, {{4, 1, true, other, all}}, {0}, &tCounters::foreign, 0);
-  cures("in order", assemble, {part1, single, part2, part3}, {1, 0, 2, 3}, &tCounters::refused, 0);
-  cures("disorder", assemble, {part3, part1, part2}, {1, 2, 0}, &tCounters::refused, 0);
-  cures("gap", assemble, {part1, part3, single}, {2}, &tCounters::delivered, 1);
-  cures("twice", assemble, {part1, part1, part2, part3}, {0, 2, 3}, &tCounters::duplicates, 1);
-  cures("number 0", assemble, {{6, 0, true}, {6, 0, false}}, {}, &tCounters::refused, 2);
-  cures("behind the last", assemble, {part3, {6, 4, false}, part1, part2}, {2, 3, 0},
-        &tCounters::refused, 1);
-  cures("two last parts", assemble, {part3, {6, 2, true}, part1, part2}, {2, 3, 0},
-        &tCounters::refused, 1);
-  cures("last before others", assemble, {part3, part1, {6, 2, true}, {6, 5, true}, part2},
-        {1, 4, 0}, &tCounters::refused, 2);
-  cures("started over", assemble, {part1, part2, later1, later2}, {2, 3}, &tCounters::delivered, 2);
-  cures("in time", brief, {part1, part2, part3}, {0, 1, 2}, &tCounters::expired, 0, 99);
-  cures("late", brief, {part1, part2, part3}, {}, &tCounters::expired, 3, 100);
-  cures("room is made", small, {part1, part2, big1, {7, 1, false}, big2}, {2, 4},
-        &tCounters::refused, 2);
-  cures("too large", small, {huge1, big2, part1, part2, part3}, {2, 3, 4}, &tCounters::refused, 1);
-  cures("came twice", once, {single, part1, single, part1, part2}, {0, 1, 4},
-        &tCounters::duplicates, 2);
-  cures("came again later", once, {single, part1, single}, {0, 1, 2}, &tCounters::duplicates, 0,
-        51);
-  cures("two remembered", two, {single, part1, single, part2, single}, {0, 1, 3, 4},
-        &tCounters::duplicates, 1);
+  tFrame const foreign{.id = 4, .from = other, .to = other}, toAll{.id = 4, .to = all};
+  using t = tCounters;
+  std::vector<tFrame> const anything{single, single, part(2), last(3), foreign, answer(1, panel)};
+  cures("nothing: all pass", none, anything, anything, &t::delivered, 6);
+  cures("address: others'", address, {foreign, single}, {single}, &t::foreign, 1);
+  cures("address: for all", address, {toAll}, {toAll}, &t::foreign, 0);
+  cures("came twice", once, {single, part(1), single, part(1), part(2)}, {single, part(1), part(2)},
+        &t::duplicates, 2);
+  cures("came again later", once, {single, part(1), single}, {single, part(1), single},
+        &t::duplicates, 0, 51);
+  cures("two remembered", two, {single, part(1), single, part(2), single},
+        {single, part(1), part(2), single}, &t::duplicates, 1);
   cures("answers", check, {answer(1, panel), answer(1, other), answer(2, panel), answer(3, other)},
-        {0, 3}, &tCounters::strangers, 2);
-  cures("requests", check, {{2}, {9, 1, true, other}}, {0, 1}, &tCounters::strangers, 0);
+        {answer(1, panel), answer(3, other)}, &t::strangers, 2);
+  cures("requests", check, {{.id = 2}, {.id = 9, .from = other}},
+        {{.id = 2}, {.id = 9, .from = other}}, &t::strangers, 0);
 }
 
 TEST(linkGuard, remembersRequestsUntilTheyAreForgotten) {
@@ -217,14 +246,15 @@ TEST(linkGuard, remembersRequestsUntilTheyAreForgotten) {
     o.maxAsked = 2;
   }));
   for (unsigned int id = 1; id <= 3; ++id) {  // the first makes room for the third
-    for (bool const last : {false, true}) line.sent(bytesOf({id, last ? 2u : 1u, last, me, panel}));
+    for (bool const last : {false, true})
+      line.sent(
+          bytesOf({.id = id, .number = last ? 2u : 1u, .last = last, .from = me, .to = panel}));
     EXPECT_EQ(line.guard.lastAsked(), id);
   }
   line.guard.forget(2);
   line.guard.forget(77);
-  tStrings expected{bytesOf({3, 1, true, panel, me, answering})};
-  for (unsigned int id = 1; id <= 3; ++id)
-    line.receive(bytesOf({id, 1, true, panel, me, answering}));
+  tStrings expected{bytesOf({.id = 3, .type = answering})};
+  for (unsigned int id = 1; id <= 3; ++id) line.receive(bytesOf({.id = id, .type = answering}));
   EXPECT_EQ(line.delivered, expected);
 }
 
@@ -233,10 +263,11 @@ TEST(linkGuard, holdsLittleWhateverComes) {
   auto options = nk_linkGuard::tOptions::all(me);
   options.maxPayload = 1000;
   options.maxHeld = 20000;
-  std::string const next = bytesOf({8});
+  std::string const next = bytesOf({.id = 8});
   std::string parts, starts, empty;
   for (unsigned int id = 0; id < 5000; ++id)
-    parts += bytesOf({id % 50, id + 2, id % 7 == 0, panel, me, asking, id % 3, 0});
+    parts += bytesOf(
+        {.id = id % 50, .number = id + 2, .last = id % 7 == 0, .timestamp = id % 3, .size = 0});
   for (unsigned int i = 0; i < 30000; ++i) starts += "\x01\x80\x80\x80";
   for (unsigned int i = 0; i < 500000; ++i) empty += "\x01\x02";
   struct {
@@ -250,7 +281,7 @@ TEST(linkGuard, holdsLittleWhateverComes) {
       {"ends only", std::string(4000000, '\x02')},
       {"parts that fit nothing", parts},
       {"noise", harness::randomBytes(2000000, 1)},
-      {"a large frame", bytesOf({1, 1, true, panel, me, asking, 1, 1001})},
+      {"a large frame", bytesOf({.id = 1, .size = 1001})},
   };
   for (auto const& row : rows) {
     tGuarded line(options);
@@ -266,7 +297,7 @@ TEST(linkGuard, holdsLittleWhateverComes) {
     EXPECT_EQ(line.delivered.back(), next) << row.what;
   }
   tGuarded line(options);
-  line.receive(bytesOf({1, 1, true, panel, me, asking, 1, 1000}) + rows[7].stream);
+  line.receive(bytesOf({.id = 1, .size = 1000}) + rows[7].stream);
   EXPECT_EQ(line.delivered.size(), 1u);
   EXPECT_EQ(line.guard.counters().largeFrames, 1u);
   EXPECT_EQ(line.guard.counters().skippedBytes, rows[7].stream.size());

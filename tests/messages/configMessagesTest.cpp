@@ -179,6 +179,39 @@ TEST(Frames, OfAllIdsLeaveNoneFree) {
   EXPECT_EQ(config.getNewFrameId(30001), 0) << "past 65535 the search goes on at 0";
 }
 
+// Frames 10, 11 and 12, of which two are given other ids behind the list's back.
+TEST(Frames, GoByTheIdsThatTheyHaveNow) {
+  struct {
+    unsigned short id0, id2;
+    std::vector<int> afterRemoving11, afterAdding0;  // the ids of the list
+    char const* nameOf11;
+    unsigned short newId;
+  } const rows[] = {
+      {10, 12, {10, 12}, {10, 12, 11}, "1", 13}, {11, 12, {11, 12}, {11, 12, 10}, "0", 10},
+      {10, 11, {10, 11}, {10, 11, 12}, "1", 12}, {11, 11, {11, 11}, {11, 11, 10}, "0", 10},
+      {12, 10, {12, 10}, {12, 10, 11}, "1", 13}, {3, 65535, {3, 65535}, {3, 65535, 10}, "1", 10},
+  };
+  for (auto const& row : rows) {
+    SCOPED_TRACE(std::to_string(row.id0) + ", 11, " + std::to_string(row.id2));
+    tConfig config(nk_message::VERSION_3);
+    for (auto const* name : {"0", "1", "2"}) config.frm_change_ts(name, 0, 0, 0, 0, 0, 0, 0);
+    tFrame* const borrowed = config.frame_get(0);
+    config.frame_get(2)->set(tFrame("2", 0, 0, 0, 0, row.id2, 0, 0));
+    *borrowed = tFrame("0", 0, 0, 0, 0, row.id0, 0, 0);
+    EXPECT_EQ(config.getNewFrameId(10), row.newId);
+    tFrame found;
+    EXPECT_TRUE(config.frm_getById(11, &found));
+    EXPECT_EQ(found.name(), row.nameOf11);
+    config.frm_change_ts("changed", 0, 0, 0, 0, 11, 0, 0);
+    EXPECT_EQ(config.frm_count(), 3) << "an id that is there is not added";
+    EXPECT_EQ(config.frm_getById(10, &found), row.id0 == 10 || row.id2 == 10);
+    EXPECT_TRUE(config.frm_remove(11));
+    EXPECT_EQ(config.frm_getListOfFrameIds(), row.afterRemoving11);
+    config.frm_change_ts("new", 0, 0, 0, 0, 0, 0, 0);
+    EXPECT_EQ(config.frm_getListOfFrameIds(), row.afterAdding0);
+  }
+}
+
 /// Every element that is ever stored has equal numbers, so a torn one would show.
 TEST(Config, IsSharedBetweenThreads) {
   tConfig config(nk_message::VERSION_3);

@@ -154,21 +154,6 @@ TEST(Frame, ABadPayloadLengthLeavesTheKindOfThePart) {
   EXPECT_EQ(part.compression(), nk_telegramPart::COMPRESSION_HUFF);
 }
 
-TEST(Frame, LargerThanTheCeilingIsDropped) {
-  unsigned int const before = tCompression::maxDecodedSize();
-  tCompression::setMaxDecodedSize(1000);
-  for (unsigned int const size : {1000u, 1001u}) {
-    tBlob payload = harness::noise(size);
-    nk_telegramPart part(1, 2, 3, 1, 0, true, &payload, nk_telegramPart::TYPE_RESPONSE,
-                         nk_telegramPart::COMPRESSION_NONE);
-    tBlob stream;
-    ASSERT_TRUE(part.serialize(&stream));
-    EXPECT_EQ(nk_telegramPart().streamContainsTelegram(&stream), size == 1000);
-    EXPECT_TRUE(stream.empty());
-  }
-  tCompression::setMaxDecodedSize(before);
-}
-
 TEST(TelegramPart, IsAWholeTelegramOnlyAsNumberOneAndLast) {
   struct tRow {
     unsigned int partId;

@@ -246,30 +246,57 @@ TEST_F(Protocol, PartsOfSeveralTelegramsMayCross) {
   EXPECT_EQ(contents, (tLines{"151152", "161162", "351352", "361362"}));
 }
 
-TEST_F(Protocol, WhatCannotBeDecompressedIsDropped) {
+TEST_F(Protocol, ContentThatCannotBeDecompressedIsEmpty) {
   constexpr auto asking = nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE;
   constexpr auto huffman = nk_basicTelegram::COMPRESSION_HUFF;
+  pair.b.request("?", 1);
+  pair.b.poll();
+  push(pair.b, 1, 1, 2, 1, true, "no code", nk_basicTelegram::TYPE_RESPONSE, huffman);
   push(pair.b, 5, 1, 2, 1, true, "no huffman code", asking, huffman);
   push(pair.b, 6, 1, 2, 1, false, "no huffman", asking, huffman);
   push(pair.b, 6, 1, 2, 2, true, "code", asking, huffman);
-  push(pair.b, 7, 1, 2, 1, true, "good");
+  pair.b.takeLog();
   pair.b.poll();
-  ASSERT_EQ(pair.b.requests.size(), 1u);
-  EXPECT_EQ(pair.b.requests[0].content, "good");
+  ASSERT_EQ(pair.b.answers.size(), 1u) << "a damaged answer completes its request";
+  EXPECT_EQ(pair.b.answers[0].content + (pair.b.answers[0].timedOut ? " late" : ""), "");
+  ASSERT_EQ(pair.b.requests.size(), 2u);
+  EXPECT_EQ(pair.b.requests[0].content + pair.b.requests[1].content, "");
   auto const log = pair.b.takeLog();
-  EXPECT_EQ(log[3], "received telegram can't be decompressed, drop it (tlg-id: 5)");
-  EXPECT_EQ(log[10],
-            "received telegram is now complete, but has no content, remove it (tlg.-id: 6)");
-  // Content that would pass the ceiling, compressed or in parts.
+  EXPECT_EQ(log[3], "handle response (size 0)");
+  EXPECT_EQ(log[8], "no response to request required");
+  EXPECT_EQ(log[15], "received telegram is now complete (tlg.-id: 6, content: 0 bytes)");
+  // The ceiling is for what content decodes to: plain content may be larger, in one part or more.
   tCompression::setMaxDecodedSize(1000);
-  pair.a.tell(std::string(1001, 'x'), 2);
+  pair.a.tell(harness::text(harness::noise(1001)), 2);
   nk_protocol::setMaxPayloadSize(600);
   pair.a.tell(harness::text(harness::noise(1001)), 2);
-  pair.a.tell(std::string(1000, 'x'), 2);
-  pair.a.tell(harness::text(harness::noise(1000)), 2);
+  pair.a.tell(std::string(1001, 'x'), 2);
+  pair.b.requests.clear();
   pair.a.poll();
   pair.b.poll();
-  EXPECT_EQ(pair.b.requests.size(), 3u);
+  std::vector<std::size_t> sizes;
+  for (auto const& request : pair.b.requests) sizes.push_back(request.content.size());
+  EXPECT_EQ(sizes, (std::vector<std::size_t>{1001, 1001, 0}));
+}
+
+// A payload has the memory that the engine reads frames with, so its capacity shows what is kept.
+TEST_F(Protocol, MemoryForLargeFramesIsKeptWhileTheyComeAndThenGivenBack) {
+  constexpr unsigned int large = 8 << 20, small = 100;
+  std::vector<unsigned int> capacities;
+  auto const note = [](unsigned int, tBlob* content, void* context) {
+    static_cast<decltype(capacities)*>(context)->push_back(content->capacity());
+    content->truncate(0);
+  };
+  nk_protocol engine(2, note, &capacities, 1, nullptr, nullptr, nullptr);
+  nk_protocol::setMaxPayloadSize(large);
+  for (unsigned int const size : {large, small, small}) {
+    pair.a.tell(harness::text(harness::noise(size)), 2);
+    pair.a.poll();
+    engine.poll(nullptr, &pair.b.end, nullptr, harness::tLinkEnd::receive);
+  }
+  ASSERT_EQ(capacities.size(), 3u);
+  EXPECT_GE(capacities[1], large) << "what was just needed is kept for the next frame";
+  EXPECT_LT(capacities[2], 4u << 20);
 }
 
 TEST_F(Protocol, FramesBehindABadOneWaitForNewBytes) {

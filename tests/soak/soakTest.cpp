@@ -120,7 +120,8 @@ class tLoad {
       ++tally.completions[number];
       ++tally.outcomes[result.outcome];
       if (result.outcome == nk_station::OUTCOME_ANSWER) judge(number, result.content);
-      bool const lost = result.reason && result.reason != std::errc::timed_out;
+      bool const lost = result.reason && result.reason != std::errc::timed_out &&
+                        result.outcome != nk_station::OUTCOME_DAMAGED;
       if (lost) over = true;
     }
     if (!over && !stopping) issue();

@@ -33,9 +33,9 @@ struct tNotes : std::vector<tNote> {
   }
 };
 
-tNotes explain(tBlob const& bytes) {
+tNotes explain(tBlob const& bytes, unsigned int maxHeld = 80 << 20) {
   tNotes notes;
-  nk_explain::tStream stream("", notes.teller());
+  nk_explain::tStream stream("", notes.teller(), maxHeld);
   stream.feed(bytes.data(), bytes.size());
   stream.finish();
   return notes;
@@ -43,15 +43,21 @@ tNotes explain(tBlob const& bytes) {
 
 // One part of a telegram, as a frame.
 tBlob frame(tBlob content, unsigned int number = 1, bool last = true,
-            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE, unsigned int id = 7) {
+            nk_telegram::teCompression form = nk_telegram::COMPRESSION_NONE, unsigned int id = 7,
+            unsigned int timestamp = 0x65431234) {
   tBlob out;
-  nk_telegramPart part(id, 1, 2, number, 0x65431234, last, &content,
+  nk_telegramPart part(id, 1, 2, number, timestamp, last, &content,
                        nk_telegram::TYPE_REQUEST_FORCE_RESPONSE, form);
   EXPECT_TRUE(part.serialize(&out));
   return out;
 }
 tBlob frame(string const& bytes, unsigned int number = 1, bool last = true) {
   return frame(hex(bytes), number, last);
+}
+// The parts of a SHUTDOWN.
+tBlob half(unsigned int number, bool last, unsigned int timestamp = 0x65431234) {
+  return frame(hex(number == 1 ? "0c00" : "0000"), number, last, nk_telegram::COMPRESSION_NONE, 7,
+               timestamp);
 }
 tBlob operator+(tBlob one, tBlob const& other) {
   one.append(other);
@@ -104,12 +110,20 @@ TEST(explain, TellsWhyBytesAreBad) {
       {frame("10000000"), "frame\ntelegram\nmessage: no message has the number 16\n"},
       {frame(generic), "frame\ntelegram\nmessage: text2 says that it has 2 bytes, but 0 follow\n"},
       {frame("0c000000", 1, false), "frame\ntelegram: the last part has not come\n"},
-      {frame("0c00", 1, false) + frame("0000", 2), "frame\nframe\ntelegram\nmessage\n"},
-      {frame("0c00", 1, false) + frame("0c00", 1, false) + frame("0000", 2),
+      {half(1, false) + half(2, true), "frame\nframe\ntelegram\nmessage\n"},
+      {half(2, true) + half(1, false), "frame\nframe\ntelegram\nmessage\n"},
+      {half(1, false) + half(1, false) + half(2, true),
        "frame\nframe\npart: this part was there before: it is passed over\nframe\ntelegram\n"
        "message\n"},
-      {frame("0c00", 1, false) + frame("0000", 3),
-       "frame\nframe\ntelegram: the numbers of the parts are not 1, 2, 3 and so on\n"},
+      {half(1, false) + half(3, true), "frame\nframe\ntelegram: of 3 parts 1 have not come\n"},
+      {half(0, true), "frame\npart: part 0: numbers begin at 1, it is passed over\n"},
+      {half(2, true) + half(3, false) + half(1, false),
+       "frame\nframe\npart: beyond the last part, or a second last part: it is passed over\nframe\n"
+       "telegram\nmessage\n"},
+      {half(1, false) + half(2, true, 9),
+       "frame\nframe\npart: not joined with the parts before it: its time stamp, kind or "
+       "compression is not theirs\n"
+       "telegram: the last part has not come\ntelegram: of 2 parts 1 have not come\n"},
       {frame(tCompression::encodeRLE(hex("1c0001000000000000000000")), 1, true,
              nk_telegram::COMPRESSION_RLE),
        good},
@@ -121,18 +135,48 @@ TEST(explain, TellsWhyBytesAreBad) {
 }
 
 TEST(explain, GivesUpTheTelegramThatWaitedLongestForAPart) {
-  auto const usual = tCompression::maxDecodedSize();
-  tCompression::setMaxDecodedSize(40000);
   tBlob const large(string(20000, 'x').data(), 20000);
   tBlob bytes;
   for (auto const& [id, number] : {std::pair(1u, 1u), {2u, 1u}, {1u, 2u}})
     bytes.append(frame(large, number, false, nk_telegram::COMPRESSION_NONE, id));
-  auto const notes = explain(bytes);
-  tCompression::setMaxDecodedSize(usual);
+  auto const notes = explain(bytes, 60000);
   EXPECT_EQ(notes.text(),
             "frame\nframe\nframe\ntelegram: incomplete, given up: too much waits for parts\n"
             "telegram: the last part has not come\n");
   EXPECT_EQ(notes.at(3).facts.at(0).second, nk_explain::tValue(2ULL));
+}
+
+// A frame of some 50 bytes with very many elements, or one very long text.
+TEST(explain, TellsInBriefWhatAFewBytesDecompressTo) {
+  constexpr unsigned int elements = 200000;
+  struct {
+    string header;
+    unsigned int zeros;
+    string name;  // of the field that stands for what is left out
+    unsigned int offset;
+  } const rows[] = {
+      {"0900 0300 400d0300", elements * 38, "(1599000 more fields)", 4754},
+      {"1c00 0000 00127a00", 8000000 + 4, "text1", 4},
+  };
+  for (auto const& row : rows) {
+    tBlob content = hex(row.header);
+    content.append(tBlob(string(row.zeros, 0).data(), row.zeros));
+    auto const size = content.size();
+    auto const bytes =
+        frame(tCompression::encodeRLE(content), 1, true, nk_telegram::COMPRESSION_RLE);
+    EXPECT_LT(bytes.size(), 70u);
+    auto const notes = explain(bytes);
+    EXPECT_EQ(notes.text(), good);
+    EXPECT_LE(notes.back().fields.size(), 1001u);
+    EXPECT_EQ(notes.back().json, "");
+    auto const& fields = notes.back().fields;
+    auto const found = std::find_if(fields.begin(), fields.end(),
+                                    [&](auto const& field) { return field.name == row.name; });
+    ASSERT_NE(found, fields.end()) << fields.back().name;
+    EXPECT_EQ(found->offset, row.offset);
+    EXPECT_EQ(fields.back().offset + fields.back().size, size);
+    EXPECT_LT(std::get<string>(found->value).size(), 201u);
+  }
 }
 
 TEST(explain, GivesFieldsTheirNamesAndValues) {
@@ -236,7 +280,8 @@ TEST(explain, DocumentLaysBodiesOutAsTheLibrary) {
         std::vector<nk_explain::tField> fields;
         bool const reads = nk_tools::tContent{tBlob(content)}.readInto(*message);
         EXPECT_EQ(reads, size == whole) << layout.name << version << " cut to " << size;
-        EXPECT_EQ(nk_explain::listFields(content, fields).empty(), reads) << layout.name << version;
+        EXPECT_EQ(nk_explain::listFields(content, {100, 100}, fields).empty(), reads)
+            << layout.name << version;
       }
     }
   }

@@ -16,8 +16,10 @@ void nk_tools::sayDropped(nk_linkGuard::tCounters const& counters) {
       {&tCounters::foreign, "frames for other addresses"},
       {&tCounters::strangers, "answers that were not asked for"},
       {&tCounters::duplicates, "frames that came before"},
+      {&tCounters::misfits, "parts that fit no telegram"},
       {&tCounters::expired, "telegrams that stayed incomplete"},
-      {&tCounters::refused, "parts and telegrams without room"},
+      {&tCounters::refused, "telegrams for lack of room"},
+      {&tCounters::incomplete, "telegrams still incomplete"},
   };
   std::string text;
   for (auto const& row : rows) {

@@ -127,6 +127,8 @@ nk_tools::teExit tStation::outcomeOf(std::future<nk_station::tResult> call, tBlo
     return fail(nk_tools::STATUS_TIMEOUT,
                 answer != nullptr ? "no answer in time" : "the request did not go out in time");
   }
+  if (result.outcome == nk_station::OUTCOME_DAMAGED)
+    return fail(nk_tools::STATUS_PROTOCOL, "the answer was damaged");
   if (result.reason == std::errc::invalid_argument)
     return fail(nk_tools::STATUS_PROTOCOL, "the request could not be sent");
   return sayOver(result.reason, " before it answered");

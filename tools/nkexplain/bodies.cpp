@@ -15,8 +15,6 @@ constexpr char bodiesText[] =
 #include "bodies.inc"
     ;
 
-constexpr unsigned int mostFields = 100000;
-
 // Reads one line of the list, with the lines that go on with it joined to it.
 class tParser {
  public:
@@ -103,10 +101,18 @@ class tParser {
 // Goes through the bytes of one message.
 class tWalker {
  public:
-  tWalker(tBlob const& bytes, std::vector<tField>& fields) : m_bytes(bytes), m_fields(fields) {}
+  tWalker(tBlob const& bytes, nk_explain::tDetail const& detail, std::vector<tField>& fields)
+      : m_bytes(bytes), m_detail(detail), m_fields(fields) {}
 
-  unsigned int left() const { return m_bytes.size() - m_offset; }
-  unsigned int offset() const { return m_offset; }
+  /// Lists what the walk has not: fields beyond the limit, and bytes that it did not get to.
+  void finish() {
+    if (m_unlisted != 0)
+      m_fields.push_back(nk_explain::makeField(m_bytes, m_listed, m_offset - m_listed,
+                                               "(" + std::to_string(m_unlisted) + " more fields)",
+                                               ""));
+    if (left() != 0)
+      m_fields.push_back(nk_explain::makeField(m_bytes, m_offset, left(), "(not read)", ""));
+  }
   /// Lists header and body; returns what is wrong.
   std::string message() {
     unsigned long long type = 0, version = 0;
@@ -121,6 +127,7 @@ class tWalker {
   }
 
  private:
+  unsigned int left() const { return m_bytes.size() - m_offset; }
   bool number(unsigned int width, std::string const& name, unsigned long long& value,
               bool isSigned = false) {
     if (!has(width, name)) return false;
@@ -165,11 +172,12 @@ class tWalker {
     return false;
   }
   bool add(unsigned int size, std::string const& name, tValue value) {
-    if (m_fields.size() == mostFields) {
-      m_fault = "there are more fields than can be listed";
-      return false;
+    if (m_fields.size() < m_detail.mostFields) {
+      m_fields.push_back(nk_explain::makeField(m_bytes, m_offset, size, name, std::move(value)));
+      m_listed = m_offset + size;
+    } else {
+      ++m_unlisted;
     }
-    m_fields.push_back(nk_explain::makeField(m_bytes, m_offset, size, name, std::move(value)));
     m_offset += size;
     return true;
   }
@@ -183,8 +191,9 @@ class tWalker {
     }
     auto const* const begin = reinterpret_cast<char const*>(m_bytes.data() + m_offset + item.width);
     return add(item.width + length, name,
-               item.kind == tBodies::tItem::TEXT ? std::string(begin, length)
-                                                 : std::to_string(length) + " bytes");
+               item.kind == tBodies::tItem::TEXT && length <= m_detail.mostText
+                   ? std::string(begin, length)
+                   : std::to_string(length) + " bytes");
   }
   // Every element has a width, so a count too large ends where the bytes do.
   // NOLINTNEXTLINE(misc-no-recursion)
@@ -198,8 +207,11 @@ class tWalker {
   }
 
   tBlob const& m_bytes;
+  nk_explain::tDetail const m_detail;
   std::vector<tField>& m_fields;
   unsigned int m_offset = 0;
+  unsigned int m_listed = 0;    // bytes in the fields that are listed
+  unsigned int m_unlisted = 0;  // fields beyond the limit
   std::string m_fault;
 };
 
@@ -234,11 +246,10 @@ nk_explain::tBodies::tLayout const* nk_explain::tBodies::find(unsigned int type)
   return found != m_layouts.end() ? &found->second : nullptr;
 }
 
-std::string nk_explain::listFields(tBlob const& content, std::vector<tField>& fields) {
-  tWalker walker(content, fields);
+std::string nk_explain::listFields(tBlob const& content, tDetail const& detail,
+                                   std::vector<tField>& fields) {
+  tWalker walker(content, detail, fields);
   std::string fault = walker.message();
-  if (walker.left() != 0) {
-    fields.push_back(makeField(content, walker.offset(), walker.left(), "(not read)", ""));
-  }
+  walker.finish();
   return fault;
 }

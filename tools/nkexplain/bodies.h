@@ -41,8 +41,13 @@ class tBodies {
   std::map<unsigned int, tLayout> m_layouts;
 };
 
-/// Lists the fields of the message in `content`, its header included. Returns what is wrong with
-/// it, "" if nothing is. No more than a hundred thousand fields are listed.
-std::string listFields(tBlob const& content, std::vector<tField>& fields);
+/// How much of a message is told.
+struct tDetail {
+  unsigned int mostFields;
+  unsigned int mostText;  ///< bytes of one text
+};
+/// Lists the fields of the message in `content`, its header included; of those beyond
+/// `detail.mostFields` only how many there are. Returns what is wrong with it, "" if nothing is.
+std::string listFields(tBlob const& content, tDetail const& detail, std::vector<tField>& fields);
 
 }  // namespace nk_explain

@@ -5,7 +5,6 @@
 #include "nkProtocol/telegramPart.h"
 #include "nkSupport/base128.h"
 #include "nkSupport/crc.h"
-#include "nkSupport/tCompression.h"
 #include "protocol/frame.h"
 #include "tools/common/moment.h"
 
@@ -142,7 +141,6 @@ class tFrame {
     if (said > behind)
       return "length mismatch: the payload is said to have " + std::to_string(said) +
              " bytes, but " + std::to_string(behind) + " are left, the CRC included";
-    if (behind - frameCrcSize > tCompression::maxDecodedSize()) return "larger than the ceiling";
     return {};
   }
 

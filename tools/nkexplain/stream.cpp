@@ -10,22 +10,53 @@
 
 namespace {
 
-// No frame or telegram of this size could be taken: the ceiling of content, encoded, and then some.
-unsigned int mostWaiting() { return tCompression::maxDecodedSize() / 4 * 5 + 4096; }
+// A few bytes can decompress to very much. What has more than this and is more than so many times
+// larger than what crossed the link is not told in full.
+constexpr unsigned int alwaysTold = 64 << 10;
+constexpr unsigned int mostGrowth = 16;
+constexpr nk_explain::tDetail inFull{100000, tBlob::maxSize};
+constexpr nk_explain::tDetail inBrief{1000, 200};
 
-// About what the lists take for one part, so that parts without payload have their price too.
-constexpr unsigned int costPerPart = 256;
+char const* partFault(nk_heldTelegrams::teFate fate, nk_telegramPart const& part) {
+  switch (fate) {
+    case nk_heldTelegrams::FATE_HELD_APART:
+      return "not joined with the parts before it: its time stamp, kind or compression is not "
+             "theirs";
+    case nk_heldTelegrams::FATE_DUPLICATE:
+      return "this part was there before: it is passed over";
+    case nk_heldTelegrams::FATE_MISFIT:
+      if (part.partId() == 0) return "part 0: numbers begin at 1, it is passed over";
+      return "beyond the last part, or a second last part: it is passed over";
+    case nk_heldTelegrams::FATE_TOO_LARGE:
+      return "its telegram is too large: it is passed over with the parts before it";
+    default:
+      return nullptr;
+  }
+}
 
-void addTelegramFacts(nk_explain::tNote& note, nk_basicTelegram const& telegram, char const* what,
-                      unsigned int number) {
-  note.facts.emplace_back("id", 0ULL + telegram.telegramId());
-  note.facts.emplace_back("source", 0ULL + telegram.sourceAddress());
-  note.facts.emplace_back("destination", 0ULL + telegram.destinationAddress());
+nk_heldTelegrams::tHeader headerOf(nk_basicTelegram const& telegram) {
+  return {telegram.sourceAddress(), telegram.destinationAddress(),
+          telegram.telegramId(),    telegram.timestamp(),
+          telegram.type(),          telegram.compression()};
+}
+
+void addHeader(nk_explain::tNote& note, nk_heldTelegrams::tHeader const& header, char const* what,
+               unsigned int number) {
+  note.facts.emplace_back("id", 0ULL + header.id);
+  note.facts.emplace_back("source", 0ULL + header.source);
+  note.facts.emplace_back("destination", 0ULL + header.destination);
   note.facts.emplace_back(what, 0ULL + number);
-  note.facts.emplace_back("compression", nk_explain::compressionText(telegram.compression()));
+  note.facts.emplace_back("compression", nk_explain::compressionText(header.compression));
 }
 
 }  // namespace
+
+nk_explain::tStream::tStream(std::string name, tTeller tell, unsigned int maxHeld)
+    : m_name(std::move(name)),
+      m_tell(std::move(tell)),
+      m_mostWaiting(maxHeld),
+      m_held(maxHeld, std::chrono::milliseconds::max(),
+             [this](nk_heldTelegrams::tDropped const& telegram) { dropped(telegram); }) {}
 
 nk_explain::tNote nk_explain::tStream::note(std::string kind) const {
   tNote note;
@@ -40,7 +71,7 @@ void nk_explain::tStream::feed(unsigned char const* bytes, unsigned int size) {
     unsigned int const end = m_bytes.getIndexOf(frameEnd, m_searched);
     if (end == tBlob::npos) {
       m_searched = m_bytes.size();
-      if (m_searched > mostWaiting()) drop(m_searched, "no end byte 02 in so many bytes");
+      if (m_searched > m_mostWaiting) drop(m_searched, "no end byte 02 in so many bytes");
       return;
     }
     unsigned int const start = firstStart();
@@ -84,7 +115,7 @@ void nk_explain::tStream::finish() {
     bool const begun = firstStart() != tBlob::npos;
     drop(m_bytes.size(), begun ? "a frame without an end byte 02" : "no start byte 01");
   }
-  while (!m_receiving.empty()) giveUp(m_receiving.begin(), "the last part has not come");
+  m_held.end();
 }
 
 // Tells and drops bytes that are no frame.
@@ -101,7 +132,8 @@ void nk_explain::tStream::drop(unsigned int size, std::string why) {
 }
 
 void nk_explain::tStream::frame(unsigned int size) {
-  tBlob alone(m_bytes.data(), size);
+  tBlob const whole(m_bytes.data(), size);
+  tBlob alone(whole);
   tNote told = note("frame");
   told.facts.emplace_back("offset", m_offset);
   told.facts.emplace_back("size", 0ULL + size);
@@ -111,95 +143,86 @@ void nk_explain::tStream::frame(unsigned int size) {
   if (!good) told.fault = !fault.empty() ? fault : "the library refuses it";
   m_tell(told);
   forget(size);
-  if (good) part(received);
+  if (good) part(received, whole);
 }
 
-void nk_explain::tStream::part(nk_telegramPart& part) {
-  if (tBlob* const content = part.isSinglePartTelegram()) {
-    bool const failed = part.decodingFailed();
-    return telegram(part, 1, failed ? nullptr : content,
-                    failed ? "the content cannot be decompressed" : "");
+void nk_explain::tStream::part(nk_telegramPart& part, tBlob const& frame) {
+  unsigned int const encodedSize = part.payload()->size();
+  if (tBlob* const content = part.isSinglePartTelegram())
+    return telegram(part, 1, encodedSize, *content);
+  std::vector<tBlob> complete;
+  auto const fate = m_held.add(part, frame, {}, complete);
+  if (char const* const fault = partFault(fate, part)) {
+    tNote bad = note("part");
+    addHeader(bad, headerOf(part), "part", part.partId());
+    bad.fault = fault;
+    m_tell(bad);
   }
-  file(part, {part.telegramId(), part.sourceAddress(), part.destinationAddress()});
+  if (fate == nk_heldTelegrams::FATE_COMPLETE) join(complete);
 }
 
-// What the engine does with a part of many, step by step.
-void nk_explain::tStream::file(nk_telegramPart& part, tKey const& key) {
-  auto const found = m_byKey.find(key);
-  if (found == m_byKey.end()) {
-    auto const added = m_receiving.emplace(m_receiving.end(), key, &part);
-    m_byKey.emplace(key, added);
-    return grow(added, part.payload()->size());
+// Puts the telegram together as the engine does when the guard hands it all frames in order.
+void nk_explain::tStream::join(std::vector<tBlob>& frames) {
+  nk_telegramPart part;
+  part.streamContainsTelegram(&frames.front());
+  unsigned int encodedSize = part.payload()->size();
+  nk_telegram whole(&part);
+  for (unsigned int i = 1; i < frames.size(); ++i) {
+    part.streamContainsTelegram(&frames[i]);
+    encodedSize += part.payload()->size();
+    whole.addTelegramPart(&part);
   }
-  tReceiving& receiving = *found->second;
-  if (!receiving.telegram.addTelegramPart(&part)) {
-    tNote twice = note("part");
-    addTelegramFacts(twice, part, "part", part.partId());
-    twice.fault = "this part was there before: it is passed over";
-    return m_tell(twice);
-  }
-  ++receiving.parts;
-  if (!receiving.telegram.lastPartPresent()) return grow(found->second, part.payload()->size());
-  if (receiving.telegram.isCorrupt()) {
-    telegram(part, receiving.parts, nullptr, "the numbers of the parts are not 1, 2, 3 and so on");
-  } else {
-    tBlob* const content = receiving.telegram.getCompleteContent();
-    telegram(part, receiving.parts, content,
-             content == nullptr ? "the content cannot be decompressed" : "");
-  }
-  remove(found->second);
+  auto const parts = static_cast<unsigned int>(frames.size());
+  if (tBlob* const content = whole.getCompleteContent())
+    return telegram(whole, parts, encodedSize, *content);
+  tNote bad = note("telegram");
+  addHeader(bad, headerOf(whole), "parts", parts);
+  bad.fault = "there is no memory to join its parts";
+  m_tell(bad);
 }
 
-// Counts what an incomplete telegram got. If all of them take too much now, those are given up that
-// waited longest for a part.
-void nk_explain::tStream::grow(tPlace place, unsigned int size) {
-  m_receiving.splice(m_receiving.end(), m_receiving, place);
-  place->bytes += size + costPerPart;
-  m_receivingBytes += size + costPerPart;
-  while (m_receivingBytes > mostWaiting())
-    giveUp(m_receiving.begin(), "incomplete, given up: too much waits for parts");
-}
-
-void nk_explain::tStream::giveUp(tPlace place, char const* why) {
+void nk_explain::tStream::dropped(nk_heldTelegrams::tDropped const& telegram) {
   tNote unfinished = note("telegram");
-  addTelegramFacts(unfinished, place->telegram, "parts", place->parts);
-  unfinished.fault = why;
+  addHeader(unfinished, telegram.header, "parts", telegram.parts);
+  if (telegram.reason == nk_heldTelegrams::tDropped::NO_ROOM) {
+    unfinished.fault = "incomplete, given up: too much waits for parts";
+  } else if (telegram.last == 0) {
+    unfinished.fault = "the last part has not come";
+  } else {
+    unfinished.fault = "of " + std::to_string(telegram.last) + " parts " +
+                       std::to_string(telegram.last - telegram.parts) + " have not come";
+  }
   m_tell(unfinished);
-  remove(place);
 }
 
-void nk_explain::tStream::remove(tPlace place) {
-  m_receivingBytes -= place->bytes;
-  m_byKey.erase(place->key);
-  m_receiving.erase(place);
-}
-
-void nk_explain::tStream::telegram(nk_telegramPart& part, unsigned int parts, tBlob* content,
-                                   std::string fault) {
+void nk_explain::tStream::telegram(nk_basicTelegram const& header, unsigned int parts,
+                                   unsigned int encodedSize, tBlob& content) {
   tNote whole = note("telegram");
-  addTelegramFacts(whole, part, "parts", parts);
-  if (content != nullptr) whole.facts.emplace_back("content", 0ULL + content->size());
-  if (!fault.empty()) whole.fault = std::move(fault);
+  addHeader(whole, headerOf(header), "parts", parts);
+  whole.facts.emplace_back("content", 0ULL + content.size());
+  bool const failed = header.decodingFailed();
+  if (failed) whole.fault = "the content cannot be decompressed";
   m_tell(whole);
-  if (content != nullptr) message(*content);
+  if (!failed) message(content, encodedSize);
 }
 
-void nk_explain::tStream::message(tBlob& content) {
+void nk_explain::tStream::message(tBlob& content, unsigned int encodedSize) {
   tNote told = note("message");
-  std::string const fault = listFields(content, told.fields);
+  bool const full = content.size() <= alwaysTold || content.size() / mostGrowth <= encodedSize;
+  std::string const fault = listFields(content, full ? inFull : inBrief, told.fields);
   nk_tools::tContent parts{tBlob(content)};
   auto const* const layout = tBodies::get().find(parts.type);
-  if (layout != nullptr) {
-    told.facts.emplace_back("name", layout->name);
+  told.fault = fault;
+  if (layout != nullptr) told.facts.emplace_back("name", layout->name);
+  if (layout != nullptr && full) {
     // The library is asked for types that it has a class for only: it reports others on standard
     // output. Made from the header alone, the message is fresh for the body to be read into.
     tBlob header(content.data(), 4);
     std::unique_ptr<nk_message> const message(nk_message::getMessage(&header));
     bool const good = message != nullptr && parts.readInto(*message);
     if (message != nullptr) told.json = std::string(nk_tools::messageJson(*message).view());
-    if (!good) told.fault = !fault.empty() ? fault : "the library does not read it whole";
-  } else {
-    told.fault = fault;
+    if (good) told.fault.clear();
+    if (!good && fault.empty()) told.fault = "the library does not read it whole";
   }
   m_tell(told);
 }
