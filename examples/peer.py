@@ -449,12 +449,14 @@ class Link:
             return
         key = (part.source, part.destination, part.id, part.stamp, part.kind, part.form)
         parts = self.incomplete.setdefault(key, {})
+        if part.number in parts:
+            return
         last = max((number for number in parts if parts[number].last), default=None)
         beyond = last is not None and (part.last or part.number > last)
         if part.number == 0 or beyond or (part.last and part.number < max(parts, default=0)):
             tell("dropped a part that fits no telegram")
             return
-        parts.setdefault(part.number, part)
+        parts[part.number] = part
         if part.last:
             last = part.number
         if last == len(parts):

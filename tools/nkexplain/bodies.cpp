@@ -136,15 +136,22 @@ class tWalker {
     auto const number = width == 1 ? static_cast<signed char>(value) : static_cast<short>(value);
     return add(width, name, static_cast<long long>(number));
   }
+  using tCounts = std::vector<std::pair<std::string_view, unsigned long long>>;
   // NOLINTNEXTLINE(misc-no-recursion): as deep as the document's lists
   bool walk(std::vector<tBodies::tItem> const& items, unsigned int version,
             std::string const& prefix) {
-    std::map<std::string, unsigned long long> counts;
+    tCounts counts;
+    counts.reserve(items.size());  // references into it stay valid
     for (auto const& item : items) {
       if (version < item.firstVersion || version > item.lastVersion) continue;
-      if (!pass(item, version, prefix, counts[item.name])) return false;
+      if (!pass(item, version, prefix, countOf(item.name, counts))) return false;
     }
     return true;
+  }
+  static unsigned long long& countOf(std::string_view name, tCounts& counts) {
+    auto const found = std::find_if(counts.begin(), counts.end(),
+                                    [name](auto const& count) { return count.first == name; });
+    return found != counts.end() ? found->second : counts.emplace_back(name, 0).second;
   }
   // One field, or one list of as many elements as `count` says; numbers are put into it.
   // NOLINTNEXTLINE(misc-no-recursion)
@@ -200,8 +207,10 @@ class tWalker {
   bool list(tBodies::tItem const& item, unsigned int version, std::string const& prefix,
             unsigned long long count) {
     for (unsigned long long i = 0; i < count; ++i) {
-      if (!walk(item.items, version, prefix + item.name + "[" + std::to_string(i) + "]."))
-        return false;
+      // No names are made for fields that are not listed: there may be millions.
+      std::string element;
+      if (m_unlisted == 0) element = prefix + item.name + "[" + std::to_string(i) + "].";
+      if (!walk(item.items, version, element)) return false;
     }
     return true;
   }

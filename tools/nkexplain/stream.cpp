@@ -210,15 +210,16 @@ void nk_explain::tStream::message(tBlob& content, unsigned int encodedSize) {
   tNote told = note("message");
   bool const full = content.size() <= alwaysTold || content.size() / mostGrowth <= encodedSize;
   std::string const fault = listFields(content, full ? inFull : inBrief, told.fields);
-  nk_tools::tContent parts{tBlob(content)};
+  tBlob const header(content.data(), std::min(content.size(), 4u));
+  nk_tools::tContent parts{tBlob(full ? content : header)};
   auto const* const layout = tBodies::get().find(parts.type);
   told.fault = fault;
   if (layout != nullptr) told.facts.emplace_back("name", layout->name);
   if (layout != nullptr && full) {
     // The library is asked for types that it has a class for only: it reports others on standard
     // output. Made from the header alone, the message is fresh for the body to be read into.
-    tBlob header(content.data(), 4);
-    std::unique_ptr<nk_message> const message(nk_message::getMessage(&header));
+    tBlob fresh(header);
+    std::unique_ptr<nk_message> const message(nk_message::getMessage(&fresh));
     bool const good = message != nullptr && parts.readInto(*message);
     if (message != nullptr) told.json = std::string(nk_tools::messageJson(*message).view());
     if (good) told.fault.clear();
