@@ -139,16 +139,16 @@ bool nk_messageSetConfigReq::jsonForm(nk_jsonFields fields) {
 
 void nk_messageSetConfigReq::timeSlotsJson(nk_jsonFields& fields) {
   tLockGuard guard(m_timeSlotLock);
-  tTimeslots& slots = m_timeslots;
-  if (!fields.writing()) slots.clear();
-  fields.list("timeslots", slots.count(), [&](nk_jsonFields object, unsigned int index) {
+  tTimeslots* const slots = &m_timeslots;  // the analysis of locks does not see into lambdas
+  if (!fields.writing()) slots->clear();
+  fields.list("timeslots", slots->count(), [&](nk_jsonFields object, unsigned int index) {
     tSlotFields slot;
-    if (object.writing()) slot.take(*slots.get(index));
+    if (object.writing()) slot.take(*slots->get(index));
     object.text("name", slot.name)
         .number("start", slot.start)
         .number("stop", slot.stop)
         .number("activity", slot.activity);
-    if (!object.writing()) slots.add(slot.name, slot.start, slot.stop, slot.activity);
+    if (!object.writing()) slots->add(slot.name, slot.start, slot.stop, slot.activity);
     return true;
   });
 }

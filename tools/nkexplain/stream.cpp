@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "nkSupport/tCompression.h"
 #include "protocol/frame.h"
 #include "tools/common/messages.h"
 #include "tools/nkexplain/bodies.h"
