@@ -200,6 +200,17 @@ TEST_F(stationCalls, outcomesBesides) {
   EXPECT_FALSE(call(harness::bytes("?")));
 }
 
+TEST_F(stationCalls, anAnswerWithoutContentIsDamaged) {
+  open();
+  call(harness::bytes("?"));
+  clock.settle();
+  peer->read();
+  ASSERT_EQ(peer->requests.size(), 1u);
+  peer->send(peer->answer(peer->requests[0].id, 2, 1, tBlob()));
+  clock.settle();
+  expectEnd(0, OUTCOME_DAMAGED, std::errc::bad_message);
+}
+
 TEST_F(stationCalls, finishSendsTheRestAndWaitsForThePeerOrItsPatience) {
   for (bool const patient : {true, false}) {
     open();
