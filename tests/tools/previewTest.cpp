@@ -4,10 +4,8 @@
 
 #include <algorithm>
 #include <climits>
-#include <random>
 
 #include "tools/common/moment.h"
-#include "tools/common/schedules.h"
 
 namespace {
 
@@ -149,19 +147,6 @@ TEST(preview, momentsAreReadAsTheLibraryReadsThemOrRefused) {
     long long seconds = -7;
     EXPECT_FALSE(parseMoment(text, seconds)) << text;
     EXPECT_EQ(seconds, -7) << text;
-  }
-}
-
-TEST(preview, checksumInAnyOrderIsThatOfTheLibrary) {
-  std::mt19937 random(1);
-  nk_messageSetSchedulesReq set(nk_message::VERSION_3);
-  for (unsigned int i = 0; i < 40; ++i) {
-    auto* const one = set.addSchedule_(random() % 20, "s", i, i, 0, 0);  // some ids twice
-    for (unsigned int k = 0; k < 5; ++k) one->addScheduleEntry(random() % 4, "e", k, k, false);
-  }
-  for (auto const version : {nk_message::VERSION_0, nk_message::VERSION_1, nk_message::VERSION_2,
-                             nk_message::VERSION_3}) {
-    EXPECT_EQ(nk_tools::schedulesChecksum(set, version), set.checksum(version)) << version;
   }
 }
 

@@ -1,6 +1,5 @@
 #include "nkSupport/tTime.h"
 #include "tools/common/moment.h"
-#include "tools/common/schedules.h"
 #include "tools/nkctl/fileCommand.h"
 #include "tools/nkctl/preview.h"
 #include "tools/nkctl/settingsFile.h"
@@ -10,7 +9,7 @@ namespace {
 constexpr char fileHelp[] = "The schedules, - for standard input";
 
 nk_tools::teExit set(tStation& station, nk_messageSetSchedulesReq& schedules, bool json) {
-  auto const wanted = nk_tools::schedulesChecksum(schedules, askedVersion);
+  auto const wanted = schedules.checksum(askedVersion);
   std::unique_ptr<nk_message> answer;
   if (auto const status = sendSchedules(station, schedules, wanted, answer)) return status;
   auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
@@ -21,8 +20,7 @@ nk_tools::teExit check(tStation& station, nk_messageSetSchedulesReq& schedules, 
   nk_messageStateReq request(askedVersion);
   std::unique_ptr<nk_messageStateRsp> state;
   if (auto const status = askForState(station, request, state)) return status;
-  return printComparison(json, *state, nk_tools::schedulesChecksum(schedules, askedVersion),
-                         state->csSched());
+  return printComparison(json, *state, schedules.checksum(askedVersion), state->csSched());
 }
 
 tRun declareSet(CLI::App& app) {

@@ -2,7 +2,6 @@
 #include <set>
 
 #include "tools/common/messages.h"
-#include "tools/common/schedules.h"
 #include "tools/nkctl/site.h"
 #include "tools/nkctl/stateCommands.h"
 #include "tools/nkctl/station.h"
@@ -24,8 +23,7 @@ struct tDifference {
   tDifference(tSite const& site, nk_messageStateRsp const& state, bool mayRemove)
       : removes(mayRemove) {
     if (site.config) configChecksum = site.config->checksum(askedVersion);
-    if (site.schedules)
-      schedulesChecksum = nk_tools::schedulesChecksum(*site.schedules, askedVersion);
+    if (site.schedules) schedulesChecksum = site.schedules->checksum(askedVersion);
     config = site.config && configChecksum != state.csCfg();
     schedules = site.schedules && schedulesChecksum != state.csSched();
     if (!site.hasImages) return;

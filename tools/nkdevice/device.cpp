@@ -16,8 +16,6 @@ using std::chrono::milliseconds;
 
 // How long answers on their way may hold up the end of the program.
 constexpr milliseconds stopTime{1000};
-// What a kill loses at most of what changes by itself.
-constexpr std::chrono::minutes keepTime{1};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
 
 void sayLog(void*, char const* text) { nk_tools::say(text); }
@@ -62,10 +60,10 @@ nk_tools::teExit tDevice::run() {
 }
 
 void tDevice::keepNowAndThen() {
-  m_keepTimer.expires_after(keepTime);
+  m_keepTimer.expires_after(tPanel::keepInterval);
   m_keepTimer.async_wait([this](std::error_code problem) {
     if (problem) return;
-    m_panel.keep();
+    m_panel.keepChanges();
     keepNowAndThen();
   });
 }

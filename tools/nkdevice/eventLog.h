@@ -1,9 +1,11 @@
 #pragma once
 
+#include <map>
+#include <set>
 #include <string>
 
 #include "nkProtocol/eventMessages.h"
-#include "tools/nkdevice/store.h"
+#include "tools/nkdevice/journal.h"
 
 /// What can happen to a panel: the types of its events. docs/programs.md lists them.
 enum teEvent : unsigned short {
@@ -19,32 +21,39 @@ enum teEvent : unsigned short {
   EVENT_STATE_TROUBLE,
 };
 
-/// The panel's record of events, kept over restarts. What happens again, in the same words, counts
-/// on in the event that is there. The oldest of more than nk_messageEventsRsp::maxEvents go.
+/// The panel's record of events, kept over restarts. An event that occurs again, in the same words,
+/// adds to the occurrences of the one that is there. Beyond nk_messageEventsRsp::maxEvents events
+/// the oldest warning or notice is dropped, and a fault only if there are nothing but faults.
 /// Not synchronised.
 class tEventLog {
  public:
   /// `store` is borrowed for the life of this object.
-  explicit tEventLog(tStore const& store)
-      : m_store(store), m_events(tStore::storedVersion, nullptr, nullptr) {}
+  explicit tEventLog(tStore& store) : m_file(store, "events.log") {}
 
-  /// Takes over what is stored, to be called once before anything is recorded.
+  /// Takes over what is stored. To be called once, before anything is recorded.
   void load();
   /// Records that `type` happened just now. Faults and warnings are also said on standard error.
-  /// `image` names the image that it is about.
+  /// `image` names the image that it is about. keep() stores it.
   void record(teEvent type, std::string const& text, tString const& image = tString());
-  /// Stores what was recorded since the last call; to be called once all work of the moment is
-  /// done, as it takes its time. False if that fails.
+  /// Stores what was recorded since the last call. False if that fails; the next call tries again.
   bool keep();
 
-  /// The events, for an answer: oldest first occurrence first.
-  nk_messageEventsRsp const& events() const { return m_events; }
+  unsigned int count() const { return static_cast<unsigned int>(m_events.size()); }
+  /// Adds the events to `response`: oldest first occurrence first.
+  void addTo(nk_messageEventsRsp& response);
 
  private:
-  nk_messageEvent* find(teEvent type, tString const& text, tString const& image) const;
+  using tId = unsigned int;
+  using tEvents = std::map<tId, nk_messageEvent>;
 
-  tStore const& m_store;
-  nk_messageEventsRsp m_events;
-  unsigned int m_lastId = 0;
-  bool m_changed = false;
+  bool take(tBlob& record);
+  nk_messageEvent* find(teEvent type, tString const& text, tString const& image);
+  void put(nk_messageEvent event);
+  void dropSurplus();
+
+  tJournal m_file;
+  tEvents m_events;
+  std::set<tId> m_dispensable;  // all but the faults
+  std::set<tId> m_changed;      // since the last keep()
+  tId m_lastId = 0;
 };

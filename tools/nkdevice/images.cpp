@@ -1,175 +1,250 @@
 #include "tools/nkdevice/images.h"
 
-#include <filesystem>
-#include <set>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <list>
+
+#include "nkSupport/tFile.h"
 #include "nkSupport/tJson.h"
 #include "tools/common/files.h"
 #include "tools/common/images.h"
+#include "tools/nkdevice/limits.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-constexpr char const* indexFile = "images.json";
-constexpr unsigned int mostImages = 10000;
 
 std::string numbered(unsigned long long uid, char const* what) {
   return "image " + std::to_string(uid) + " " + what;
 }
 
 // What happened to so many images, one of which has this uid.
-std::string counted(unsigned int count, unsigned long long uid, char const* what) {
+std::string counted(std::size_t count, unsigned long long uid, char const* what) {
   return count == 1 ? numbered(uid, what) : std::to_string(count) + " images " + what;
 }
 
-}  // namespace
+tString text(std::string const& path) { return tString(std::string_view(path)); }
 
-void tImages::load() {
-  tIndex stored;
-  if (m_store.keepsNothing() || !readIndex(stored)) return sweep();
-  auto const count = stored.size();
-  for (auto each = stored.begin(); each != stored.end();) {
-    bool const whole = isWhole(each->first, each->second);
-    if (!whole) {
-      m_events.record(EVENT_STATE_TROUBLE,
-                      numbered(each->first, "is damaged or missing; it is dropped"),
-                      each->second.name);
-    }
-    each = whole ? std::next(each) : stored.erase(each);
-  }
-  m_index = stored;
-  if (stored.size() != count) commit(std::move(stored));
-  sweep();
-}
-
-unsigned int tImages::handle(nk_messageImage& message) {
-  unsigned int stored = 0;
-  if (message.count() > mostImages) {
-    m_events.record(EVENT_REQUEST_REFUSED, "images refused: more than the panel could hold");
-  } else if (message.taskRemove() == nk_tools::IMAGES_STORE) {
-    stored = storeAll(message);
-  } else if (message.taskRemove() == nk_tools::IMAGES_REMOVE) {
-    removeAll(message);
-  } else {
-    m_events.record(EVENT_REQUEST_REFUSED, "images refused: taskRemove " +
-                                               std::to_string(message.taskRemove()) +
-                                               " is no task of this panel");
-  }
-  return stored;
-}
-
-unsigned int tImages::storeAll(nk_messageImage& message) {
-  tIndex next = m_index;
-  auto taken = sizeOf(next);
-  unsigned int stored = 0;
-  nk_msgFile const* last = nullptr;
-  for (unsigned int i = 0; i < message.count(); ++i) {
-    auto& file = *message.get(i);
-    auto const replaced = next.find(file.id());
-    auto const others = taken - (replaced != next.end() ? replaced->second.size : 0);
-    char const* problem = problemOf(file, next, others);
-    tImage const image{file.name(), file.checksum(), file.mimeType(), file.content().size()};
-    if (problem == nullptr && !save(file, image)) problem = "it cannot be stored";
-    if (problem == nullptr) {
-      next[file.id()] = image;
-      taken = others + image.size;
-      last = &file;
-      ++stored;
-    } else {
-      bool const named = nk_tools::imageNameProblem(file.name().view()) == nullptr;
-      m_events.record(EVENT_IMAGE_REFUSED, numbered(file.id(), "refused: ") + problem,
-                      named ? file.name() : tString());
-    }
-  }
-  if (stored != 0 && !commit(std::move(next))) stored = 0;
-  if (stored != 0)
-    m_events.record(EVENT_IMAGE_STORED, counted(stored, last->id(), "stored"),
-                    stored == 1 ? last->name() : tString());
-  sweep();
-  return stored;
-}
-
-void tImages::removeAll(nk_messageImage& message) {
-  tIndex next = m_index;
-  unsigned int removed = 0;
-  unsigned long long last = 0;
-  for (unsigned int i = 0; i < message.count(); ++i) {
-    auto const uid = message.get(i)->id();
-    if (next.erase(uid) == 0) continue;
-    last = uid;
-    ++removed;
-  }
-  if (removed == 0 || !commit(std::move(next))) return;
-  m_events.record(EVENT_IMAGE_REMOVED, counted(removed, last, "removed"));
-  sweep();
-}
-
-unsigned long long tImages::sizeOf(tIndex const& index) {
-  unsigned long long sum = 0;
-  for (auto const& [uid, image] : index) sum += image.size;
-  return sum;
-}
-
-// `others` is the size of the images that stay beside this one.
-char const* tImages::problemOf(nk_msgFile& file, tIndex const& index,
-                               unsigned long long others) const {
+// Why no panel takes the image; null if it is right.
+char const* problemOf(nk_msgFile& file) {
   if (char const* const problem = nk_tools::imageNameProblem(file.name().view())) return problem;
   if (file.mimeType() >= nk_msgFile::MIME_UNSUPPORTED) return "its mime type is unknown";
   if (file.content().empty()) return "it is empty";
   if (nk_tools::imageChecksum(file.content()) != file.checksum())
     return "its checksum is not that of its content";
-  if (index.size() >= mostImages && !index.contains(file.id())) return "the panel is full";
-  if (others > m_room || file.content().size() > m_room - others)
-    return "the panel has no room for it";
   return nullptr;
 }
 
-bool tImages::save(nk_msgFile& file, tImage const& image) {
-  if (m_store.keepsNothing()) return true;
-  std::error_code problem;
-  fs::create_directory(directory(), problem);
-  auto const name = fileName(file.id(), image);
-  auto const path =
-      file.saveToDir(tString(std::string_view(directory())), true, tString(std::string_view(name)));
-  // The library does not say whether the file could be given its name.
-  return !path.empty() && fs::is_regular_file(directory() + "/" + name, problem);
-}
+}  // namespace
 
-// Only once the checksum has been found to be that of the content: it becomes part of the name.
-std::string tImages::fileName(unsigned long long uid, tImage const& image) {
-  return "image_id" + std::to_string(uid) + "_" + image.checksum.c_str() +
-         nk_msgFile::getFileExtension(image.mimeType).c_str();
-}
+/// The images of one message that are refused: one event for all.
+struct tImages::tRefusals {
+  unsigned int count = 0;
+  std::string first = {};
+  tString name = {};
 
-// Notes the image's size too.
-bool tImages::isWhole(unsigned long long uid, tImage& image) const {
-  tBlob content;
-  bool const isRead =
-      nk_tools::readFile(directory() + "/" + fileName(uid, image), content) == nullptr;
-  image.size = content.size();
-  return isRead && nk_tools::imageChecksum(content) == image.checksum;
-}
-
-bool tImages::readIndex(tIndex& index) const {
-  tBlob bytes;
-  tJson json, one;
-  if (!m_store.read(indexFile, bytes)) return false;
-  bool good = json.parse({reinterpret_cast<char const*>(bytes.data()), bytes.size()});
-  for (unsigned int i = 0; good && json.getArrayObject("images", i, one); ++i) {
-    auto const mime = one.getInt("mime", nk_msgFile::MIME_UNSUPPORTED);
-    good = mime >= 0 && mime < nk_msgFile::MIME_UNSUPPORTED &&
-           one.getString("cs").view().find_first_not_of("0123456789abcdef") == std::string::npos;
-    index[static_cast<unsigned long long>(one.getInt("uid", 0))] = {
-        one.getString("name"), one.getString("cs"), nk_msgFile::teMimeType(mime), 0};
+  void add(tUid uid, tString const& image, char const* problem) {
+    if (count++ != 0) return;
+    first = numbered(uid, "refused: ") + problem;
+    if (nk_tools::imageNameProblem(image.view()) == nullptr) name = image;
   }
-  if (!good) m_store.setAside(indexFile, "is damaged");
-  return good;
+  void record(tEventLog& events) const {
+    if (count == 1) events.record(EVENT_IMAGE_REFUSED, first, name);
+    if (count > 1)
+      events.record(EVENT_IMAGE_REFUSED, std::to_string(count) + " images refused; " + first, name);
+  }
+};
+
+/// Files that are written together: their way to the medium begins for all before the first is
+/// waited for.
+class tImages::tSlice {
+ public:
+  /// The most files that are open at once.
+  static constexpr std::size_t most = 64;
+
+  void add(tUid uid, std::string const& path, tBlob const& content) {
+    auto& one = m_files.emplace_back(uid, path);
+    one.good = one.file.add(content);
+    if (!one.good) one.error = errno;
+  }
+  std::size_t size() const { return m_files.size(); }
+  /// Gives all files their names; adds the uids of those that failed to `failed`.
+  void finish(tStore& store, std::vector<tUid>& failed) {
+    for (auto& one : m_files) {
+      if (one.good && one.finish()) continue;
+      store.reportTrouble("write", one.path, one.error);
+      ::unlink(one.temporary.c_str());
+      failed.push_back(one.uid);
+    }
+    m_files.clear();
+  }
+
+ private:
+  struct tOne {
+    tOne(tUid id, std::string const& name)
+        : uid(id),
+          path(name),
+          temporary(name + "~"),
+          file(tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate, text(temporary)) {}
+    bool finish() {
+      bool const written = file.syncContent();
+      error = errno;
+      if (!file.close() || !written) return false;
+      bool const named = tFile::renameFile(text(temporary), text(path));
+      error = errno;
+      return named;
+    }
+
+    tUid uid;
+    std::string path, temporary;
+    tFile file;
+    bool good = false;
+    int error = 0;
+  };
+
+  std::list<tOne> m_files;
+};
+
+void tImages::load() {
+  if (m_store.keepsNothing() || !m_file.load([this](tBlob& record) { return read(record); }))
+    return;
+  std::vector<tUid> damaged;
+  for (auto& [uid, image] : m_index) {
+    bool const whole = isWhole(uid, image);
+    m_taken += image.size;
+    if (whole) continue;
+    damaged.push_back(uid);
+    m_events.record(EVENT_STATE_TROUBLE, numbered(uid, "is damaged or missing; it is dropped"),
+                    image.name);
+  }
+  if (!damaged.empty() && !commit({}, damaged)) take({}, damaged);
+  sweepAll();
 }
 
-bool tImages::commit(tIndex next) {
+unsigned int tImages::handle(nk_messageImage& message) {
+  auto const task = message.taskRemove();
+  if (task == nk_tools::IMAGES_STORE) return storeAll(message);
+  if (task == nk_tools::IMAGES_REMOVE) {
+    removeAll(message);
+  } else {
+    m_events.record(EVENT_REQUEST_REFUSED, "images refused: taskRemove " + std::to_string(task) +
+                                               " is no task of this panel");
+  }
+  return 0;
+}
+
+unsigned int tImages::storeAll(nk_messageImage& message) {
+  tRefusals refusals;
+  auto chosen = choose(message, refusals);
+  saveAll(chosen, refusals);
+  if (!chosen.empty() && !commit(chosen, {})) {
+    std::vector<tUid> all;
+    for (auto const& each : chosen) all.push_back(each.first);
+    giveUp(chosen, refusals, all);
+  }
+  refusals.record(m_events);
+  if (!chosen.empty()) {
+    auto const& [uid, image] = *chosen.begin();
+    m_events.record(EVENT_IMAGE_STORED, counted(chosen.size(), uid, "stored"),
+                    chosen.size() == 1 ? image.name : tString());
+  }
+  sweep();
+  return static_cast<unsigned int>(chosen.size());
+}
+
+// What of the message is right and changes what the panel holds.
+tImages::tIndex tImages::choose(nk_messageImage& message, tRefusals& refusals) const {
+  tIndex chosen;
+  auto taken = m_taken;
+  auto images = m_index.size();
+  for (unsigned int i = 0; i < message.count(); ++i) {
+    auto& file = *message.get(i);
+    tImage image{file.name(), file.checksum(), file.mimeType(), file.content().size(), &file};
+    auto const held = m_index.find(file.id());
+    auto const earlier = chosen.find(file.id());
+    bool const isHeld = held != m_index.end(), isEarlier = earlier != chosen.end();
+    auto const replaced = isEarlier ? earlier->second.size : isHeld ? held->second.size : 0;
+    char const* problem = problemOf(file);
+    if (problem == nullptr && images == tLimits::images && !isHeld && !isEarlier)
+      problem = "the panel is full";
+    if (problem == nullptr && image.size > m_room - std::min(m_room, taken - replaced))
+      problem = "the panel has no room for it";
+    if (problem != nullptr) {
+      refusals.add(file.id(), file.name(), problem);
+      continue;
+    }
+    taken += image.size - replaced;
+    if (!isHeld && !isEarlier) ++images;
+    if (isHeld && fileName(file.id(), held->second) == fileName(file.id(), image))
+      image.file = nullptr;
+    if (image.file == nullptr && held->second.name == image.name) {
+      chosen.erase(file.id());
+    } else {
+      chosen[file.id()] = image;
+    }
+  }
+  return chosen;
+}
+
+// Writes the files of the chosen images.
+void tImages::saveAll(tIndex& chosen, tRefusals& refusals) {
+  std::vector<tUid> failed;
+  tSlice slice;
+  bool const stores = !m_store.keepsNothing() && !chosen.empty() && makeDirectory();
+  for (auto const& [uid, image] : chosen) {
+    if (!stores || image.file == nullptr) continue;
+    slice.add(uid, filePath(fileName(uid, image)), image.file->content());
+    if (slice.size() == tSlice::most) slice.finish(m_store, failed);
+  }
+  slice.finish(m_store, failed);
+  if (stores && !tStore::syncDirectory(directory())) {
+    m_store.reportTrouble("bring to the medium", directory(), errno);
+    failed.clear();
+    for (auto const& [uid, image] : chosen)
+      if (image.file != nullptr) failed.push_back(uid);
+  }
+  giveUp(chosen, refusals, failed);
+}
+
+void tImages::giveUp(tIndex& chosen, tRefusals& refusals, std::vector<tUid> const& failed) {
+  for (auto const uid : failed) {
+    auto const one = chosen.find(uid);
+    refusals.add(uid, one->second.name, "it cannot be stored");
+    if (one->second.file != nullptr) m_useless.insert(fileName(uid, one->second));
+    chosen.erase(one);
+  }
+}
+
+bool tImages::makeDirectory() {
+  std::error_code error;
+  bool const made = fs::create_directory(directory(), error);
+  // If it cannot be made, writing into it fails and says why.
+  if (made) m_store.syncEntries();
+  return true;
+}
+
+void tImages::removeAll(nk_messageImage& message) {
+  std::set<tUid> held;
+  for (unsigned int i = 0; i < message.count(); ++i) {
+    auto const uid = message.get(i)->id();
+    if (m_index.contains(uid)) held.insert(uid);
+  }
+  if (held.empty()) return;
+  if (commit({}, {held.begin(), held.end()})) {
+    m_events.record(EVENT_IMAGE_REMOVED, counted(held.size(), *held.begin(), "removed"));
+  } else {
+    m_events.record(EVENT_REQUEST_REFUSED, "images cannot be removed; they stay");
+  }
+  sweep();
+}
+
+// A record: images that are new or changed, and the uids of those that are gone.
+bool tImages::write(tIndex const& stored, std::vector<tUid> const& removed, tBlob& record) {
   tJson json;
-  for (auto const& [uid, image] : next) {
+  for (auto const& [uid, image] : stored) {
     tJson one;
     one.addUInt64("uid", uid);
     one.addString("name", image.name);
@@ -177,28 +252,114 @@ bool tImages::commit(tIndex next) {
     one.addInt("mime", image.mimeType);
     json.addToArray("images", std::move(one));
   }
-  auto const text = json.getJson(true);
-  if (!m_store.write(indexFile, tBlob(text.c_str(), text.length()))) return false;
-  m_index = std::move(next);
+  for (auto const uid : removed) {
+    tJson one;
+    one.addUInt64("uid", uid);
+    json.addToArray("removed", std::move(one));
+  }
+  auto const text = json.getJson(false);
+  return !text.empty() && record.append(text.c_str(), text.length());
+}
+
+bool tImages::commit(tIndex const& stored, std::vector<tUid> const& removed) {
+  auto const whole = [&](tBlob& record) {
+    tIndex next = m_index;
+    for (auto const& [uid, image] : stored) next[uid] = image;
+    for (auto const uid : removed) next.erase(uid);
+    return write(next, {}, record);
+  };
+  tBlob change;
+  if (!write(stored, removed, change) || !m_file.add(change, change.size(), whole)) return false;
+  take(stored, removed);
   return true;
 }
 
-// Deletes what no image needs: the files of images that are gone, and what a crash left behind.
-void tImages::sweep() const {
-  if (m_store.keepsNothing()) return;
+// What was committed comes into force.
+void tImages::take(tIndex const& stored, std::vector<tUid> const& removed) {
+  auto const drop = [this](tUid uid) {
+    auto const old = m_index.find(uid);
+    if (old == m_index.end()) return;
+    m_taken -= old->second.size;
+    m_useless.insert(fileName(uid, old->second));
+    m_index.erase(old);
+  };
+  for (auto const uid : removed) drop(uid);
+  for (auto const& [uid, image] : stored) {
+    drop(uid);
+    m_taken += image.size;
+    m_useless.erase(fileName(uid, image));
+    m_index[uid] = image;
+    m_index[uid].file = nullptr;
+  }
+}
+
+// Only once the checksum has been found to be that of the content: it becomes part of the name.
+std::string tImages::fileName(tUid uid, tImage const& image) {
+  return "image_id" + std::to_string(uid) + "_" + image.checksum.c_str() +
+         nk_msgFile::getFileExtension(image.mimeType).c_str();
+}
+
+// Notes the image's size too.
+bool tImages::isWhole(tUid uid, tImage& image) const {
+  tBlob content;
+  auto const path = filePath(fileName(uid, image));
+  // A failure to read may pass, and what is dropped is lost.
+  bool const isRead =
+      nk_tools::readFile(path, content) == nullptr || nk_tools::readFile(path, content) == nullptr;
+  image.size = content.size();
+  return isRead && nk_tools::imageChecksum(content) == image.checksum;
+}
+
+bool tImages::read(tBlob& record) {
+  tJson json, one;
+  if (!json.parse({reinterpret_cast<char const*>(record.data()), record.size()})) return false;
+  for (unsigned int i = 0; json.getArrayObject("removed", i, one); ++i)
+    m_index.erase(static_cast<tUid>(one.getInt("uid", 0)));
+  for (unsigned int i = 0; json.getArrayObject("images", i, one); ++i) {
+    auto const mime = one.getInt("mime", nk_msgFile::MIME_UNSUPPORTED);
+    if (mime < 0 || mime >= nk_msgFile::MIME_UNSUPPORTED ||
+        one.getString("cs").view().find_first_not_of("0123456789abcdef") != std::string::npos)
+      return false;
+    m_index[static_cast<tUid>(one.getInt("uid", 0))] = {one.getString("name"), one.getString("cs"),
+                                                        nk_msgFile::teMimeType(mime), 0};
+  }
+  return true;
+}
+
+void tImages::settle() {
+  m_file.settle([this](tBlob& record) { return write(m_index, {}, record); });
+  sweep();
+}
+
+// Finds what a crash left behind.
+void tImages::sweepAll() {
   std::set<std::string> needed;
   for (auto const& [uid, image] : m_index) needed.insert(fileName(uid, image));
-  std::error_code problem;
-  std::vector<fs::path> useless;
-  for (fs::directory_iterator each(directory(), problem), end; !problem && each != end;
-       each.increment(problem)) {
-    if (!needed.contains(each->path().filename().string())) useless.push_back(each->path());
+  std::error_code error;
+  for (fs::directory_iterator each(directory(), error), end; !error && each != end;
+       each.increment(error)) {
+    auto name = each->path().filename().string();
+    if (!needed.contains(name)) m_useless.insert(std::move(name));
   }
-  for (auto const& path : useless) fs::remove(path, problem);
+  if (error && error != std::errc::no_such_file_or_directory)
+    m_store.reportTrouble("read", directory(), error.value());
+  sweep();
+}
+
+// Deletes what no image needs, once no record on the medium can name it.
+void tImages::sweep() {
+  if (m_useless.empty() || m_store.keepsNothing() || !m_file.isSettled()) return;
+  for (auto each = m_useless.begin(); each != m_useless.end();) {
+    auto const path = filePath(*each);
+    bool const gone = ::unlink(path.c_str()) == 0 || errno == ENOENT;
+    if (!gone) m_store.reportTrouble("delete", path, errno);
+    each = gone ? m_useless.erase(each) : std::next(each);
+  }
 }
 
 std::vector<unsigned long long> tImages::uids() const {
-  std::vector<unsigned long long> list;
+  std::vector<tUid> list;
+  list.reserve(m_index.size());
   for (auto const& each : m_index) list.push_back(each.first);
   return list;
 }

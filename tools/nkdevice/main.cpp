@@ -2,6 +2,7 @@
 #include <csignal>
 #include <string>
 
+#include "nkSupport/tCompression.h"
 #include "tools/common/options.h"
 #include "tools/nkdevice/device.h"
 
@@ -51,6 +52,39 @@ void addSensors(CLI::App& app, tStatistics::tOptions& sensors) {
       ->type_name("FILE");
 }
 
+void addLimits(CLI::App& app, tPanel::tOptions& options) {
+  auto& limits = options.limits;
+  struct {
+    char const* name;
+    unsigned int& value;
+    unsigned int most;
+    char const* help;
+  } const counts[] = {
+      {"--name-bytes", limits.text, 1U << 16, "Longest name in settings, in bytes"},
+      {"--time-slots", limits.timeSlots, 1U << 20, "Most time slots of a configuration"},
+      {"--frames", limits.frames, 1U << 16, "Most frames of a configuration"},
+      {"--schedules", limits.schedules, 1U << 20, "Most schedules"},
+      {"--entries", limits.entries, 1U << 22, "Most entries of all schedules together"},
+  };
+  for (auto const& each : counts) {
+    app.add_option(each.name, each.value,
+                   std::string(each.help) + " [" + std::to_string(each.value) + "]")
+        ->type_name("NUMBER")
+        ->check(CLI::Range(0U, each.most));
+  }
+  app.add_option_function<unsigned int>(
+         "--image-message",
+         [&](unsigned int mebibytes) { options.limits.imageContent = mebibytes << 20; },
+         "Largest message with images [32]")
+      ->type_name("MIB")
+      ->check(CLI::Range(1U, 1024U));
+  app.add_option_function<unsigned long long>(
+         "--image-room", [&](unsigned long long mebibytes) { options.imageRoom = mebibytes << 20; },
+         "Most that all images may take together [1024]")
+      ->type_name("MIB")
+      ->check(CLI::Range(0ULL, 1ULL << 40));
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
@@ -71,14 +105,12 @@ int main(int argc, char** argv) {
   app.add_option("--connections", options.mostLinks, "How many stations at once [64]")
       ->type_name("NUMBER")
       ->check(CLI::Range(1U, 100000U));
-  app.add_option_function<unsigned long long>(
-         "--image-room",
-         [&](unsigned long long mebibytes) { options.panel.imageRoom = mebibytes << 20; },
-         "Most that all images may take together [1024]")
-      ->type_name("MIB")
-      ->check(CLI::Range(0ULL, 1ULL << 40));
+  addLimits(app, options.panel);
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
-  return nk_tools::parseAndRun(app, argc, argv, [&] { return tDevice(options).run(); });
+  return nk_tools::parseAndRun(app, argc, argv, [&] {
+    tCompression::setMaxDecodedSize(options.panel.limits.largestContent());
+    return tDevice(options).run();
+  });
 }

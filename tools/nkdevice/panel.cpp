@@ -6,23 +6,33 @@
 
 namespace {
 
+using tMostContent = unsigned int (*)(tLimits const& limits);
+
 struct tAnswerRow {
   nk_message::teType type;
   tAnswerFunction answer;
+  tMostContent most;        // bytes of content; what has more is refused unread
+  tAnswerFunction refusal;  // what a refused request is answered with; null for nothing
 };
+
+constexpr tMostContent small = [](tLimits const& limits) { return limits.smallContent(); };
+constexpr tMostContent config = [](tLimits const& limits) { return limits.configContent(); };
+constexpr tMostContent schedules = [](tLimits const& limits) { return limits.schedulesContent(); };
+constexpr tMostContent image = [](tLimits const& limits) { return limits.imageContent; };
+constexpr tMostContent generic = [](tLimits const& limits) { return limits.genericContent; };
 
 // What the panel answers. Each function lives in the file of its area.
 constexpr tAnswerRow answers[] = {
-    {nk_message::STATE_REQ, answerState},
-    {nk_message::EVENTS_REQ, answerEvents},
-    {nk_message::SET_CONFIG_REQ, answerSetConfig},
-    {nk_message::GET_DISPLAY_CONFIGURATION_REQ, answerDisplays},
-    {nk_message::SET_SCHEDULES_REQ, answerSetSchedules},
-    {nk_message::TIME, answerTime},
-    {nk_message::SHUTDOWN, answerShutdown},
-    {nk_message::IMAGE, answerImage},
-    {nk_message::STATISTICS_REQ, answerStatistics},
-    {nk_message::GENERIC_REQ, answerGeneric},
+    {nk_message::STATE_REQ, answerState, small, tellState},
+    {nk_message::EVENTS_REQ, answerEvents, small, nullptr},
+    {nk_message::SET_CONFIG_REQ, answerSetConfig, config, tellConfig},
+    {nk_message::GET_DISPLAY_CONFIGURATION_REQ, answerDisplays, small, nullptr},
+    {nk_message::SET_SCHEDULES_REQ, answerSetSchedules, schedules, tellSchedules},
+    {nk_message::TIME, answerTime, small, nullptr},
+    {nk_message::SHUTDOWN, answerShutdown, small, nullptr},
+    {nk_message::IMAGE, answerImage, image, nullptr},
+    {nk_message::STATISTICS_REQ, answerStatistics, small, nullptr},
+    {nk_message::GENERIC_REQ, answerGeneric, generic, nullptr},
 };
 
 }  // namespace
@@ -33,7 +43,7 @@ tPanel::tPanel(tOptions const& options, std::function<void()> shutDown)
       m_store(options.state,
               [this](std::string const& what) { m_events.record(EVENT_STATE_TROUBLE, what); }),
       m_events(m_store),
-      m_settings(m_store),
+      m_settings(m_store, m_options.limits),
       m_images(m_store, m_events, options.imageRoom),
       m_statistics(m_store, m_options.statistics),
       m_displays(tStore::storedVersion) {}
@@ -51,7 +61,10 @@ nk_tools::teExit tPanel::load() {
   if (!m_store.open()) return nk_tools::STATUS_OTHER;
   m_events.load();
   m_events.record(EVENT_STARTED, "started");
-  m_settings.load();
+  if (!m_settings.load()) {
+    nk_tools::say("no memory for the settings");
+    return nk_tools::STATUS_OTHER;
+  }
   m_images.load();
   m_statistics.load();
   m_events.keep();
@@ -59,8 +72,23 @@ nk_tools::teExit tPanel::load() {
 }
 
 bool tPanel::keep() {
+  m_store.settle();
+  m_settings.settle();
+  m_images.settle();
   bool const kept = m_statistics.keep();
   return m_events.keep() && kept;
+}
+
+void tPanel::keepChanges() {
+  constexpr unsigned int callsPerMinute = 60 / keepInterval.count();
+  if (++m_keepCalls % callsPerMinute == 0) {
+    keep();
+    return;
+  }
+  m_store.settle();
+  m_settings.settle();
+  m_images.settle();
+  m_events.keep();
 }
 
 void tPanel::receive(unsigned int source, tBlob& content) {
@@ -77,8 +105,15 @@ void tPanel::receive(unsigned int source, tBlob& content) {
                   std::to_string(source));
   }
   nk_serializer answer;
-  if (known) row->answer(*this, request, answer);
-  m_events.keep();
+  if (known && size > row->most(m_options.limits)) {
+    m_events.record(EVENT_REQUEST_REFUSED, std::string(nk_message::typeName(request.type).c_str()) +
+                                               " refused: more than " +
+                                               std::to_string(row->most(m_options.limits)) +
+                                               " bytes");
+    if (row->refusal != nullptr) row->refusal(*this, request, answer);
+  } else if (known) {
+    row->answer(*this, request, answer);
+  }
   content.swap(answer);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <string>
 
@@ -8,6 +9,7 @@
 #include "tools/common/program.h"
 #include "tools/nkdevice/eventLog.h"
 #include "tools/nkdevice/images.h"
+#include "tools/nkdevice/limits.h"
 #include "tools/nkdevice/settings.h"
 #include "tools/nkdevice/statistics.h"
 #include "tools/nkdevice/store.h"
@@ -28,6 +30,7 @@ class tPanel {
     tStatistics::tOptions statistics;
     std::string displays;  ///< file that tells how the screen is laid out; empty: undivided
     std::string state;     ///< directory of what the panel keeps; empty: nothing outlasts it
+    tLimits limits;
     unsigned long long imageRoom = 1ULL << 30;  ///< bytes that all images may have together
     bool verbose = false;                       ///< each request is told on standard error
   };
@@ -38,9 +41,13 @@ class tPanel {
   /// Takes over what was kept, to be called once before the first receive(). Fails if the
   /// directory cannot be had, or the file of the displays is not right.
   nk_tools::teExit load();
-  /// Stores what changes by itself; false, said and recorded, if that fails. To be called now and
-  /// then, and at the end.
+  /// Stores all that is not stored yet; false, said and recorded, if that fails. To be called at
+  /// the end.
   bool keep();
+  /// How often keepChanges() is to be called: what a kill loses of the events at most.
+  static constexpr std::chrono::seconds keepInterval{2};
+  /// Stores new events, tries again what failed, and stores the statistics at every 30th call.
+  void keepChanges();
 
   /// Handles the request in `content` and puts the answer in its place. Nothing is left there if no
   /// answer is to be sent: what stays goes back to the station.
@@ -65,6 +72,7 @@ class tPanel {
   tImages m_images;
   tStatistics m_statistics;
   nk_messageGetDisplayConfigurationRsp m_displays;
+  unsigned int m_keepCalls = 0;
 };
 
 /// Handles one type of request: `request` is of the type of the row. Writes the answer, header and
@@ -81,3 +89,8 @@ void answerEvents(tPanel& panel, nk_tools::tContent& request, nk_serializer& ans
 void answerStatistics(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
 void answerDisplays(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
 void answerImage(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+
+// The answers without what the request asks to do: for requests that are refused.
+void tellState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void tellConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);
+void tellSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer);

@@ -8,7 +8,7 @@ void answerEvents(tPanel& panel, nk_tools::tContent& request, nk_serializer& ans
   nk_messageEventsReq asked(request.version);
   request.readInto(asked);
   nk_messageEventsRsp response(request.version, nullptr, nullptr);
-  response.setFrom(panel.events().events());
+  panel.events().addTo(response);
   response.setTask(asked.task());
   response.serializeMsg(&answer);
 }
@@ -27,10 +27,12 @@ void answerDisplays(tPanel& panel, nk_tools::tContent& request, nk_serializer& a
 }
 
 void answerImage(tPanel& panel, nk_tools::tContent& request, nk_serializer&) {
+  auto problem = tLimits::problemOfImages(request);
   nk_messageImage message(request.version);
-  if (request.readInto(message)) {
+  if (problem.empty() && !request.readInto(message)) problem = "the message is damaged";
+  if (problem.empty()) {
     panel.statistics().countImages(panel.images().handle(message));
   } else {
-    panel.events().record(EVENT_REQUEST_REFUSED, "images refused: the message is damaged");
+    panel.events().record(EVENT_REQUEST_REFUSED, "images refused: " + problem);
   }
 }

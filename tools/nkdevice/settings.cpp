@@ -1,64 +1,165 @@
 #include "tools/nkdevice/settings.h"
 
-#include "tools/common/schedules.h"
+#include <algorithm>
+
+#include "nkProtocol/stateMessages.h"
 
 namespace {
 
 constexpr auto storedVersion = tStore::storedVersion;
-constexpr char const* configFile = "config.bin";
-constexpr char const* schedulesFile = "schedules.bin";
+// What an element of the value adds to the work of taking a change at the next start.
+constexpr unsigned int elementWork = 100;
+
+// Writes `message` into the blob that a journal asks for.
+tJournal::tWhole wholeOf(nk_message& message) {
+  return [&message](tBlob& record) {
+    nk_serializer content;
+    bool const written = message.serializeMsg(&content);
+    record.swap(content);
+    return written;
+  };
+}
 
 }  // namespace
 
-tSettings::tSettings(tStore const& store)
-    : m_store(store),
+tSettings::tSettings(tStore& store, tLimits const& limits)
+    : m_limits(limits),
+      m_configFile(store, "config.log"),
+      m_schedulesFile(store, "schedules.log"),
       m_config(std::make_unique<tConfig>(storedVersion)),
       m_schedules(std::make_unique<tSchedules>(storedVersion)) {}
 
-void tSettings::load() {
-  tConfig config(storedVersion);
-  if (m_store.read(configFile, config)) m_config->setConfigFrom(&config);
-  tSchedules schedules(storedVersion);
-  if (m_store.read(schedulesFile, schedules)) m_schedules->setSchedulesFrom(&schedules);
+// A record is the request that was accepted: taking it again leads to the same value.
+bool tSettings::load() {
+  auto const taker = [](auto& value, auto next) {
+    return [&value, next](tBlob& record) {
+      nk_tools::tContent content(std::move(record));
+      std::string problem;
+      auto taken = next(content, problem);
+      if (taken == nullptr) return false;
+      value = std::move(taken);
+      return true;
+    };
+  };
+  m_configFile.load(
+      taker(m_config, [this](auto& content, auto& problem) { return changed(content, problem); }));
+  m_schedulesFile.load(taker(
+      m_schedules, [this](auto& content, auto& problem) { return merged(content, problem); }));
+  m_configChecksum = m_config->checksum(storedVersion);
+  return !m_configChecksum.empty() && makeChecksums(*m_schedules, m_schedulesChecksums);
 }
 
-bool tSettings::setConfig(nk_tools::tContent& request) {
-  tConfig received(request.version);
-  // Beforehand, so that what a body of this version does not have stays as it is.
-  received.setConfigFrom(m_config.get());
-  if (!request.readInto(received)) return false;
+void tSettings::settle() {
+  m_configFile.settle(wholeOf(*m_config));
+  m_schedulesFile.settle(wholeOf(*m_schedules));
+}
+
+std::string tSettings::setConfig(nk_tools::tContent& request) {
+  std::string problem;
+  auto next = changed(request, problem);
+  if (next != nullptr && !store(std::move(next), request.body)) problem = "it cannot be stored";
+  return problem;
+}
+
+std::string tSettings::setSchedules(nk_tools::tContent& request) {
+  std::string problem;
+  auto next = merged(request, problem);
+  if (next != nullptr && !store(std::move(next), request.body)) problem = "it cannot be stored";
+  return problem;
+}
+
+std::string tSettings::setName(tString const& name) {
+  nk_messageStateReq request(storedVersion);
+  request.setTaskNewName(name);
+  nk_serializer bytes;
+  if (!request.serializeMsg(&bytes)) return "no memory";
+  nk_tools::tContent content(std::move(bytes));
+  return setConfig(content);
+}
+
+// What the configuration in force becomes by a SET_CONFIG_REQ, or by a STATE_REQ with a new name;
+// null if that is refused.
+std::unique_ptr<nk_messageSetConfigReq> tSettings::changed(nk_tools::tContent& request,
+                                                           std::string& problem) const {
   auto next = std::make_unique<tConfig>(storedVersion);
-  next->setConfigFrom(&received);
-  return replaceConfig(std::move(next));
+  next->setConfigFrom(m_config.get());
+  bool whole = false;
+  if (request.type == nk_message::STATE_REQ) {
+    nk_messageStateReq named(request.version);
+    whole = request.readInto(named);
+    problem = m_limits.problemOfText(named.newName().length());
+    next->device_setName(named.newName());
+  } else if (request.type == nk_message::SET_CONFIG_REQ) {
+    problem = m_limits.problemOfConfig(request);
+    if (!problem.empty()) return nullptr;
+    tConfig received(request.version);
+    // Beforehand, so that what a body of this version does not have stays as it is.
+    received.setConfigFrom(m_config.get());
+    whole = request.readInto(received);
+    next->setConfigFrom(&received);
+  }
+  if (problem.empty() && !whole) problem = "it is damaged";
+  return problem.empty() ? std::move(next) : nullptr;
 }
 
-bool tSettings::setSchedules(nk_tools::tContent& request) {
+std::unique_ptr<nk_messageSetSchedulesReq> tSettings::merged(nk_tools::tContent& request,
+                                                             std::string& problem) const {
+  bool const right = request.type == nk_message::SET_SCHEDULES_REQ;
+  problem = right ? m_limits.problemOfSchedules(request) : "it has the wrong type";
+  if (!problem.empty()) return nullptr;
   tSchedules received(request.version);
-  if (!request.readInto(received)) return false;
+  if (!request.readInto(received)) {
+    problem = "it is damaged";
+    return nullptr;
+  }
   auto next = std::make_unique<tSchedules>(storedVersion);
   next->setSchedulesFrom(m_schedules.get());
   next->setSchedulesFromWithoutClear(&received);
-  if (!m_store.write(schedulesFile, *next)) return false;
-  m_schedules = std::move(next);
+  // What merging left over may not add up from request to request.
+  if (exceeds(*next)) next->setSchedulesFrom(&received);
+  return next;
+}
+
+bool tSettings::exceeds(tSchedules const& set) const {
+  if (set.count() > m_limits.schedules) return true;
+  unsigned long long entries = 0;
+  for (unsigned int i = 0; i < set.count(); ++i) entries += set.getSchedule(i)->count();
+  return entries > m_limits.entries;
+}
+
+bool tSettings::makeChecksums(tSchedules const& set, tChecksums& checksums) {
+  for (unsigned int version = 0; version < checksums.size(); ++version) {
+    checksums[version] = set.checksum(nk_message::teVersion(version));
+    if (checksums[version].empty()) return false;
+  }
   return true;
 }
 
-bool tSettings::setName(tString const& name) {
-  auto next = std::make_unique<tConfig>(storedVersion);
-  next->setConfigFrom(m_config.get());
-  return !next->device_setName(name) || replaceConfig(std::move(next));
-}
-
-bool tSettings::replaceConfig(std::unique_ptr<tConfig> next) {
-  if (!m_store.write(configFile, *next)) return false;
+// The checksums are made first: without memory for them nothing may change. What does not change
+// anything is not stored again.
+bool tSettings::store(std::unique_ptr<tConfig> next, tBlob const& change) {
+  auto checksum = next->checksum(storedVersion);
+  if (checksum == m_configChecksum) return true;
+  auto const elements = next->timeSlot_count_ts() + next->frm_count();
+  if (checksum.empty() ||
+      !m_configFile.add(change, change.size() + elements * elementWork, wholeOf(*next)))
+    return false;
   m_config = std::move(next);
+  m_configChecksum = std::move(checksum);
   return true;
 }
 
-tString tSettings::configChecksum(nk_message::teVersion version) const {
-  return m_config->checksum(version);
+bool tSettings::store(std::unique_ptr<tSchedules> next, tBlob const& change) {
+  tChecksums checksums;
+  if (!makeChecksums(*next, checksums)) return false;
+  if (checksums == m_schedulesChecksums) return true;
+  auto const work = change.size() + next->count() * elementWork;
+  if (!m_schedulesFile.add(change, work, wholeOf(*next))) return false;
+  m_schedules = std::move(next);
+  m_schedulesChecksums = std::move(checksums);
+  return true;
 }
 
-tString tSettings::schedulesChecksum(nk_message::teVersion version) const {
-  return nk_tools::schedulesChecksum(*m_schedules, version);
+tString const& tSettings::schedulesChecksum(nk_message::teVersion version) const {
+  return m_schedulesChecksums[std::min<unsigned int>(version, nk_message::VERSION_3)];
 }

@@ -3,44 +3,67 @@
 
 namespace {
 
-// The answer is the same either way: its checksum tells the station what is in force.
-void recordOutcome(tPanel& panel, bool done, teEvent event, std::string const& what) {
-  if (done) {
+void recordOutcome(tPanel& panel, teEvent event, std::string const& what,
+                   std::string const& problem) {
+  if (problem.empty()) {
     panel.events().record(event, what + " set");
   } else {
     panel.events().record(EVENT_REQUEST_REFUSED,
-                          what + " refused; what was set before stays in force");
+                          what + " refused: " + problem + "; what was set before stays in force");
+  }
+}
+
+void perform(tPanel& panel, nk_tools::tContent& request) {
+  nk_messageStateReq asked(request.version);
+  if (!request.readInto(asked)) {
+    panel.events().record(EVENT_REQUEST_REFUSED, "task of STATE_REQ refused: it is damaged");
+  } else if (asked.task() == nk_messageStateReq::TASK_NEW_NAME) {
+    recordOutcome(panel, EVENT_NAME_SET, "new name", panel.settings().setName(asked.newName()));
+  } else if (asked.task() != nk_messageStateReq::TASK_NONE) {
+    panel.events().record(
+        EVENT_REQUEST_REFUSED,
+        "task of STATE_REQ refused: " + std::to_string(asked.task()) + " is no task of this panel");
   }
 }
 
 }  // namespace
 
 void answerState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  auto& settings = panel.settings();
-  nk_messageStateReq asked(request.version);
-  if (request.readInto(asked) && asked.task() == nk_messageStateReq::TASK_NEW_NAME) {
-    recordOutcome(panel, settings.setName(asked.newName()), EVENT_NAME_SET, "new name");
-  }
+  perform(panel, request);
+  tellState(panel, request, answer);
+}
+
+void tellState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
+  auto const& settings = panel.settings();
   auto const text = [](std::string const& own) { return tString(std::string_view(own)); };
   auto const& own = panel.identity();
   nk_messageStateRsp state(request.version);
   state.set(own.serial, text(own.ci), settings.configChecksum(request.version),
             settings.schedulesChecksum(request.version), 0, 0, text(own.vc), text(own.va),
-            panel.events().events().count(), "", settings.name(), text(own.devCus),
-            panel.images().uids());
+            panel.events().count(), "", settings.name(), text(own.devCus), panel.images().uids());
   state.serializeMsg(&answer);
 }
 
+// The answer is the same whether the set was taken or refused: its checksum tells the station what
+// is in force.
 void answerSetConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, panel.settings().setConfig(request), EVENT_CONFIGURATION_SET,
-                "configuration");
+  recordOutcome(panel, EVENT_CONFIGURATION_SET, "configuration",
+                panel.settings().setConfig(request));
+  tellConfig(panel, request, answer);
+}
+
+void tellConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
   nk_messageSetConfigRsp response(request.version);
   response.setChecksum(panel.settings().configChecksum(request.version));
   response.serializeMsg(&answer);
 }
 
 void answerSetSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, panel.settings().setSchedules(request), EVENT_SCHEDULES_SET, "schedules");
+  recordOutcome(panel, EVENT_SCHEDULES_SET, "schedules", panel.settings().setSchedules(request));
+  tellSchedules(panel, request, answer);
+}
+
+void tellSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
   nk_messageSetSchedulesRsp response(request.version);
   response.setChecksum(panel.settings().schedulesChecksum(request.version));
   response.serializeMsg(&answer);

@@ -9,6 +9,7 @@
 namespace {
 
 constexpr char const* statisticsFile = "statistics.bin";
+constexpr unsigned int largestFile = 1024;
 
 bool readDegrees(std::string const& thermometer, short& degrees) {
   std::ifstream file(thermometer);
@@ -23,7 +24,7 @@ bool readDegrees(std::string const& thermometer, short& degrees) {
 
 void tStatistics::load() {
   nk_messageStatisticsRsp stored(tStore::storedVersion);
-  if (!m_store.read(statisticsFile, stored)) return;
+  if (!m_store.read(statisticsFile, stored, largestFile)) return;
   m_images = stored.imgUpdateCount();
   m_energy = stored.energyConsumption_Wh();
   m_coldest = stored.tempCaseMin();

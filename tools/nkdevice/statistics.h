@@ -18,7 +18,7 @@ class tStatistics {
   };
 
   /// Both are borrowed for the life of this object. The energy counts from here.
-  tStatistics(tStore const& store, tOptions const& options) : m_store(store), m_options(options) {}
+  tStatistics(tStore& store, tOptions const& options) : m_store(store), m_options(options) {}
 
   /// Takes over what is stored.
   void load();
@@ -34,7 +34,7 @@ class tStatistics {
 
   void measure();
 
-  tStore const& m_store;
+  tStore& m_store;
   tOptions const& m_options;
   tClock::time_point m_measured = tClock::now();
   unsigned int m_images = 0;

@@ -28,11 +28,11 @@ tStore::~tStore() {
 
 bool tStore::open() {
   if (keepsNothing()) return true;
-  std::error_code problem;
-  std::filesystem::create_directories(m_directory, problem);
-  if (!problem && std::filesystem::is_directory(m_directory, problem)) return lock();
+  std::error_code error;
+  std::filesystem::create_directories(m_directory, error);
+  if (!error && std::filesystem::is_directory(m_directory, error)) return lock();
   nk_tools::say("cannot keep the state in " + m_directory + ": " +
-                (problem ? problem.message() : "that is no directory"));
+                (error ? error.message() : "that is no directory"));
   return false;
 }
 
@@ -47,31 +47,58 @@ bool tStore::lock() {
   return false;
 }
 
-bool tStore::read(char const* name, tBlob& content) const {
-  std::error_code problem;
+bool tStore::read(char const* name, tBlob& content, unsigned int most) {
+  std::error_code error;
   if (keepsNothing()) return false;
-  // Trouble with looking is trouble with reading: only a file that is surely missing is no news.
-  if (!std::filesystem::exists(path(name), problem) && !problem) return false;
-  char const* const why = nk_tools::readFile(path(name), content);
+  // Only ENOENT means that there is no file. Any other failure shows when the file is read.
+  if (!std::filesystem::exists(path(name), error) && !error) return false;
+  char const* why = "is larger than what this panel takes";
+  // The size is looked at first: reading must not take more memory than the panel may have.
+  if (auto const size = std::filesystem::file_size(path(name), error); error || size <= most) {
+    why = nk_tools::readFile(path(name), content);
+    // A failure may pass. What is set aside is out of force, so that takes two failures.
+    if (why != nullptr) why = nk_tools::readFile(path(name), content);
+  }
   if (why != nullptr) setAside(name, why);
   return why == nullptr;
 }
 
-bool tStore::write(char const* name, tBlob const& content) const {
+bool tStore::write(char const* name, tBlob const& content) {
   if (keepsNothing()) return true;
   auto const fresh = path(name) + ".new";
   tFile file(tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate, text(fresh));
-  bool const written = file.add(content) && file.sync() &&
-                       tFile::renameFile(text(fresh), text(path(name))) && file.sync();
-  if (!written) {
-    m_trouble("cannot write " + path(name) + ": " + std::generic_category().message(errno));
+  bool written = file.add(content) && file.syncContent();
+  int error = errno;
+  if (!file.close() && written) {
+    written = false;
+    error = errno;
   }
-  return written;
+  if (written && tFile::renameFile(text(fresh), text(path(name)))) {
+    reportSuccess();
+    syncEntries();
+    return true;
+  }
+  if (written) error = errno;
+  ::unlink(fresh.c_str());  // it would hold the last space of a full disk
+  reportTrouble("write", path(name), error);
+  return false;
 }
 
-bool tStore::read(char const* name, nk_message& message) const {
+bool tStore::syncEntries() {
+  m_settled = keepsNothing() || syncDirectory(m_directory);
+  if (!m_settled) reportTrouble("bring to the medium", m_directory, errno);
+  return m_settled;
+}
+
+// Some file systems cannot sync a directory (EINVAL); they bring its entries along with the files.
+bool tStore::syncDirectory(std::string const& path) {
+  tFile directory(0, text(path));
+  return directory.isOpen() && (directory.syncContent() || errno == EINVAL);
+}
+
+bool tStore::read(char const* name, nk_message& message, unsigned int most) {
   tBlob bytes;
-  if (!read(name, bytes)) return false;
+  if (!read(name, bytes, most)) return false;
   nk_tools::tContent content(std::move(bytes));
   bool const whole = content.type == message.type() && content.version == storedVersion &&
                      content.readInto(message);
@@ -79,15 +106,26 @@ bool tStore::read(char const* name, nk_message& message) const {
   return whole;
 }
 
-bool tStore::write(char const* name, nk_message& message) const {
+bool tStore::write(char const* name, nk_message& message) {
   nk_serializer content;
   if (message.serializeMsg(&content)) return write(name, static_cast<tBlob const&>(content));
-  m_trouble(std::string("no memory to store ") + name);
+  reportTrouble(std::string("no memory to store ") + name);
   return false;
 }
 
-void tStore::setAside(char const* name, char const* why) const {
+void tStore::setAside(char const* name, char const* why) {
   auto const from = path(name), to = from + ".bad";
   bool const moved = tFile::renameFile(text(from), text(to));
-  m_trouble(from + " " + why + (moved ? "; it is now " + to : "; it cannot be renamed"));
+  reportTrouble(from + " " + why + (moved ? "; it is now " + to : "; it cannot be renamed"));
+}
+
+void tStore::reportTrouble(char const* what, std::string const& path, int error) {
+  reportTrouble(std::string("cannot ") + what + " " + path + ": " +
+                std::generic_category().message(error));
+}
+
+void tStore::reportTrouble(std::string const& text) {
+  if (text == m_reported) return;
+  m_reported = text;
+  m_trouble(text);
 }

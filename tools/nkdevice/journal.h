@@ -1,0 +1,54 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "tools/nkdevice/store.h"
+
+/// A value of the panel that is stored as one record of the whole and a record of each change
+/// since: what a change costs on the medium depends on the change, not on the value. Once the
+/// changes take more room than the whole (and 64 KiB), the file is replaced by one with a new
+/// whole.
+///
+/// A record is a line "SHA-1 SIZE FORM", SIZE bytes and a line end. FORM is "plain", or "rle" for
+/// bytes that tCompression::decodeRLE turns into the record. Not synchronised.
+class tJournal {
+ public:
+  /// Takes a record that was stored; false if it is not right.
+  using tTake = std::function<bool(tBlob& record)>;
+  /// Puts the whole value, with the change that is being stored, into an empty blob; false if
+  /// memory runs out.
+  using tWhole = std::function<bool(tBlob& record)>;
+
+  /// The file `name` in `store`, which is borrowed.
+  tJournal(tStore& store, char const* name) : m_store(store), m_name(name) {}
+
+  /// Gives all records to `take`, oldest first, the whole before the changes. True if the whole was
+  /// read. Without a whole the file is set aside, if there is one; of changes, those from the first
+  /// on that is cut or damaged are dropped, which is reported.
+  bool load(tTake const& take);
+  /// Stores a change. True: it is in force, and a restart finds it. False, and reported: it is not.
+  /// `work` says what taking the record takes at the next start: the size of what it stands for.
+  bool add(tBlob const& change, unsigned int work, tWhole const& whole);
+  /// True if all that is in force is known to be on the medium. Until then nothing may be deleted
+  /// that an older record names.
+  bool isSettled() const { return m_settled && m_store.isSettled(); }
+  /// Stores the whole if the file on the medium may differ from what is in force. To be called now
+  /// and then.
+  void settle(tWhole const& whole);
+
+ private:
+  bool append(tBlob const& record);
+  bool takeBack();
+  bool replace(tWhole const& whole);
+  static bool pack(tBlob const& content, tBlob& record);
+  static unsigned int unpack(tBlob const& file, unsigned int from, tBlob& content);
+
+  tStore& m_store;
+  char const* const m_name;
+  bool m_appends = false;  // if not, the next change replaces the file
+  bool m_settled = true;
+  unsigned int m_wholeSize = 0;  // of the record of the whole in the file
+  unsigned int m_size = 0;       // of the file
+  unsigned int m_work = 0;       // of all changes in the file
+};
