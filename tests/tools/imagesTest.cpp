@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <map>
 #include <set>
 
 #include "tools/nkctl/progress.h"
@@ -28,7 +29,7 @@ TEST(imageNames, thatAPanelTakes) {
       {"zero byte", {std::string("a.png\0", 6), std::string("\0", 1)}},
       {"control",
        {"a\x1b[2J.png", "a\x7f", "\xc2\x9b\x32J", "\x9b\x32J", "\xc3\xbc\x9b", "\xff\x9b"}},
-      {"temporary", {"a.png~", "images.json.new", "x.bad"}},
+      {"temporary", {"a.png~", "images.log.new", "x.bad"}},
   };
   for (auto const& row : rows) {
     for (auto const& name : row.names) {
@@ -64,17 +65,25 @@ class images : public harness::programs {
   }
   // What the panel holds, by uid: the names and contents of its files.
   std::string held() {
-    tJson index, one;
-    EXPECT_TRUE(index.parse(contentOfFile(state + "/images.json")));
-    EXPECT_EQ(answer("state --json").getArraySize("images"), index.getArraySize("images"));
-    std::string all;
-    for (unsigned int i = 0; index.getArrayObject("images", i, one); ++i) {
-      auto const uid = std::to_string(static_cast<unsigned long long>(one.getInt("uid", 0)));
-      auto const file =
-          state + "/images/image_id" + uid + "_" + one.getString("cs").c_str() + ".png";
-      all += uid + "=" + one.getString("name").c_str() + ":" + contentOfFile(file) + " ";
+    std::map<unsigned long long, std::string> all;
+    std::istringstream log(contentOfFile(state + "/images.log"));
+    for (std::string line; std::getline(log, line);) {
+      tJson change, one;
+      if (line[0] != '{' || !change.parse(line)) continue;
+      for (unsigned int i = 0; change.getArrayObject("removed", i, one); ++i)
+        all.erase(static_cast<unsigned long long>(one.getInt("uid", 0)));
+      for (unsigned int i = 0; change.getArrayObject("images", i, one); ++i) {
+        auto const uid = static_cast<unsigned long long>(one.getInt("uid", 0));
+        auto const file = state + "/images/image_id" + std::to_string(uid) + "_" +
+                          one.getString("cs").c_str() + ".png";
+        all[uid] = std::to_string(uid) + "=" + one.getString("name").c_str() + ":" +
+                   contentOfFile(file) + " ";
+      }
     }
-    return all;
+    EXPECT_EQ(answer("state --json").getArraySize("images"), all.size());
+    std::string text;
+    for (auto const& each : all) text += each.second;
+    return text;
   }
 
   // A file with schedules of one entry, which has these members for its image.
@@ -135,8 +144,8 @@ TEST_F(images, thatAreNotRightAreRefusedAndReported) {
   for (auto const& row : rows) {
     bool const last = &row == std::end(rows) - 1;
     send(row.content);
-    EXPECT_EQ(held(), std::string(last ? "2=b.png:good " : "") + "7=a.png:old ") << row.event;
     expect("events", 0, row.event);
+    EXPECT_EQ(held(), std::string(last ? "2=b.png:good " : "") + "7=a.png:old ") << row.event;
     EXPECT_NE(device->errors.find("nkdevice: " + row.event), output.npos) << row.event;
   }
   std::set<std::string> names;
@@ -156,11 +165,12 @@ TEST_F(images, whoseFilesAreDamagedAreDropped) {
   EXPECT_NE(device->errors.find("image 7 is damaged or missing"), std::string::npos);
   EXPECT_EQ(held(), "8=b.png:eight ");
   EXPECT_EQ(std::distance(fs::directory_iterator(state + "/images"), {}), 1);
-  for (char const* const index : {"{", R"({"images":[{"uid":8,"cs":"../../x","mime":0}]})",
-                                  R"({"images":[{"uid":8,"cs":"0","mime":5}]})"}) {
-    write(state + "/images.json", index);
+  for (char const* const index : {"", "{}\n", "0 2 plain\n{}\n"}) {
+    write(state + "/images.log", index);
     restart(SIGKILL);
-    EXPECT_NE(device->errors.find("images.json is damaged; it is now"), std::string::npos) << index;
+    EXPECT_NE(device->errors.find("images.log is damaged or beyond the limits; it is now"),
+              std::string::npos)
+        << index;
     expect("images remove 8", 0);
   }
   send(imageContent({{8, "b.png", "again"}}));

@@ -53,7 +53,8 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
   expect("set-name hall", 0);
   refuseImage(5);
   refuseImage(6);
-  restart(SIGKILL);
+  expect("time", 0);
+  restart(SIGTERM);
   expect("state --json", 0, R"("evc":4)");
   // Started twice, refused 5 twice, named, refused 6; ids in the order of first occurrence.
   struct {
@@ -80,7 +81,7 @@ TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
   expect("raw " + write(dir / "content", content.substr(0, 4)), 0, R"("task":0,"events":[{)");
   expect("shutdown", 0);
   EXPECT_EQ(device->finish(), 0);
-  write(dir / "state/events.bin", "damaged");
+  write(dir / "state/events.log", "damaged");
   start();
   EXPECT_EQ(events(""), "10*1 1*1 ");
 }

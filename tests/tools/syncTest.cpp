@@ -74,7 +74,7 @@ TEST_F(sync, sendsOnlyWhatDiffers) {
 TEST_F(sync, tellsWhatThePanelDoesNotTake) {
   start("--verbose");
   // Neither configuration nor images can be stored, so that the panel refuses both.
-  fs::create_directories(dir / "state/config.bin.new");
+  fs::create_directories(dir / "state/config.log.new");
   write(dir / "state/images", "in the way");
   EXPECT_EQ(requests(6, "", "\nthe panel still differs\n"),
             "IMAGE IMAGE IMAGE SET_CONFIG_REQ SET_SCHEDULES_REQ ");

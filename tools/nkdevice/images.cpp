@@ -193,7 +193,8 @@ tImages::tIndex tImages::choose(nk_messageImage& message, tRefusals& refusals) c
 void tImages::saveAll(tIndex& chosen, tRefusals& refusals) {
   std::vector<tUid> failed;
   tSlice slice;
-  bool const stores = !m_store.keepsNothing() && !chosen.empty() && makeDirectory();
+  bool const stores = !m_store.keepsNothing() && !chosen.empty();
+  if (stores) makeDirectory();
   for (auto const& [uid, image] : chosen) {
     if (!stores || image.file == nullptr) continue;
     slice.add(uid, filePath(fileName(uid, image)), image.file->content());
@@ -218,12 +219,10 @@ void tImages::giveUp(tIndex& chosen, tRefusals& refusals, std::vector<tUid> cons
   }
 }
 
-bool tImages::makeDirectory() {
+// If it cannot be made, writing into it fails and says why.
+void tImages::makeDirectory() {
   std::error_code error;
-  bool const made = fs::create_directory(directory(), error);
-  // If it cannot be made, writing into it fails and says why.
-  if (made) m_store.syncEntries();
-  return true;
+  if (fs::create_directory(directory(), error)) m_store.syncEntries();
 }
 
 void tImages::removeAll(nk_messageImage& message) {
@@ -362,4 +361,9 @@ std::vector<unsigned long long> tImages::uids() const {
   list.reserve(m_index.size());
   for (auto const& each : m_index) list.push_back(each.first);
   return list;
+}
+
+tString tImages::checksum(tUid uid) const {
+  auto const held = m_index.find(uid);
+  return held != m_index.end() ? held->second.checksum : tString();
 }

@@ -36,6 +36,8 @@ class tImages {
   void settle();
   /// The uids of all images, rising.
   std::vector<unsigned long long> uids() const;
+  /// The SHA-1 text of an image's content; empty if the panel does not hold the image.
+  tString checksum(unsigned long long uid) const;
 
  private:
   using tUid = unsigned long long;
@@ -59,7 +61,7 @@ class tImages {
   tIndex choose(nk_messageImage& message, tRefusals& refusals) const;
   void saveAll(tIndex& chosen, tRefusals& refusals);
   void giveUp(tIndex& chosen, tRefusals& refusals, std::vector<tUid> const& failed);
-  bool makeDirectory();
+  void makeDirectory();
 
   static bool write(tIndex const& stored, std::vector<tUid> const& removed, tBlob& record);
   bool commit(tIndex const& stored, std::vector<tUid> const& removed);

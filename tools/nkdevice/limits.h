@@ -16,7 +16,7 @@ struct tLimits {
   unsigned int schedules = 10000;
   unsigned int entries = 100000;           ///< of all schedules together
   unsigned int imageContent = 32u << 20;   ///< bytes of an IMAGE message
-  unsigned int genericContent = 1u << 20;  ///< bytes of a GENERIC_REQ
+  unsigned int genericContent = 2u << 20;  ///< bytes of a GENERIC_REQ
 
   /// The most bytes of content that requests within the limits have.
   unsigned int configContent() const;

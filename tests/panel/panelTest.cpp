@@ -1,0 +1,210 @@
+// What a panel takes, keeps and drops, without links.
+
+#include <algorithm>
+#include <filesystem>
+#include <optional>
+#include <set>
+
+#include "harness/clock.h"
+#include "nkProtocol/configMessages.h"
+#include "nkProtocol/scheduleMessages.h"
+#include "nkProtocol/statisticsMessages.h"
+#include "panel/panel.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using harness::contentOf;
+using harness::imageContent;
+using harness::optionsFor;
+using harness::tTestPanel;
+
+std::string config(unsigned int slots, unsigned int frames, std::string const& name,
+                   std::string const& part = "") {
+  nk_messageSetConfigReq request(nk_message::VERSION_3);
+  tString const text{std::string_view(part)};
+  for (unsigned int i = 0; i < slots; ++i) request.timeSlot_add_ts(text, 1, 2, i);
+  for (unsigned int i = 0; i < frames; ++i)
+    request.frm_change_ts(text, 1, 2, 3, 4, static_cast<unsigned short>(10 + i), 5, 6);
+  request.device_setName(tString(std::string_view(name)));
+  return contentOf(request);
+}
+
+std::string schedules(unsigned int count, unsigned int entries, std::string const& part = "",
+                      unsigned int firstId = 0) {
+  nk_messageSetSchedulesReq request(nk_message::VERSION_1);
+  tString const text{std::string_view(part)};
+  for (unsigned int i = 0; i < count; ++i) {
+    auto* const one = request.addSchedule_(firstId + i, text, 1, 2, 3, 4);
+    for (unsigned int k = 0; i == 0 && k < entries; ++k)
+      one->addScheduleEntry(0, text, 0, 0, false);
+  }
+  return contentOf(request);
+}
+
+std::string state(unsigned char task, std::string const& name) {
+  std::string content{nk_message::STATE_REQ, 0, 3, 0};
+  content += static_cast<char>(task);
+  content += static_cast<char>(name.size());
+  return content + std::string(3, '\0') + name;
+}
+
+struct panelTest : testing::Test {
+  // Gives the directory to a fresh panel, which must hold the same.
+  void restart() {
+    auto const held = panel->held();
+    start();
+    EXPECT_EQ(panel->held(), held);
+  }
+  void start() {
+    panel.reset();
+    panel.emplace(options);
+  }
+
+  harness::tTempDir dir;
+  tPanel::tOptions options = optionsFor(dir / "state");
+  std::optional<tTestPanel> panel;
+};
+
+TEST_F(panelTest, refusesWhatPassesItsLimits) {
+  options.limits = {.text = 9, .timeSlots = 3, .frames = 2, .schedules = 4, .entries = 5};
+  options.limits.imageContent = 1000;
+  options.limits.genericContent = 100;
+  std::string const longest(9, 'n'), tooLong(10, 'n'), damaged = "it is damaged";
+  std::string const generic{nk_message::GENERIC_REQ, 0, 0, 0}, bytes(1001, '\0');
+  auto const cut = [](std::string const& content) { return content.substr(0, content.size() - 1); };
+  struct {
+    std::string content, problem;
+    bool answered = true;
+  } const rows[] = {
+      {config(3, 2, longest, longest), ""},
+      {config(4, 2, ""), "configuration refused: more than 3 time slots (--time-slots)"},
+      {config(3, 3, ""), "configuration refused: more than 2 frames (--frames)"},
+      {config(0, 0, tooLong), "configuration refused: more than 9 bytes in a name (--name-bytes)"},
+      {config(1, 0, "", tooLong), "configuration refused: more than 9 bytes in a name"},
+      {config(0, 1, "", tooLong), "configuration refused: more than 9 bytes in a name"},
+      {cut(config(3, 2, "")), damaged},
+      {config(3, 2, "") + bytes, "SET_CONFIG_REQ refused: more than 202 bytes"},
+      {schedules(4, 5, longest), ""},
+      {schedules(5, 0), "schedules refused: more than 4 schedules (--schedules)"},
+      {schedules(1, 6), "schedules refused: more than 5 schedule entries (--entries)"},
+      {schedules(1, 0, tooLong), "schedules refused: more than 9 bytes in a name"},
+      {cut(schedules(4, 5)), damaged},
+      {schedules(0, 0) + bytes, "SET_SCHEDULES_REQ refused: more than 417 bytes"},
+      {state(1, std::string(9, 'm')), ""},
+      {state(1, tooLong), "new name refused: more than 9 bytes"},
+      {cut(state(1, "name")), "task of STATE_REQ refused: it is damaged"},
+      {state(1, "name") + "x", "task of STATE_REQ refused: it is damaged"},
+      {state(2, "name"), "task of STATE_REQ refused: 2 is no task"},
+      {state(1, "") + bytes, "STATE_REQ refused: more than 73 bytes"},
+      {imageContent({{1, "a.png", bytes}}), "IMAGE refused: more than 1000 bytes", false},
+      {imageContent({{1, "a.png", ""}}).replace(6, 1, "\x28"), "images refused: more than 10000",
+       false},
+      {generic + bytes, "GENERIC_REQ refused: more than 100 bytes", false},
+  };
+  start();
+  std::string held;
+  for (auto const& row : rows) {
+    auto const before = panel->events();
+    EXPECT_EQ(panel->ask(row.content).empty(), !row.answered) << row.problem;
+    auto const now = panel->events();
+    if (row.problem.empty()) {
+      EXPECT_NE(panel->held(), held);
+      held = panel->held();
+    } else {
+      EXPECT_EQ(panel->held(), held) << row.problem;
+      EXPECT_NE(now, before) << row.problem;
+      EXPECT_NE(now.find(row.problem), now.npos) << row.problem << "\n" << now;
+    }
+  }
+  restart();
+  // Merged, they would be more than the limit: the new ones replace the old ones.
+  panel->ask(schedules(4, 5, "", 10));
+  tTestPanel other(optionsFor(dir / "other"));
+  other.ask(schedules(4, 5, "", 10));
+  EXPECT_EQ(panel->panel.settings().schedulesChecksum(nk_message::VERSION_3),
+            other.panel.settings().schedulesChecksum(nk_message::VERSION_3));
+  options.limits.timeSlots = 2;
+  start();
+  EXPECT_NE(panel->events().find("beyond the limits; it is now"), std::string::npos);
+}
+
+TEST_F(panelTest, keepsChangesWithoutWritingTheWhole) {
+  constexpr unsigned int rounds = 300;
+  start();
+  panel->ask(config(1000, 1000, ""));
+  auto const file = options.state + "/config.log";
+  auto const whole = fs::file_size(file);
+  unsigned long long grown = 0, replaced = 0, before = whole;
+  for (unsigned int i = 0; i < rounds; ++i) {
+    panel->ask(state(1, std::to_string(i)));
+    auto const size = fs::file_size(file);
+    if (size < before) ++replaced;
+    grown += size > before ? size - before : 0;
+    before = size;
+  }
+  EXPECT_LT(grown, rounds * 100);
+  EXPECT_LT(replaced, 2u);
+  restart();
+  // What is in force already, and long runs, take next to nothing.
+  panel->ask(config(1000, 1000, std::to_string(rounds - 1)));
+  EXPECT_EQ(fs::file_size(file), before);
+  panel->ask(schedules(10000, 100000));
+  EXPECT_LT(fs::file_size(options.state + "/schedules.log"), 200000u);
+}
+
+TEST_F(panelTest, dropsFaultsLast) {
+  start();
+  panel->panel.events().record(EVENT_STATE_TROUBLE, "fault");
+  for (unsigned int i = 0; i < 2100; ++i) panel->ask(imageContent({{i, "/", "x"}}));
+  panel->panel.keepChanges();
+  panel->ask(imageContent({{1, "/", "x"}, {2, "/", "x"}}));
+  panel->panel.keepChanges();
+  start();
+  auto const events = panel->events();
+  EXPECT_EQ(events.find("10*1 fault\n"), 0u) << events.substr(0, 99);
+  EXPECT_EQ(std::count(events.begin(), events.end(), '\n'), 2000);
+  EXPECT_NE(events.find("9*1 2 images refused; image 1 refused: its name has a path"), events.npos);
+  // Ids go on rising, by which stations know what is new.
+  nk_messageEventsRsp all(nk_message::VERSION_3, nullptr, nullptr);
+  panel->panel.events().addTo(all);
+  EXPECT_EQ(all.getEvent(1999)->id(), 2104u);
+  EXPECT_EQ(panel->panel.events().count(), 2000u);
+}
+
+TEST_F(panelTest, storesImagesOnce) {
+  start();
+  auto const files = [&] {
+    std::set<std::string> names;
+    for (auto const& each : fs::directory_iterator(options.state + "/images"))
+      names.insert(each.path().filename().string().substr(0, 9));
+    return names;
+  };
+  auto const log = [&] { return fs::file_size(options.state + "/images.log"); };
+  panel->ask(imageContent({{1, "a.png", "first"}, {2, "b.png", "two"}, {1, "a.png", "last"}}));
+  EXPECT_EQ(panel->panel.images().checksum(1), nk_tools::imageChecksum(harness::bytes("last")));
+  EXPECT_EQ(panel->panel.statistics().totals(nk_message::VERSION_3).imgUpdateCount(), 2u);
+  auto const size = log();
+  panel->ask(imageContent({{1, "a.png", "last"}}));
+  EXPECT_EQ(log(), size);
+  panel->ask(imageContent({{1, "c.png", "last"}}));
+  EXPECT_GT(log(), size);
+  EXPECT_EQ(files(), (std::set<std::string>{"image_id1", "image_id2"}));
+  panel->ask(imageContent({{1, "", ""}}, 1));
+  EXPECT_EQ(files(), (std::set<std::string>{"image_id2"}));
+  restart();
+}
+
+TEST_F(panelTest, notesWhenTheExtremesWereFirstMeasured) {
+  harness::tFakeClock clock;
+  start();
+  harness::write(options.statistics.thermometer, "20000");
+  for (unsigned int i = 0; i < 2; ++i) {
+    auto const totals = panel->panel.statistics().totals(nk_message::VERSION_3);
+    EXPECT_EQ(totals.tempCaseMaxTime(), 1700000000u);
+    EXPECT_EQ(totals.tempCaseMinTime(), 1700000000u);
+    clock.advance(1);
+  }
+}
+
+}  // namespace
