@@ -1,0 +1,119 @@
+// A panel that is sent one request after another, damaged ones among them, and a second panel that
+// takes over its directory: it must answer the same, and find nothing left over.
+
+#include <unistd.h>
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "fuzz.h"
+#include "nkProtocol/stateMessages.h"
+#include "nkSupport/tCompression.h"
+#include "tools/common/images.h"
+#include "tools/nkdevice/panel.h"
+
+namespace {
+
+using fuzz::require;
+namespace fs = std::filesystem;
+
+constexpr nk_message::teType types[] = {
+    nk_message::STATE_REQ, nk_message::SET_CONFIG_REQ, nk_message::SET_SCHEDULES_REQ,
+    nk_message::IMAGE,     nk_message::EVENTS_REQ,     nk_message::STATISTICS_REQ,
+    nk_message::TIME,      nk_message::GENERIC_REQ,    nk_message::GET_DISPLAY_CONFIGURATION_REQ,
+};
+
+// Every input has a directory of its own, in memory where the system offers that.
+fs::path freshDirectory() {
+  static fs::path const root = fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
+  auto const directory = root / ("nkPanelFuzz" + std::to_string(::getpid()));
+  fs::remove_all(directory);
+  return directory;
+}
+
+std::unique_ptr<tPanel> panelIn(fs::path const& directory) {
+  tPanel::tOptions options;
+  options.state = directory;
+  options.statistics.thermometer.clear();
+  options.limits = {.text = 20, .timeSlots = 10, .frames = 10, .schedules = 10, .entries = 20};
+  auto panel = std::make_unique<tPanel>(options, [] {});
+  require(panel->load() == nk_tools::STATUS_OK, "a panel takes over any directory of its own");
+  return panel;
+}
+
+tBlob ask(tPanel& panel, nk_message::teType type, nk_message::teVersion version,
+          tBlob const& body) {
+  nk_serializer content;
+  unsigned short number = type, revision = version;
+  content.numbers(nk_serializer::SER_WRITE, number, revision);
+  content.append(body);
+  tBlob bytes(std::move(content));
+  panel.receive(1, bytes);
+  return bytes;
+}
+
+// Body of an IMAGE message with one image, right or nearly so.
+tBlob imageBody(fuzz::tInput& input) {
+  constexpr auto writing = nk_serializer::SER_WRITE;
+  tBlob content = input.bytes(input.below(4));
+  nk_serializer body;
+  unsigned char task = input.below(8) == 0 ? 1 : 0, mime = 0, taskFbc = 0;
+  unsigned int count = 1;
+  unsigned long long uid = input.below(4);
+  tString name("a"), checksum = nk_tools::imageChecksum(content);
+  body.numbers(writing, task, count, uid);
+  body.string(name, writing);
+  body.string(checksum, writing);
+  body.u8(mime, writing);
+  body.blob(content, writing);
+  body.u8(taskFbc, writing);
+  return tBlob(std::move(body));
+}
+
+// All that stations can ask for, but for what changes with the time, and for the events: the second
+// panel has started once more.
+std::string answers(tPanel& panel) {
+  auto const& settings = panel.settings();
+  std::string all = settings.name().c_str();
+  for (auto const version : {nk_message::VERSION_0, nk_message::VERSION_2})
+    all.append(" ").append(settings.schedulesChecksum(version).c_str());
+  all.append(" ").append(settings.configChecksum(nk_message::VERSION_3).c_str());
+  for (auto const uid : panel.images().uids())
+    all.append(" ").append(std::to_string(uid)).append(panel.images().checksum(uid).c_str());
+  return all;
+}
+
+}  // namespace
+
+int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+  tCompression::setMaxDecodedSize(1 << 20);
+  auto const directory = freshDirectory();
+  auto panel = panelIn(directory);
+  fuzz::tInput input(data, size);
+  while (!input.empty()) {
+    auto const type = input.oneOf(types);
+    auto const version = nk_message::teVersion(input.below(5));
+    auto const body = type == nk_message::IMAGE && input.below(4) != 0
+                          ? imageBody(input)
+                          : input.bytes(input.number<unsigned char>());
+    ask(*panel, type, version, body);
+    if (input.below(8) == 0) panel->keepChanges();
+  }
+  require(panel->keep(), "what a panel holds can be stored");
+  auto const held = answers(*panel);
+  auto const images = panel->images().uids().size();
+  auto const events = panel->events().count();
+  panel.reset();
+  panel = panelIn(directory);
+  require(answers(*panel) == held, "a panel answers after a restart as before");
+  require(panel->events().count() == events, "no event is lost or added by a restart");
+  std::size_t files = 0;
+  if (fs::exists(directory / "images"))
+    files =
+        static_cast<std::size_t>(std::distance(fs::directory_iterator(directory / "images"), {}));
+  require(files == images, "there is one file for each image");
+  panel.reset();
+  fs::remove_all(directory);
+  return 0;
+}
