@@ -84,6 +84,12 @@ bool tFile::add(tBlob const& bytes) {
   return true;
 }
 
+void tFile::beginSync() {
+#ifdef SYNC_FILE_RANGE_WRITE
+  if (isOpen()) (void)::sync_file_range(m_descriptor, 0, 0, SYNC_FILE_RANGE_WRITE);
+#endif
+}
+
 bool tFile::syncContent() { return isOpen() && syncDescriptor(m_descriptor); }
 
 bool tFile::sync() { return syncContent() && syncDirectoryOf(m_path.view()); }

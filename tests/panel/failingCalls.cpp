@@ -4,10 +4,10 @@
 #include <sys/types.h>
 
 #include <cerrno>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <map>
-#include <set>
 
 #include "harness/files.h"
 
@@ -21,8 +21,8 @@ struct tNotes {
   std::string failed;
   bool busy = false;  // with calls of its own
   std::map<int, std::string> open;
-  std::set<std::string> dirty;                 // files with bytes that were not synced
-  std::map<std::string, std::string> renamed;  // to: what was there, or "-" for nothing
+  std::map<std::string, std::uintmax_t> dirty;  // files with bytes not synced: the size before
+  std::map<std::string, std::string> renamed;   // to: what was there, or "-" for nothing
 };
 
 tNotes& notes() {
@@ -65,6 +65,8 @@ unsigned int failingCalls::hastyRenames() { return notes().hasty; }
 
 void failingCalls::losePower() {
   notes().busy = true;
+  for (auto const& [path, size] : notes().dirty)
+    if (fs::exists(path) && fs::file_size(path) > size) fs::resize_file(path, size);
   for (auto const& [to, before] : notes().renamed) {
     fs::remove(to);
     if (before != "-") harness::write(to, before.substr(1));
@@ -101,7 +103,8 @@ NK_INSTEAD(std::FILE*, openFile, fopen64, char const* path, char const* mode) {
 NK_INSTEAD(ssize_t, writeBytes, write, int descriptor, void const* bytes, size_t size) {
   auto const file = notes().open.find(descriptor);
   bool const known = file != notes().open.end();
-  if (known) notes().dirty.insert(file->second);
+  if (known && !notes().dirty.contains(file->second))
+    notes().dirty[file->second] = fs::file_size(file->second);
   if (!known || !fails("write")) return real(&writeBytes, "write")(descriptor, bytes, size);
   auto const error = errno;
   (void)real(&writeBytes, "write")(descriptor, bytes, size / 2);

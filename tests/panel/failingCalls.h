@@ -15,7 +15,7 @@ std::string const& failed();
 /// Files that were renamed although the medium lacked some of their bytes, since arm().
 unsigned int hastyRenames();
 /// Does to the files what a loss of power might: takes back each renaming whose directory was not
-/// synced afterwards.
+/// synced afterwards, and appended bytes that were not synced.
 void losePower();
 
 }  // namespace failingCalls

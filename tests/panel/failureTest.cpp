@@ -67,7 +67,7 @@ bool fail(std::string const& request, teBefore before, unsigned int at, int erro
   auto const old = panel.held();
   failingCalls::arm(at, error);
   panel.ask(request);
-  panel.panel.keepChanges();
+  if (before != BEFORE_TORN) panel.panel.keepChanges();
   failingCalls::disarm();
   auto const failed = failingCalls::failed();
   auto const now = panel.held();
@@ -82,6 +82,8 @@ bool fail(std::string const& request, teBefore before, unsigned int at, int erro
   auto const said = panel.events();
   bool const vital = failed == "write" || failed == "fsync" || failed == "rename";
   EXPECT_TRUE(!vital || said.find("10*") != said.npos) << where << "\n" << said;
+  for (auto const& each : fs::directory_iterator(copy))
+    EXPECT_TRUE(each.path().extension() != ".new" || failed == "unlink") << where;
   return !failed.empty();
 }
 

@@ -39,6 +39,7 @@ TEST_F(fileTest, replacesAFileInOneStepAndSyncsIt) {
   EXPECT_TRUE(file.add(bytes(all.substr(0, 4))));
   EXPECT_TRUE(file.add(tBlob()));
   EXPECT_TRUE(file.add(bytes(all.substr(4))));
+  file.beginSync();
   EXPECT_TRUE(file.sync());
   EXPECT_TRUE(file.close());
   EXPECT_FALSE(file.isOpen());

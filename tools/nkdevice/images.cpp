@@ -69,6 +69,7 @@ class tImages::tSlice {
     auto& one = m_files.emplace_back(uid, path);
     one.good = one.file.add(content);
     if (!one.good) one.error = errno;
+    one.file.beginSync();
   }
   std::size_t size() const { return m_files.size(); }
   /// Gives all files their names; adds the uids of those that failed to `failed`.

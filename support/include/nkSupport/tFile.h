@@ -31,6 +31,9 @@ class NK_SUPPORT_API tFile {
   /// Writes all bytes at the end of what was written before. False as soon as the system refuses
   /// (disk full, not open, ...); some bytes may have been written then.
   bool add(tBlob const& bytes);
+  /// Lets the system begin to bring the file's bytes to the medium, without waiting. Called for
+  /// several files before syncContent() it saves time; it promises nothing.
+  void beginSync();
   /// Asks the system to bring the file's bytes to the medium and waits for it. False if not open or
   /// refused.
   bool syncContent();
