@@ -1,6 +1,8 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
 #include <string>
+#include <vector>
 
 #include "tools/common/options.h"
 #include "tools/nkdevice/device.h"
@@ -15,7 +17,8 @@ constexpr char footer[] =
     "and\n"
     "statistics. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
     "Serves several stations at once. A serial line that is missing or vanishes is tried\n"
-    "again until it is there.\n\n";
+    "again until it is there.\n"
+    "Knows neither authentication nor encryption: whoever reaches the link commands the panel.\n\n";
 
 constexpr char examples[] =
     "\n\nExamples:\n"
@@ -51,6 +54,50 @@ void addSensors(CLI::App& app, tStatistics::tOptions& sensors) {
       ->type_name("FILE");
 }
 
+// What one peer, or all together, can take of the program.
+void addLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
+  limits.carrier.buffered = 512u << 10;
+  limits.perOrigin = 0;
+  app.add_option("--connections", limits.links, "How many connections at once [64]")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1U, 100000U));
+  app.add_option("--connections-per-address", limits.perOrigin,
+                 "How many of them from one IP address, or one user of a Unix socket [half]")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1U, 100000U));
+  nk_tools::addSecondsOption(app, "--first-frame", limits.firstFrame, 0,
+                             "Time in which a connection must bring a whole frame; 0: any [10]");
+  app.add_option_function<unsigned int>(
+         "--keep-alive",
+         [&](unsigned int seconds) { limits.carrier.keepAlive = std::chrono::seconds(seconds); },
+         "Silence after which TCP probes the peer; twice that ends it; 0: the system's [30]")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0U, 32767U));
+  app.add_option_function<unsigned long long>(
+         "--held", [&](unsigned long long mebibytes) { limits.held = mebibytes << 20; },
+         "Most memory for what is on its way on all connections together [128]")
+      ->type_name("MIB")
+      ->check(CLI::Range(4ULL, 1ULL << 40));
+}
+
+void addPermissions(CLI::App& app, tPermissions& permissions) {
+  app.add_flag_callback(
+      "--no-shutdown", [&] { permissions.shutDown = false; }, "Refuse to be shut down by stations");
+  app.add_option_function<std::vector<std::string>>(
+         "--stations",
+         [&](std::vector<std::string> const& texts) {
+           for (auto const& text : texts) {
+             unsigned int address = 0;
+             if (!nk_tools::parseAddress(text, address))
+               throw CLI::ValidationError("--stations", "\"" + text + "\" is no address");
+             permissions.stations.insert(address);
+           }
+         },
+         "Addresses of the stations that may change the panel or shut it down [all]")
+      ->type_name("ADDRESS,...")
+      ->delimiter(',');
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
@@ -68,9 +115,8 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   addIdentity(app, options.panel.identity);
   addSensors(app, options.panel.statistics);
-  app.add_option("--connections", options.mostLinks, "How many stations at once [64]")
-      ->type_name("NUMBER")
-      ->check(CLI::Range(1U, 100000U));
+  addLimits(app, options.limits);
+  addPermissions(app, options.panel.permissions);
   app.add_option_function<unsigned long long>(
          "--image-room",
          [&](unsigned long long mebibytes) { options.panel.imageRoom = mebibytes << 20; },
@@ -80,5 +126,9 @@ int main(int argc, char** argv) {
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
-  return nk_tools::parseAndRun(app, argc, argv, [&] { return tDevice(options).run(); });
+  return nk_tools::parseAndRun(app, argc, argv, [&] {
+    auto& limits = options.limits;
+    if (limits.perOrigin == 0) limits.perOrigin = std::max(limits.links / 2, 1U);
+    return tDevice(options).run();
+  });
 }

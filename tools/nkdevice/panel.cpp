@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "nkProtocol/basicTelegram.h"
 #include "tools/nkdevice/displays.h"
 
 namespace {
@@ -63,7 +64,8 @@ bool tPanel::keep() {
   return m_events.keep() && kept;
 }
 
-void tPanel::receive(unsigned int source, tBlob& content) {
+void tPanel::receive(tAsker const& asker, tBlob& content) {
+  m_asker = asker;
   auto const size = content.size();
   nk_tools::tContent request(std::move(content));
   content = tBlob();
@@ -74,7 +76,7 @@ void tPanel::receive(unsigned int source, tBlob& content) {
     nk_tools::say(std::string(known ? "request " : "no answer to request ") +
                   nk_message::typeName(request.type).c_str() + " (type " +
                   std::to_string(request.type) + ", " + std::to_string(size) + " bytes) from " +
-                  std::to_string(source));
+                  std::to_string(asker.station));
   }
   nk_serializer answer;
   if (known) row->answer(*this, request, answer);
@@ -82,6 +84,21 @@ void tPanel::receive(unsigned int source, tBlob& content) {
   content.swap(answer);
 }
 
-void tPanel::receiveFor(unsigned int source, tBlob* content, void* context) {
-  static_cast<tPanel*>(context)->receive(source, *content);
+bool tPanel::mayChange(std::string const& what) {
+  return allowed(m_options.permissions.mayChange(m_asker.station), what);
+}
+
+bool tPanel::mayShutDown() {
+  return allowed(m_options.permissions.mayShutDown(m_asker.station), "shutdown");
+}
+
+bool tPanel::allowed(bool may, std::string const& what) {
+  bool const named = m_asker.station != nk_basicTelegram::addressNone &&
+                     m_asker.station != nk_basicTelegram::addressBroadcast;
+  nk_tools::say(what + " from " +
+                (named ? "station " + std::to_string(m_asker.station) : "a station without address") +
+                " at " + m_asker.peer);
+  if (!may)
+    m_events.record(EVENT_REQUEST_REFUSED, what + " refused: that station may not order it");
+  return may;
 }

@@ -27,6 +27,7 @@ void answerDisplays(tPanel& panel, nk_tools::tContent& request, nk_serializer& a
 }
 
 void answerImage(tPanel& panel, nk_tools::tContent& request, nk_serializer&) {
+  if (!panel.mayChange("images")) return;
   nk_messageImage message(request.version);
   if (request.readInto(message)) {
     panel.statistics().countImages(panel.images().handle(message));

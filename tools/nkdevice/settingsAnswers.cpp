@@ -6,7 +6,7 @@ namespace {
 // The answer is the same either way: its checksum tells the station what is in force.
 void recordOutcome(tPanel& panel, bool done, teEvent event, std::string const& what) {
   if (done) {
-    panel.events().record(event, what + " set");
+    panel.events().record(event, what + " set" + panel.byWhom());
   } else {
     panel.events().record(EVENT_REQUEST_REFUSED,
                           what + " refused; what was set before stays in force");
@@ -18,7 +18,8 @@ void recordOutcome(tPanel& panel, bool done, teEvent event, std::string const& w
 void answerState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
   auto& settings = panel.settings();
   nk_messageStateReq asked(request.version);
-  if (request.readInto(asked) && asked.task() == nk_messageStateReq::TASK_NEW_NAME) {
+  if (request.readInto(asked) && asked.task() == nk_messageStateReq::TASK_NEW_NAME &&
+      panel.mayChange("new name")) {
     recordOutcome(panel, settings.setName(asked.newName()), EVENT_NAME_SET, "new name");
   }
   auto const text = [](std::string const& own) { return tString(std::string_view(own)); };
@@ -32,15 +33,19 @@ void answerState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answ
 }
 
 void answerSetConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, panel.settings().setConfig(request), EVENT_CONFIGURATION_SET,
-                "configuration");
+  if (panel.mayChange("configuration")) {
+    recordOutcome(panel, panel.settings().setConfig(request), EVENT_CONFIGURATION_SET,
+                  "configuration");
+  }
   nk_messageSetConfigRsp response(request.version);
   response.setChecksum(panel.settings().configChecksum(request.version));
   response.serializeMsg(&answer);
 }
 
 void answerSetSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, panel.settings().setSchedules(request), EVENT_SCHEDULES_SET, "schedules");
+  if (panel.mayChange("schedules")) {
+    recordOutcome(panel, panel.settings().setSchedules(request), EVENT_SCHEDULES_SET, "schedules");
+  }
   nk_messageSetSchedulesRsp response(request.version);
   response.setChecksum(panel.settings().schedulesChecksum(request.version));
   response.serializeMsg(&answer);
