@@ -139,8 +139,7 @@ void nk_carrier::checkProgress() {
     flush();
     readAhead();
   }
-  if (!m_outgoing.empty() && m_limits.now() - m_lastProgress > m_limits.patience)
-    fail(ETIMEDOUT);
+  if (!m_outgoing.empty() && m_limits.now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
 }
 
 void nk_carrier::watchRead() {

@@ -13,11 +13,11 @@
 /// One end of a byte stream that is open: a connected socket, a serial line. It stands between an
 /// engine, which wants its bytes taken at once, and a system that takes and gives them when it can.
 ///
-/// Nothing here waits for the peer. Bytes to send go into a buffer and from there to the system as it
-/// takes them. The buffer grows with what is sent, so backpressure is the caller's part: whoever
+/// Nothing here waits for the peer. Bytes to send go into a buffer and from there to the system as
+/// it takes them. The buffer grows with what is sent, so backpressure is the caller's part: whoever
 /// sends takes on no new work while the link is congested(). A peer that takes nothing for
-/// `patience` while bytes wait counts as gone. Bytes that arrive are read ahead into a second buffer;
-/// when that is full the carrier stops reading, so that the system holds the peer back.
+/// `patience` while bytes wait counts as gone. Bytes that arrive are read ahead into a second
+/// buffer; when that is full the carrier stops reading, so that the system holds the peer back.
 ///
 /// Everything runs on the thread that runs the io_context.
 class nk_carrier {
@@ -34,8 +34,9 @@ class nk_carrier {
     /// On a serial line the time that the system's own buffer needs to empty is added.
     std::chrono::milliseconds patience{10000};
     /// TCP only: after how long a silence the system probes whether the peer is still there. It
-    /// probes three times, a third of this apart, and then ends the link; it does the same when sent
-    /// bytes stay unacknowledged for twice this long. 0 leaves the system's settings as they are.
+    /// probes three times, a third of this apart, and then ends the link; it does the same when
+    /// sent bytes stay unacknowledged for twice this long. 0 leaves the system's settings as they
+    /// are.
     std::chrono::seconds keepAlive{30};
     /// The clock; it must never go back.
     std::function<tMoment()> now = std::chrono::steady_clock::now;
@@ -78,7 +79,9 @@ class nk_carrier {
   /// Bytes that have arrived and were not handed out.
   unsigned int incoming() const { return m_incoming.size(); }
   /// Bytes of memory that both buffers take.
-  unsigned long long heldBytes() const { return 0ull + m_outgoing.capacity() + m_incoming.capacity(); }
+  unsigned long long heldBytes() const {
+    return 0ull + m_outgoing.capacity() + m_incoming.capacity();
+  }
   /// True if so many bytes wait to be sent that no new work should be taken on from this peer.
   bool congested() const { return !m_error && outgoing() > m_limits.buffered / 2; }
   /// All bytes that send() ever took, and that receive() ever handed out.

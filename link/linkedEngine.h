@@ -17,9 +17,9 @@
 /// Sending never waits, and backpressure is per link: a peer that sends requests and does not take
 /// the answers is left unread until it does, and no other link notices. While the carrier is
 /// congested the engine gets no further request. With a guard it gets them frame by frame, so what
-/// waits to be sent is at most the carrier's limit of congestion and one answer; without one it gets
-/// up to 2048 bytes of requests at once. A round that handles many frames ends after some of them
-/// and goes on once the other links of the io_context had their turn.
+/// waits to be sent is at most the carrier's limit of congestion and one answer; without one it
+/// gets up to 2048 bytes of requests at once. A round that handles many frames ends after some of
+/// them and goes on once the other links of the io_context had their turn.
 ///
 /// Everything runs on the thread that runs the io_context.
 class nk_linkedEngine {

@@ -13,8 +13,8 @@
 #include "link/linkedEngine.h"
 #include "link/peer.h"
 
-/// The links that a listening program has open, each with an engine behind a guard: decides who gets
-/// in, and which link has to go so that no peer keeps the others out.
+/// The links that a listening program has open, each with an engine behind a guard: decides who
+/// gets in, and which link has to go so that no peer keeps the others out.
 ///
 /// - A connection that brings no whole frame within `firstFrame` ends.
 /// - When all places are taken, one connection gives way to the new one: the oldest that never

@@ -9,12 +9,6 @@ namespace {
 
 using tEndpoint = asio::ip::tcp::endpoint;
 
-// A socket for both families names IPv4 peers in the manner of IPv6.
-asio::ip::address plainAddress(asio::ip::address const& address) {
-  if (!address.is_v6() || !address.to_v6().is_v4_mapped()) return address;
-  return asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
-}
-
 std::string originOf(asio::ip::address const& address) {
   if (address.is_v4()) return address.to_string();
   auto bytes = address.to_v6().to_bytes();
@@ -40,8 +34,14 @@ nk_peer nk_peer::of(int descriptor) {
     return {"unknown peer", "unknown peer"};
   auto const family = endpoint.data()->sa_family;
   if (family != AF_INET && family != AF_INET6) return unixPeer(descriptor);
-  auto const address = plainAddress(endpoint.address());
-  auto const port = std::to_string(endpoint.port());
-  return {address.is_v6() ? "[" + address.to_string() + "]:" + port : address.to_string() + ":" + port,
-          originOf(address)};
+  return at(endpoint.address(), endpoint.port());
+}
+
+nk_peer nk_peer::at(asio::ip::address address, unsigned short port) {
+  // So a socket for both families names peers of IPv4.
+  if (address.is_v6() && address.to_v6().is_v4_mapped())
+    address = asio::ip::make_address_v4(asio::ip::v4_mapped, address.to_v6());
+  auto const text = address.to_string();
+  auto const name = address.is_v6() ? "[" + text + "]" : text;
+  return {name + ":" + std::to_string(port), originOf(address)};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <asio/ip/address.hpp>
 #include <string>
 
 /// Who is at the other end of a connection, as far as the system knows.
@@ -14,4 +15,6 @@ struct nk_peer {
   /// The peer of the connected socket `descriptor`. A peer that has left already has the name
   /// "unknown peer", which is its origin too.
   static nk_peer of(int descriptor);
+  /// The peer at a port of an IP address; one that maps an IPv4 address counts as that.
+  static nk_peer at(asio::ip::address address, unsigned short port);
 };

@@ -95,9 +95,10 @@ bool tPanel::mayShutDown() {
 bool tPanel::allowed(bool may, std::string const& what) {
   bool const named = m_asker.station != nk_basicTelegram::addressNone &&
                      m_asker.station != nk_basicTelegram::addressBroadcast;
-  nk_tools::say(what + " from " +
-                (named ? "station " + std::to_string(m_asker.station) : "a station without address") +
-                " at " + m_asker.peer);
+  nk_tools::say(
+      what + " from " +
+      (named ? "station " + std::to_string(m_asker.station) : "a station without address") + " (" +
+      m_asker.peer + ")");
   if (!may)
     m_events.record(EVENT_REQUEST_REFUSED, what + " refused: that station may not order it");
   return may;

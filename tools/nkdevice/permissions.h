@@ -19,8 +19,8 @@ struct tPermissions {
   /// belong to no station: nobody could be asked about it later.
   bool mayChange(unsigned int station) const;
   bool mayShutDown(unsigned int station) const { return shutDown && mayChange(station); }
-  /// " by station 7" for the words of an event, if that station is in the list. Others stay unnamed:
-  /// anyone can claim any number of addresses, and as events count only what happens again in the
-  /// same words, each address would push an older event out of the record.
+  /// " by station 7" for the words of an event, if that station is in the list. Others stay
+  /// unnamed: anyone can claim any number of addresses, and as events count only what happens again
+  /// in the same words, each address would push an older event out of the record.
   std::string by(unsigned int station) const;
 };
