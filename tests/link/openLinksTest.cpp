@@ -43,7 +43,9 @@ class openLinks : public testing::Test {
                          nk_basicTelegram::COMPRESSION_NONE);
     part.serialize(&frame);
     for (unsigned int sent = 0; sent < frame.size();) {
-      auto const count = ::send(peers[name].get(), frame.data() + sent, frame.size() - sent, 0);
+      auto const count =
+          ::send(peers[name].get(), frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
+      if (count < 0 && errno != EAGAIN) return;
       if (count > 0) sent += static_cast<unsigned int>(count);
       io.restart();
       io.poll();
@@ -152,6 +154,24 @@ TEST(peer, hasANameAndAnOrigin) {
     auto const peer = nk_peer::at(asio::ip::make_address(row.address), 9);
     EXPECT_EQ(peer.name, row.name);
     EXPECT_EQ(peer.origin, row.origin);
+  }
+  struct {
+    char const* list;
+    std::string peers;  // of those below, as digits for yes and no
+  } const lists[] = {{"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
+                     {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
+                     {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
+  nk_peer const peers[] = {nk_peer::at(asio::ip::make_address("10.0.0.7"), 1),
+                           nk_peer::at(asio::ip::make_address("::ffff:10.9.9.9"), 1),
+                           nk_peer::at(asio::ip::make_address("2001:db8::1"), 1),
+                           {"uid 1000, pid 1", "uid 1000"}};
+  for (auto const& row : lists) {
+    nk_peerList list;
+    bool const right = *row.list == '\0' || list.add(row.list);
+    std::string found = right ? "" : "-";
+    for (auto const& each : peers)
+      if (right) found += list.contains(each) ? '1' : '0';
+    EXPECT_EQ(found, row.peers) << row.list;
   }
   auto const [mine, other] = harness::socketPair();
   auto const user = "uid " + std::to_string(::getuid());

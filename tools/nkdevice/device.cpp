@@ -1,5 +1,7 @@
 #include "tools/nkdevice/device.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
@@ -59,11 +61,11 @@ tDevice::tDevice(tOptions const& options)
 
 nk_openLinks::tReports tDevice::reports() {
   return {[this](nk_openLinks::tLink const& link) {
-            if (!isSerial()) sayOfLinks("connected: " + link.peer.name);
+            if (!isSerial()) m_usualLines.say("connected: " + link.peer.name);
           },
           [this](nk_openLinks::tLink& link, std::string const& why) { linkClosed(link, why); },
           [this](nk_peer const& peer, std::string const& why) {
-            sayOfLinks("refused: " + peer.name + ": " + why);
+            m_unusualLines.say("refused: " + peer.name + ": " + why);
           }};
 }
 
@@ -89,7 +91,7 @@ bool tDevice::listen() {
     nk_tools::say("cannot listen on " + m_options.link.text() + ": " + error.message());
     return false;
   }
-  m_listener.start([this](int descriptor) { m_links.add(descriptor, nk_peer::of(descriptor)); });
+  m_listener.start([this](int descriptor) { accept(descriptor); });
   sayReady(m_listener.url());
   if (m_listener.isOpenToOthers())
     nk_tools::say(
@@ -97,6 +99,13 @@ bool tDevice::listen() {
         "encryption: whoever connects commands the panel. Listen on 127.0.0.1 behind a tunnel; "
         "see SECURITY.md");
   return true;
+}
+
+void tDevice::accept(int descriptor) {
+  auto const peer = nk_peer::of(descriptor);
+  if (m_options.peers.contains(peer)) return m_links.add(descriptor, peer);
+  ::close(descriptor);
+  m_unusualLines.say("refused: " + peer.name + ": not one of --peers");
 }
 
 void tDevice::keepNowAndThen() {
@@ -126,7 +135,10 @@ void tDevice::stopIfIdle() {
 void tDevice::linkClosed(nk_openLinks::tLink& link, std::string const& why) {
   if (m_options.panel.verbose) nk_tools::sayDropped(link.engine->guard()->counters());
   if (m_stopping) return asio::post(m_io, [this] { stopIfIdle(); });
-  if (!isSerial()) return sayOfLinks("disconnected: " + link.peer.name + ": " + why);
+  if (!isSerial()) {
+    auto& lines = link.engine->finished() ? m_usualLines : m_unusualLines;
+    return lines.say("disconnected: " + link.peer.name + ": " + why);
+  }
   nk_tools::say("lost " + m_options.link.text());
   m_dialer.redial();
 }
@@ -135,10 +147,10 @@ void tDevice::sayReady(nk_linkUrl const& url) const {
   nk_tools::say("listening on " + url.text() + ", address " + std::to_string(m_options.address));
 }
 
-void tDevice::sayOfLinks(std::string const& line) {
-  auto const now = m_options.limits.carrier.now();
-  if (now - m_minute > std::chrono::minutes(1)) {
-    m_minute = now;
+void tDevice::tLineLimit::say(std::string const& line) {
+  auto const now = std::chrono::steady_clock::now();
+  if (now - m_begun > std::chrono::minutes(1)) {
+    m_begun = now;
     if (m_lines > linesPerMinute)
       nk_tools::say(std::to_string(m_lines - linesPerMinute) + " lines about connections left out");
     m_lines = 0;

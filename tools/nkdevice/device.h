@@ -11,13 +11,15 @@
 #include "tools/nkdevice/panel.h"
 
 /// The panel and its links to stations, all on one thread. Tells on standard error who connects and
-/// who leaves, 60 lines a minute at most, so that a flood of connections is no flood of lines.
+/// who leaves; of that, and of who is refused or has to go, 60 lines a minute each, so that a flood
+/// of connections is no flood of lines.
 class tDevice {
  public:
   struct tOptions {
     nk_linkUrl link;
     unsigned int address = 0;
     nk_openLinks::tLimits limits;
+    nk_peerList peers;  ///< who may connect
     tPanel::tOptions panel;
   };
 
@@ -31,14 +33,24 @@ class tDevice {
   void stop();
 
  private:
+  /// Says so many lines a minute, and how many it left out.
+  class tLineLimit {
+   public:
+    void say(std::string const& line);
+
+   private:
+    std::chrono::steady_clock::time_point m_begun{};  // of the minute in which lines are counted
+    unsigned int m_lines = 0;
+  };
+
   nk_openLinks::tReports reports();
   bool isSerial() const { return m_options.link.kind == nk_linkUrl::KIND_SERIAL; }
   bool listen();
+  void accept(int descriptor);
   void linkClosed(nk_openLinks::tLink& link, std::string const& why);
   void stopIfIdle();
   void keepNowAndThen();
   void sayReady(nk_linkUrl const& url) const;
-  void sayOfLinks(std::string const& line);
   void sayUnavailable(std::error_code reason);
 
   tOptions const m_options;
@@ -50,7 +62,6 @@ class tDevice {
   asio::steady_timer m_stopTimer;
   asio::steady_timer m_keepTimer;
   std::error_code m_saidReason;
-  nk_carrier::tMoment m_minute{};  // in which lines about links are counted
-  unsigned int m_lines = 0;
+  tLineLimit m_usualLines, m_unusualLines;
   bool m_stopping = false;
 };

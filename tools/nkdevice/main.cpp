@@ -1,6 +1,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -56,7 +57,7 @@ void addSensors(CLI::App& app, tStatistics::tOptions& sensors) {
 
 // What one peer, or all together, can take of the program.
 void addLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
-  limits.carrier.buffered = 512u << 10;
+  limits.carrier.buffered = 128u << 10;  // also the most that one link is served at a time
   limits.perOrigin = 0;
   app.add_option("--connections", limits.links, "How many connections at once [64]")
       ->type_name("NUMBER")
@@ -80,22 +81,37 @@ void addLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
       ->check(CLI::Range(4ULL, 1ULL << 40));
 }
 
+// An option with several values; `wrong` tells what one is that `add` does not take.
+void addList(CLI::App& app, std::string const& name, std::string const& type,
+             std::string const& help, std::string const& wrong,
+             std::function<bool(std::string const&)> const& add) {
+  auto const store = [=](std::vector<std::string> const& values) {
+    for (auto const& each : values)
+      if (!add(each)) throw CLI::ValidationError(name, "\"" + each + "\" is " + wrong);
+  };
+  app.add_option_function<std::vector<std::string>>(name, store, help)
+      ->type_name(type)
+      ->delimiter(',');
+}
+
+void addPeers(CLI::App& app, nk_peerList& peers) {
+  addList(app, "--peers", "PEER,...",
+          "Who may connect: IP addresses, networks as 10.0.0.0/8, users of a Unix socket [all]",
+          "no IP address, network or number of a user",
+          [&peers](std::string const& text) { return peers.add(text); });
+}
+
 void addPermissions(CLI::App& app, tPermissions& permissions) {
   app.add_flag_callback(
       "--no-shutdown", [&] { permissions.shutDown = false; }, "Refuse to be shut down by stations");
-  app.add_option_function<std::vector<std::string>>(
-         "--stations",
-         [&](std::vector<std::string> const& texts) {
-           for (auto const& text : texts) {
-             unsigned int address = 0;
-             if (!nk_tools::parseAddress(text, address))
-               throw CLI::ValidationError("--stations", "\"" + text + "\" is no address");
-             permissions.stations.insert(address);
-           }
-         },
-         "Addresses of the stations that may change the panel or shut it down [all]")
-      ->type_name("ADDRESS,...")
-      ->delimiter(',');
+  addList(app, "--stations", "ADDRESS,...",
+          "Addresses of the stations that may change the panel or shut it down [all]", "no address",
+          [&permissions](std::string const& text) {
+            unsigned int address = 0;
+            if (!nk_tools::parseAddress(text, address)) return false;
+            permissions.stations.insert(address);
+            return true;
+          });
 }
 
 }  // namespace
@@ -116,6 +132,7 @@ int main(int argc, char** argv) {
   addIdentity(app, options.panel.identity);
   addSensors(app, options.panel.statistics);
   addLimits(app, options.limits);
+  addPeers(app, options.peers);
   addPermissions(app, options.panel.permissions);
   app.add_option_function<unsigned long long>(
          "--image-room",
