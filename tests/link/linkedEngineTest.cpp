@@ -21,10 +21,10 @@ void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userDa
   kept = timedOut ? "timed out" : harness::text(*content);
 }
 
-// The frames of one request from address 1 to address 2.
-std::string framesOf(std::string const& content) {
+// The frames of requests from address 1 to address 2.
+std::string framesOf(std::string const& content, unsigned int count = 1) {
   harness::tPair pair;
-  pair.a.request(content, 2);
+  for (unsigned int i = 0; i < count; ++i) pair.a.request(content, 2);
   pair.a.poll();
   return harness::text(pair.toB.bytes);
 }
@@ -63,7 +63,7 @@ class linkedEngine : public testing::Test {
 TEST_F(linkedEngine, answersEverythingBeforeItIsFinished) {
   auto& device = echoing({});
   auto const content = harness::randomBytes(200, 2);
-  std::string const frames = framesOf(content) + framesOf(content) + framesOf(content);
+  std::string const frames = framesOf(content, 3);
   ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
   ::shutdown(peer.get(), SHUT_WR);
   EXPECT_TRUE(runUntil(io, [&] { return device.finished(); }));
@@ -110,22 +110,21 @@ TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
     nk_linkedEngine deaf(io, deafEnd.release(), limits, setup);
     nk_linkedEngine other(io, otherEnd.release(), limits, setup);
     for (auto* const one : {&deaf, &other}) one->start([] {});
-    auto const ask = [](harness::tDescriptor const& peer, std::string const& content) {
-      auto const frames = framesOf(content);
+    auto const ask = [](harness::tDescriptor const& peer, std::string const& content,
+                        unsigned int count) {
+      auto const frames = framesOf(content, count);
       EXPECT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
     };
-    for (unsigned int i = 0; i < 10; ++i) ask(deafPeer, "large");
+    ask(deafPeer, "large", 10);
     EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.carrier().congested(); }));
-    ask(otherPeer, "small");
+    ask(otherPeer, "small", 1);
     char answer;
     EXPECT_TRUE(
         runUntil(io, [&, &peer = otherPeer] { return ::recv(peer.get(), &answer, 1, 0) == 1; }));
     auto const most = limits.buffered / 2 + (guarded ? 1 : 10) * (large * 5 / 4);
     EXPECT_LT(deaf.carrier().outgoing(), most);
     EXPECT_LT(deaf.carrier().incoming(), limits.buffered);
-    now += limits.patience;
-    ask(otherPeer, "small");
-    now += std::chrono::milliseconds(1);
+    now += limits.patience + std::chrono::milliseconds(1);
     EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.finished(); }));
     EXPECT_EQ(deaf.carrier().error(), std::errc::timed_out);
     EXPECT_FALSE(other.finished());
@@ -137,9 +136,7 @@ TEST_F(linkedEngine, aRoundEndsSoThatOthersHaveTheirTurn) {
   auto setup = echoSetup();
   setup.guard = nk_linkGuard::tOptions::all(2);
   auto& device = echoing({}, setup);
-  std::string frames;
-  for (int i = 0; i < 1000; ++i) frames += framesOf("?");
-  setup.guard.reset();
+  auto const frames = framesOf("?", 1000);
   ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
   unsigned int turns = 0;
   std::function<void()> const other = [&] {

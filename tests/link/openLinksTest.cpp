@@ -136,13 +136,6 @@ TEST_F(openLinks, whatAllHoldTogetherIsBounded) {
   EXPECT_EQ(links->size(), 1u) << "what the other held no longer counts";
 }
 
-TEST_F(openLinks, finishLetsAllGo) {
-  open({});
-  for (auto const* name : {"a", "b"}) connect(name, "1");
-  links->finish();
-  EXPECT_TRUE(runUntil(io, [&] { return links->empty(); }));
-}
-
 TEST(peer, hasANameAndAnOrigin) {
   struct {
     char const* address;

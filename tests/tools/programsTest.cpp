@@ -239,29 +239,6 @@ TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
   EXPECT_EQ(device->finish(), 1) << "what it should keep is lost";
 }
 
-TEST_F(programs, hostileAndIdleLinksDoNotKeepThePanelFromOthers) {
-  auto const url = "unix://" + (dir / "socket");
-  startDevice(url);
-  std::vector<std::unique_ptr<nk_carrier>> links;
-  nk_dialer dialer(io, harness::urlOf(station), {},
-                   {[&](int one) {
-                      links.push_back(std::make_unique<nk_carrier>(io, one, nk_carrier::tLimits{}));
-                      links.back()->start([] {});
-                    },
-                    {},
-                    {}});
-  for (unsigned int seed = 0; seed < 4; ++seed) {
-    dialer.dial();
-    ASSERT_TRUE(runUntil(io, [&] { return links.size() == seed + 1; }));
-    auto const junk = harness::randomBytes(seed * 100000, seed);
-    int code = 0;
-    if (seed != 0)
-      links[seed]->send(reinterpret_cast<unsigned char const*>(junk.data()), seed * 100000, code);
-    EXPECT_TRUE(runUntil(io, [&] { return links[seed]->outgoing() == 0; }));
-    expect("generic still here", 0);
-  }
-}
-
 TEST_F(programs, silentConnectionsGiveWayAndEnd) {
   startDevice("tcp://127.0.0.1:0", "--connections-per-address 64 --first-frame 1000");
   std::vector<harness::tDescriptor> silent;
