@@ -34,19 +34,20 @@ class nk_openLinks {
   using tMoment = nk_carrier::tMoment;
   using tDuration = std::chrono::milliseconds;
 
+  /// See above.
   struct tLimits {
-    unsigned int links = 64;
-    unsigned int perOrigin = 32;
-    tDuration firstFrame{10000};  ///< 0: no limit
-    tDuration rest{10000};
-    unsigned long long held = 128ull << 20;
+    unsigned int links = 64;                 ///< connections at once
+    unsigned int perOrigin = 32;             ///< of them, from one origin
+    tDuration firstFrame{10000};             ///< 0: no limit
+    tDuration rest{10000};                   ///< without a whole frame, before a link may give way
+    unsigned long long held = 128ull << 20;  ///< bytes of memory
     /// Of each link. Its clock is that of everything here, guards included.
     nk_carrier::tLimits carrier;
   };
 
   /// One link. The engine's callback is given it as its context.
   struct tLink {
-    nk_peer peer;
+    nk_peer peer;  ///< as it was given to add()
     /// What tSetup::context was.
     void* context = nullptr;
     std::optional<nk_linkedEngine> engine;
@@ -62,7 +63,7 @@ class nk_openLinks {
 
   /// What is told of links; none of them may destroy this object or call it.
   struct tReports {
-    std::function<void(tLink const& link)> opened;
+    std::function<void(tLink const& link)> opened;  ///< just before the link starts
     /// Just before the link is destroyed.
     std::function<void(tLink& link, std::string const& why)> closed;
     std::function<void(nk_peer const& peer, std::string const& why)> refused;
