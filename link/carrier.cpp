@@ -54,7 +54,8 @@ nk_carrier::tLimits withLineTime(nk_carrier::tLimits limits, int descriptor) {
 }  // namespace
 
 nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits) try
-    : m_limits(withLineTime(limits, descriptor)),
+    : m_clock(nk_clock::of(io)),
+      m_limits(withLineTime(limits, descriptor)),
       m_isSocket(isSocket(descriptor)),
       m_descriptor(io) {
   if (m_isSocket) tuneSocket(descriptor, limits.keepAlive);
@@ -91,7 +92,7 @@ unsigned int nk_carrier::send(unsigned char const* data, unsigned int length, in
 void nk_carrier::take(unsigned char const* data, unsigned int length) {
   unsigned int written = 0;
   if (m_outgoing.empty()) {
-    m_lastProgress = m_limits.now();
+    m_lastProgress = m_clock.now();
     written = writeSome(data, length);
   }
   if (m_error || written == length) return;
@@ -139,7 +140,7 @@ void nk_carrier::checkProgress() {
     flush();
     readAhead();
   }
-  if (!m_outgoing.empty() && m_limits.now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
+  if (!m_outgoing.empty() && m_clock.now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
 }
 
 void nk_carrier::watchRead() {
@@ -195,7 +196,7 @@ void nk_carrier::flush() {
     auto const written = writeSome(m_outgoing.data(), m_outgoing.size());
     if (written == 0) return;
     m_outgoing.slice(written);
-    m_lastProgress = m_limits.now();
+    m_lastProgress = m_clock.now();
   }
   if (m_outgoing.empty() && m_outgoing.capacity() > keptRoom) m_outgoing.release();
 }

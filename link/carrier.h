@@ -7,6 +7,7 @@
 #include <memory>
 #include <system_error>
 
+#include "link/clock.h"
 #include "nkProtocol/telegram.h"
 #include "nkSupport/tBlob.h"
 
@@ -22,8 +23,6 @@
 /// Everything runs on the thread that runs the io_context.
 class nk_carrier {
  public:
-  using tMoment = std::chrono::steady_clock::time_point;
-
   /// What it holds, and how long it waits.
   struct tLimits {
     /// Most bytes that are read ahead. The link is congested while more than half as many wait to
@@ -38,8 +37,6 @@ class nk_carrier {
     /// sent bytes stay unacknowledged for twice this long. 0 leaves the system's settings as they
     /// are.
     std::chrono::seconds keepAlive{30};
-    /// The clock; it must never go back.
-    std::function<tMoment()> now = std::chrono::steady_clock::now;
   };
 
   /// Takes `descriptor` over, makes it non-blocking and closes it at the end. `io` is borrowed. A
@@ -104,6 +101,7 @@ class nk_carrier {
   unsigned int writeSome(unsigned char const* data, unsigned int length);
   void fail(int code);
 
+  nk_clock& m_clock;
   tLimits const m_limits;
   bool m_isSocket = false;
   asio::posix::stream_descriptor m_descriptor;
@@ -117,7 +115,7 @@ class nk_carrier {
   std::error_code m_error;
   unsigned long long m_sent = 0;
   unsigned long long m_received = 0;
-  tMoment m_lastProgress{};  // when the peer last took bytes, or had none to take
+  nk_clock::tMoment m_lastProgress{};  // when the peer last took bytes, or had none to take
   // Handlers hold a weak pointer to it: they may be on their way when the carrier is destroyed.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

@@ -9,10 +9,11 @@
 nk_openLinks::nk_openLinks(asio::io_context& io, tLimits limits, nk_linkedEngine::tSetup setup,
                            tReports reports)
     : m_io(io),
+      m_clock(nk_clock::of(io)),
       m_limits(std::move(limits)),
       m_setup(std::move(setup)),
       m_reports(std::move(reports)) {
-  m_setup.guard->now = m_limits.carrier.now;
+  m_setup.guard->now = [&clock = m_clock] { return clock.now(); };
 }
 
 void nk_openLinks::add(int descriptor, nk_peer peer) {
@@ -26,7 +27,7 @@ void nk_openLinks::add(int descriptor, nk_peer peer) {
   link.self = std::prev(m_silent.end());
   link.peer = std::move(peer);
   link.context = std::exchange(m_setup.context, &link);
-  link.since = m_limits.carrier.now();
+  link.since = m_clock.now();
   try {
     link.engine.emplace(m_io, descriptor, m_limits.carrier, m_setup);
   } catch (std::system_error const& problem) {  // the descriptor is closed
@@ -71,7 +72,7 @@ nk_openLinks::tLink* nk_openLinks::displaceable(std::string const* origin) {
   };
   auto const silent = std::find_if(m_silent.begin(), m_silent.end(), matches);
   if (silent != m_silent.end()) return &*silent;
-  auto const restedSince = m_limits.carrier.now() - m_limits.rest;
+  auto const restedSince = m_clock.now() - m_limits.rest;
   for (auto& link : m_known) {
     if (link.since > restedSince) break;
     if (matches(link) && link.engine->carrier().outgoing() == 0) return &link;
@@ -97,7 +98,7 @@ void nk_openLinks::countFrames(tLink& link) {
   if (frames == link.frames) return;
   m_known.splice(m_known.end(), link.frames == 0 ? m_silent : m_known, link.self);
   link.frames = frames;
-  link.since = m_limits.carrier.now();
+  link.since = m_clock.now();
 }
 
 void nk_openLinks::countHeld(tLink& link) {
@@ -113,7 +114,7 @@ std::string nk_openLinks::reasonToEnd(tLink const& link) const {
   if (m_finishing && engine.carrier().outgoing() == 0) return "the program ends";
   bool const mayBeSilent = m_limits.firstFrame == tDuration::zero() || link.peer.origin.empty();
   if (link.frames != 0 || mayBeSilent) return {};
-  if (m_limits.carrier.now() - link.since <= m_limits.firstFrame) return {};
+  if (m_clock.now() - link.since <= m_limits.firstFrame) return {};
   auto const seconds = std::chrono::ceil<std::chrono::seconds>(m_limits.firstFrame).count();
   return "no whole frame in " + std::to_string(seconds) + " s";
 }

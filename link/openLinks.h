@@ -28,10 +28,10 @@
 ///
 /// Links without an origin (serial lines) have no time limit and no quota.
 ///
-/// Everything runs on the thread that runs the io_context.
+/// Everything runs on the thread that runs the io_context, and on its nk_clock, guards included.
 class nk_openLinks {
  public:
-  using tMoment = nk_carrier::tMoment;
+  using tMoment = nk_clock::tMoment;
   using tDuration = std::chrono::milliseconds;
 
   /// See above.
@@ -41,8 +41,7 @@ class nk_openLinks {
     tDuration firstFrame{10000};             ///< 0: no limit
     tDuration rest{10000};                   ///< without a whole frame, before a link may give way
     unsigned long long held = 128ull << 20;  ///< bytes of memory
-    /// Of each link. Its clock is that of everything here, guards included.
-    nk_carrier::tLimits carrier;
+    nk_carrier::tLimits carrier;             ///< of each link
   };
 
   /// One link. The engine's callback is given it as its context.
@@ -99,6 +98,7 @@ class nk_openLinks {
   bool isQuotaTaken(std::string const& origin) const;
 
   asio::io_context& m_io;
+  nk_clock& m_clock;
   tLimits const m_limits;
   nk_linkedEngine::tSetup m_setup;
   tReports const m_reports;

@@ -8,6 +8,7 @@
 #include <optional>
 #include <tuple>
 
+#include "harness/manualClock.h"
 #include "harness/system.h"
 #include "link/dialer.h"
 #include "link/listener.h"
@@ -150,9 +151,7 @@ struct tTimed {
       ends.first = harness::tDescriptor(nk_openSerialLine(line, problem));
       peer = std::move(terminal.master);
     }
-    nk_carrier::tLimits limits;
-    limits.now = [this] { return now; };
-    carrier.emplace(io, ends.first.release(), limits);
+    carrier.emplace(io, ends.first.release(), nk_carrier::tLimits{});
     carrier->start([] {});
   }
   // Reads at the far end until the carrier has made some progress.
@@ -161,19 +160,19 @@ struct tTimed {
     char some[4096];
     EXPECT_TRUE(harness::becomes([&] {
       std::ignore = ::read(peer.get(), some, sizeof some);
-      io.poll();
+      clock.settle();
       carrier->checkProgress();
       return carrier->outgoing() < before;
     }));
   }
   bool isOverAfter(std::chrono::milliseconds time) {
-    now += time;
+    clock.advance(time);
     carrier->checkProgress();
     return carrier->error() == std::errc::timed_out;
   }
 
   asio::io_context io{1};
-  nk_carrier::tMoment now{};
+  harness::tManualClock& clock = harness::tManualClock::install(io);
   harness::tTerminal terminal;
   harness::tDescriptor peer;
   std::optional<nk_carrier> carrier;
@@ -230,7 +229,7 @@ TEST(carrierTime, tcpProbesASilentPeer) {
 TEST(carrierBounds, unreadBytesStayWithTheSystem) {
   asio::io_context io{1};
   auto [mine, peer] = harness::socketPair();
-  nk_carrier lazy(io, mine.release(), {1000, 300, std::chrono::seconds(1), {}});
+  nk_carrier lazy(io, mine.release(), {1000, 300, std::chrono::seconds(1)});
   unsigned int events = 0;
   lazy.start([&] { ++events; });
   std::string const flood(5000, 'x');
@@ -258,7 +257,7 @@ TEST(carrierBounds, aSerialLineThatDoesNotSayWhenBytesCanMoveIsLookedAtNowAndThe
   line.path = terminal.path;
   harness::tDescriptor const peer(nk_openSerialLine(line, problem));
   ASSERT_FALSE(problem);
-  nk_carrier forgotten(io, terminal.master.release(), {1u << 20, 65536, harness::patience, {}});
+  nk_carrier forgotten(io, terminal.master.release(), {1u << 20, 65536, harness::patience});
   auto const bytes = harness::randomBytes(1u << 19, 5);
   int error = 0;
   forgotten.send(reinterpret_cast<unsigned char const*>(bytes.data()), 1u << 19, error);

@@ -7,6 +7,7 @@
 #include "harness/clock.h"
 #include "harness/hex.h"
 #include "harness/link.h"
+#include "harness/manualClock.h"
 #include "harness/system.h"
 
 namespace {
@@ -95,9 +96,8 @@ TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
   constexpr unsigned int large = 1u << 20;
   asio::io_context io{1};
   nk_carrier::tLimits limits;
-  nk_carrier::tMoment now{};
+  auto& clock = harness::tManualClock::install(io);
   limits.buffered = 65536;
-  limits.now = [&now] { return now; };
   nk_linkedEngine::tSetup setup;
   setup.address = 2;
   setup.receive = [](unsigned int, tBlob* content, void*) {
@@ -124,7 +124,7 @@ TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
     auto const most = limits.buffered / 2 + (guarded ? 1 : 10) * (large * 5 / 4);
     EXPECT_LT(deaf.carrier().outgoing(), most);
     EXPECT_LT(deaf.carrier().incoming(), limits.buffered);
-    now += limits.patience + std::chrono::milliseconds(1);
+    clock.advance(limits.patience + std::chrono::milliseconds(1));
     EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.finished(); }));
     EXPECT_EQ(deaf.carrier().error(), std::errc::timed_out);
     EXPECT_FALSE(other.finished());
@@ -153,7 +153,7 @@ TEST_F(linkedEngine, aRoundEndsSoThatOthersHaveTheirTurn) {
 TEST_F(linkedEngine, aQuietLinkHoldsNoIncompleteTelegramForEver) {
   auto setup = echoSetup();
   setup.guard = nk_linkGuard::tOptions::all(2);
-  nk_carrier::tMoment now{};
+  nk_clock::tMoment now{};
   setup.guard->now = [&now] { return now; };
   auto& device = echoing({}, setup);
   tBlob payload = harness::noise(100000), frame;

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "harness/hex.h"
+#include "harness/manualClock.h"
 #include "harness/system.h"
 
 namespace {
@@ -13,10 +14,9 @@ using std::chrono::seconds;
 // Links to peers inside the test, with a clock that stands until it is moved.
 class openLinks : public testing::Test {
  protected:
-  void open(nk_openLinks::tLimits limits) {
+  void open(nk_openLinks::tLimits const& limits) {
     peers.clear();
     ended.clear();
-    limits.carrier.now = [this] { return now; };
     nk_linkedEngine::tSetup setup;
     setup.address = 2;
     setup.guard = nk_linkGuard::tOptions::all(2);
@@ -55,13 +55,11 @@ class openLinks : public testing::Test {
       io.restart();
       io.poll();
     }
-    io.restart();
-    while (io.poll() != 0) {
-    }
+    clock.settle();
   }
 
   asio::io_context io{1};
-  nk_carrier::tMoment now{};
+  harness::tManualClock& clock = harness::tManualClock::install(io);
   unsigned int id = 0;
   std::map<std::string, harness::tDescriptor> peers;
   std::vector<std::string> ended;
@@ -101,7 +99,7 @@ TEST_F(openLinks, whoGivesWayToANewcomer) {
       connect(name, origin);
       if (name.back() == '+' || name.back() == '!') say(name);
     }
-    now += row.pause;
+    clock.advance(row.pause);
     connect("new", row.newcomer);
     EXPECT_EQ(ended, row.ends.empty() ? std::vector<std::string>{} : std::vector{row.ends})
         << row.what << ": " << reason;
@@ -114,15 +112,15 @@ TEST_F(openLinks, whoNeverSendsAWholeFrameEndsInTime) {
   connect("line", "");
   ASSERT_EQ(::send(peers["noisy"].get(), "\x01noise", 6, 0), 6);
   say("talking");
-  now += seconds(10);
+  clock.advance(seconds(10));
   say("talking");
   EXPECT_TRUE(ended.empty()) << ended[0];
-  now += std::chrono::milliseconds(1);
+  clock.advance(std::chrono::milliseconds(1));
   EXPECT_TRUE(runUntil(io, [&] { return ended.size() >= 2; }));
   std::sort(ended.begin(), ended.end());
   EXPECT_EQ(ended, (std::vector<std::string>{"noisy", "silent"}));
   EXPECT_EQ(reason, "no whole frame in 10 s");
-  now += seconds(3600);
+  clock.advance(seconds(3600));
   say("talking");
   peers["talking"].close();
   EXPECT_TRUE(runUntil(io, [&] { return ended.size() == 3; }));
