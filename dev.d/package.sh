@@ -31,9 +31,11 @@ tryPackages() {
   if command -v systemd-analyze >/dev/null; then
     # The service names the program where it is when it is installed. With this option a finding in
     # the service itself is an error.
-    sed "s,^ExecStart=,&$image," "$image/usr/lib/systemd/system/nkdevice.service" \
-      >build/package/nkdevice.service
-    systemd-analyze verify --man=no --recursive-errors=no build/package/nkdevice.service
+    for unit in nkdevice.service nkdevice@.service; do
+      sed "s,^ExecStart=/usr,ExecStart=$image/usr," "$image/usr/lib/systemd/system/$unit" \
+        >"build/package/$unit"
+      systemd-analyze verify --man=no --recursive-errors=no "build/package/$unit"
+    done
   else
     echo "the service was not verified: there is no systemd-analyze here"
   fi

@@ -49,7 +49,7 @@ tBlob ask(tPanel& panel, nk_message::teType type, nk_message::teVersion version,
   content.numbers(nk_serializer::SER_WRITE, number, revision);
   content.append(body);
   tBlob bytes(std::move(content));
-  panel.receive(1, bytes);
+  panel.receive({1, "the fuzzer"}, bytes);
   return bytes;
 }
 

@@ -2,13 +2,13 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <limits>
 #include <utility>
 
 #include "link/serialLine.h"
@@ -17,14 +17,24 @@ namespace {
 
 // Most bytes read ahead before other links get their turn.
 constexpr unsigned int burst = 256u << 10;
-// How long to wait for readiness before looking anew: see checkProgress.
-constexpr std::chrono::milliseconds longestWait{100};
+// Memory that an empty buffer keeps for the next bytes.
+constexpr unsigned int keptRoom = 256u << 10;
 
 // Settings that only some sockets have; the others refuse them, which does no harm.
-void tuneSocket(int descriptor) {
-  int const on = 1;
-  ::setsockopt(descriptor, SOL_SOCKET, SO_KEEPALIVE, &on, sizeof on);
-  ::setsockopt(descriptor, IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+void tuneSocket(int descriptor, std::chrono::seconds keepAlive) {
+  auto const set = [descriptor](int level, int option, long long value) {
+    auto const most = static_cast<long long>(std::numeric_limits<int>::max());
+    int const number = static_cast<int>(std::clamp(value, 1LL, most));
+    ::setsockopt(descriptor, level, option, &number, sizeof number);
+  };
+  constexpr int probes = 3;
+  set(SOL_SOCKET, SO_KEEPALIVE, 1);
+  set(IPPROTO_TCP, TCP_NODELAY, 1);
+  if (keepAlive.count() <= 0) return;
+  set(IPPROTO_TCP, TCP_KEEPIDLE, keepAlive.count());
+  set(IPPROTO_TCP, TCP_KEEPINTVL, keepAlive.count() / probes);
+  set(IPPROTO_TCP, TCP_KEEPCNT, probes);
+  set(IPPROTO_TCP, TCP_USER_TIMEOUT, keepAlive.count() * 2 * 1000);
 }
 
 bool isSocket(int descriptor) {
@@ -44,10 +54,11 @@ nk_carrier::tLimits withLineTime(nk_carrier::tLimits limits, int descriptor) {
 }  // namespace
 
 nk_carrier::nk_carrier(asio::io_context& io, int descriptor, tLimits const& limits) try
-    : m_limits(withLineTime(limits, descriptor)),
+    : m_clock(nk_clock::of(io)),
+      m_limits(withLineTime(limits, descriptor)),
       m_isSocket(isSocket(descriptor)),
       m_descriptor(io) {
-  if (m_isSocket) tuneSocket(descriptor);
+  if (m_isSocket) tuneSocket(descriptor, limits.keepAlive);
   m_descriptor.assign(descriptor, m_error);
   if (m_error) {
     ::close(descriptor);
@@ -68,26 +79,25 @@ void nk_carrier::start(std::function<void()> onEvent) {
 }
 
 unsigned int nk_carrier::send(unsigned char const* data, unsigned int length, int& error) {
-  auto const taken = length != 0 && waitForRoom() ? take(data, length) : 0;
-  if (taken == 0) error = m_error ? m_error.value() : EINVAL;
-  m_sent += taken;
-  return taken;
-}
-
-// Gives the bytes to the system if none wait before them, otherwise to the buffer, which has room.
-unsigned int nk_carrier::take(unsigned char const* data, unsigned int length) {
-  if (m_outgoing.empty()) {
-    m_lastProgress = tClock::now();
-    auto const written = writeSome(data, length);
-    if (written != 0 || m_error) return written;
-  }
-  auto const taken = std::min(length, m_limits.buffered - m_outgoing.size());
-  if (!m_outgoing.append(data, taken)) {
-    fail(ENOMEM);
+  if (length != 0 && !m_error) take(data, length);
+  if (length == 0 || m_error) {
+    error = m_error ? m_error.value() : EINVAL;
     return 0;
   }
+  m_sent += length;
+  return length;
+}
+
+// To the system what it takes at once, if no bytes wait before these; the rest to the buffer.
+void nk_carrier::take(unsigned char const* data, unsigned int length) {
+  unsigned int written = 0;
+  if (m_outgoing.empty()) {
+    m_lastProgress = m_clock.now();
+    written = writeSome(data, length);
+  }
+  if (m_error || written == length) return;
+  if (!m_outgoing.append(data + written, length - written)) return fail(ENOMEM);
   watchWrite();
-  return taken;
 }
 
 unsigned int nk_carrier::receive(unsigned char* data, unsigned int length) {
@@ -95,6 +105,7 @@ unsigned int nk_carrier::receive(unsigned char* data, unsigned int length) {
   if (count == 0) return 0;
   std::copy_n(m_incoming.data(), count, data);
   m_incoming.slice(count);
+  if (m_incoming.empty() && m_incoming.capacity() > keptRoom) m_incoming.release();
   m_received += count;
   watchRead();
   return count;
@@ -129,7 +140,7 @@ void nk_carrier::checkProgress() {
     flush();
     readAhead();
   }
-  if (!m_outgoing.empty() && tClock::now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
+  if (!m_outgoing.empty() && m_clock.now() - m_lastProgress > m_limits.patience) fail(ETIMEDOUT);
 }
 
 void nk_carrier::watchRead() {
@@ -185,9 +196,9 @@ void nk_carrier::flush() {
     auto const written = writeSome(m_outgoing.data(), m_outgoing.size());
     if (written == 0) return;
     m_outgoing.slice(written);
-    m_lastProgress = tClock::now();
-    if (!congested()) m_waited = {};
+    m_lastProgress = m_clock.now();
   }
+  if (m_outgoing.empty() && m_outgoing.capacity() > keptRoom) m_outgoing.release();
 }
 
 // The bytes that the system took in one call; 0 if it takes none now or the link broke.
@@ -202,29 +213,6 @@ unsigned int nk_carrier::writeSome(unsigned char const* data, unsigned int lengt
     if (!wouldBlock(errno)) fail(errno);
     return 0;
   }
-}
-
-bool nk_carrier::waitForRoom() {
-  if (m_outgoing.size() < m_limits.buffered) return !m_error;
-  auto lookedAt = tClock::now();
-  while (!m_error && m_outgoing.size() >= m_limits.buffered) {
-    auto const rest = std::chrono::ceil<std::chrono::milliseconds>(
-        m_limits.patience - std::max(m_waited, lookedAt - m_lastProgress));
-    if (rest.count() <= 0) {
-      fail(ETIMEDOUT);
-      break;
-    }
-    short const reading = mayRead() ? POLLIN : 0;
-    pollfd wait{m_descriptor.native_handle(), static_cast<short>(POLLOUT | reading), 0};
-    int const ready = ::poll(&wait, 1, static_cast<int>(std::min(rest, longestWait).count()));
-    if (ready < 0 && errno != EINTR) fail(errno);
-    auto const now = tClock::now();
-    m_waited += now - std::exchange(lookedAt, now);
-    if (ready < 0) continue;
-    if (ready == 0 || (wait.revents & reading) != 0) readAhead();
-    if (ready == 0 || (wait.revents & ~POLLIN) != 0) flush();
-  }
-  return !m_error;
 }
 
 void nk_carrier::fail(int code) {

@@ -7,28 +7,36 @@
 #include <memory>
 #include <system_error>
 
+#include "link/clock.h"
 #include "nkProtocol/telegram.h"
 #include "nkSupport/tBlob.h"
 
 /// One end of a byte stream that is open: a connected socket, a serial line. It stands between an
 /// engine, which wants its bytes taken at once, and a system that takes and gives them when it can.
 ///
-/// Bytes to send go into a bounded buffer and from there to the system as it takes them. A peer
-/// that takes nothing for `patience` while bytes wait counts as gone. Bytes that arrive are read
-/// ahead into a second bounded buffer; when it is full the carrier stops reading, so that the
-/// system holds the peer back.
+/// Nothing here waits for the peer. Bytes to send go into a buffer and from there to the system as
+/// it takes them. The buffer grows with what is sent, so backpressure is the caller's part: whoever
+/// sends takes on no new work while the link is congested(). A peer that takes nothing for
+/// `patience` while bytes wait counts as gone. Bytes that arrive are read ahead into a second
+/// buffer; when that is full the carrier stops reading, so that the system holds the peer back.
 ///
 /// Everything runs on the thread that runs the io_context.
 class nk_carrier {
  public:
   /// What it holds, and how long it waits.
   struct tLimits {
-    /// Most bytes that wait to be sent, and that wait to be received.
+    /// Most bytes that are read ahead. The link is congested while more than half as many wait to
+    /// be sent.
     unsigned int buffered = 4u << 20;
     /// Most bytes per read or write of the system; 1 shows what a slow link does.
     unsigned int perCall = 64u << 10;
     /// On a serial line the time that the system's own buffer needs to empty is added.
     std::chrono::milliseconds patience{10000};
+    /// TCP only: after how long a silence the system probes whether the peer is still there. It
+    /// probes three times, a third of this apart, and then ends the link; it does the same when
+    /// sent bytes stay unacknowledged for twice this long. 0 leaves the system's settings as they
+    /// are.
+    std::chrono::seconds keepAlive{30};
   };
 
   /// Takes `descriptor` over, makes it non-blocking and closes it at the end. `io` is borrowed. A
@@ -43,11 +51,9 @@ class nk_carrier {
   /// out and when the link is over; it must not destroy the carrier.
   void start(std::function<void()> onEvent);
 
-  /// Takes up to `length` bytes over for sending and returns how many, at least one. If the buffer
-  /// is full it waits for the peer, reading ahead meanwhile so that two such ends cannot block each
-  /// other, for `patience` in all until half of the buffer is free again: a peer that keeps a whole
-  /// process waiting by taking a byte now and then is gone too. 0 if the link is over, or `length`
-  /// is 0: `error` is then the errno value, never EAGAIN.
+  /// Takes all `length` bytes over for sending and returns `length`. Never waits. 0 if the link is
+  /// over, memory has run out, which ends the link, or `length` is 0: `error` is then the errno
+  /// value, never EAGAIN.
   unsigned int send(unsigned char const* data, unsigned int length, int& error);
   /// Hands out up to `length` of the bytes that have arrived; 0 if none are there. Never waits.
   unsigned int receive(unsigned char* data, unsigned int length);
@@ -69,6 +75,10 @@ class nk_carrier {
   unsigned int outgoing() const { return m_outgoing.size(); }
   /// Bytes that have arrived and were not handed out.
   unsigned int incoming() const { return m_incoming.size(); }
+  /// Bytes of memory that both buffers take.
+  unsigned long long heldBytes() const {
+    return 0ull + m_outgoing.capacity() + m_incoming.capacity();
+  }
   /// True if so many bytes wait to be sent that no new work should be taken on from this peer.
   bool congested() const { return !m_error && outgoing() > m_limits.buffered / 2; }
   /// All bytes that send() ever took, and that receive() ever handed out.
@@ -82,18 +92,16 @@ class nk_carrier {
   bool isSerial() const { return !m_isSocket; }
 
  private:
-  using tClock = std::chrono::steady_clock;
-
   void watchRead();
   void watchWrite();
   bool mayRead() const;
   void readAhead();
-  unsigned int take(unsigned char const* data, unsigned int length);
+  void take(unsigned char const* data, unsigned int length);
   void flush();
   unsigned int writeSome(unsigned char const* data, unsigned int length);
-  bool waitForRoom();
   void fail(int code);
 
+  nk_clock& m_clock;
   tLimits const m_limits;
   bool m_isSocket = false;
   asio::posix::stream_descriptor m_descriptor;
@@ -107,8 +115,7 @@ class nk_carrier {
   std::error_code m_error;
   unsigned long long m_sent = 0;
   unsigned long long m_received = 0;
-  tClock::time_point m_lastProgress{};  // when the peer last took bytes, or had none to take
-  tClock::duration m_waited{};          // in send(), since it was congested
+  nk_clock::tMoment m_lastProgress{};  // when the peer last took bytes, or had none to take
   // Handlers hold a weak pointer to it: they may be on their way when the carrier is destroyed.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

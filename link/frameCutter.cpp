@@ -10,6 +10,8 @@ namespace {
 
 constexpr unsigned int largestPayload = 1u << 30;  // base128 and blobs take no more
 constexpr unsigned int frameOverhead = frameHeaderSize + frameCrcSize;
+// Memory that trim() leaves.
+constexpr unsigned int keptRoom = 64u << 10;
 
 // How many bytes from `data` on can belong to the body of a frame: 0x80 and above.
 unsigned int bodyLength(unsigned char const* data, unsigned int length) {
@@ -56,7 +58,9 @@ bool nk_frameCutter::next(unsigned char const*& data, unsigned int& length) {
     }
     add(data, 1);
     skip(1);
-    if (m_begun && verify()) return true;
+    if (!m_begun || !verify()) continue;
+    ++m_frames;
+    return true;
   }
   return false;
 }
@@ -67,6 +71,12 @@ void nk_frameCutter::add(unsigned char const* data, unsigned int count) {
   ++m_largeFrames;
   giveUp();
   m_skippedBytes += count;
+}
+
+void nk_frameCutter::trim() {
+  if (!m_begun && m_frame.capacity() > keptRoom) m_frame.release();
+  if (m_verified.capacity() > keptRoom) m_verified.release();
+  if (m_part.payload()->capacity() > keptRoom) m_part.payload()->release();
 }
 
 void nk_frameCutter::giveUp() {

@@ -25,6 +25,12 @@ class nk_frameCutter {
   tBlob& frame() { return m_frame; }
   nk_telegramPart const& part() const { return m_part; }
 
+  /// Gives back memory that is kept for the next frame, if it is much; frame() and part() hold no
+  /// longer.
+  void trim();
+
+  /// Whole frames so far that next() found.
+  unsigned long long frames() const { return m_frames; }
   /// Bytes so far that belong to no whole frame.
   unsigned long long skippedBytes() const { return m_skippedBytes; }
   /// Whole frames so far that did not decode or whose CRC did not hold.
@@ -44,6 +50,7 @@ class nk_frameCutter {
   tBlob m_verified;  // a copy, which is used up by decoding
   nk_telegramPart m_part;
   bool m_begun = false;
+  unsigned long long m_frames = 0;
   unsigned long long m_skippedBytes = 0;
   unsigned long long m_badFrames = 0;
   unsigned long long m_largeFrames = 0;

@@ -106,8 +106,13 @@ class nk_linkGuard {
   /// and then, for links that have gone quiet.
   void expire();
 
+  /// Gives back memory that is kept for the next frame, if it is much. To be called now and then.
+  void trim() { m_incoming.trim(); }
+
   /// The counts from construction until now.
   tCounters counters() const;
+  /// Whole frames so far, whatever became of them: a peer that sends some is alive.
+  unsigned long long frames() const { return m_incoming.frames(); }
   /// Bytes of memory that incomplete frames and telegrams take at present, about.
   unsigned int heldBytes() const { return m_incoming.pending() + m_held.heldBytes(); }
 

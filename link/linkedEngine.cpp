@@ -1,6 +1,7 @@
 #include "link/linkedEngine.h"
 
 #include <algorithm>
+#include <asio/post.hpp>
 
 #include "protocol/frame.h"
 
@@ -13,6 +14,8 @@ constexpr unsigned int readSize = 32768;
 constexpr unsigned int keptRoom = 256 << 10;
 // How much an engine without a guard is given before its answers are looked at.
 constexpr unsigned int unguardedReadSize = 2048;
+// Frames, or reads of an engine without a guard, after which other links get their turn.
+constexpr unsigned int stepsPerRound = 64;
 
 }  // namespace
 
@@ -35,20 +38,30 @@ void nk_linkedEngine::start(std::function<void()> onEvent) {
 }
 
 void nk_linkedEngine::pump() {
-  // What one poll receives, the next one answers: a poll without bytes ends the round, or with a
-  // guard one without a frame.
-  for (bool more = true; more;) {
-    auto const before = m_carrier.received();
-    if (m_guard) {
-      more = handOneOver();
-      m_engine.poll(nullptr, this, sendFor, nullptr);
-      if (more) m_engine.poll(nullptr, this, sendFor, nullptr);  // what the frame is answered with
-    } else {
-      auto const receive = m_carrier.congested() ? nullptr : receiveFor;
-      m_engine.poll(nullptr, &m_carrier, nk_carrier::sendFor, receive);
-      more = m_carrier.received() != before;
-    }
+  while (pumpSome()) {
   }
+}
+
+// True if there may be more to do.
+bool nk_linkedEngine::pumpSome() {
+  for (unsigned int step = 0; step < stepsPerRound; ++step)
+    if (!pumpOnce()) return false;
+  return true;
+}
+
+// What one poll receives, the next one answers: a poll without bytes is the last, or with a guard
+// one without a frame. False after that.
+bool nk_linkedEngine::pumpOnce() {
+  if (m_guard) {
+    bool const more = handOneOver();
+    m_engine.poll(nullptr, this, sendFor, nullptr);
+    if (more) m_engine.poll(nullptr, this, sendFor, nullptr);  // what the frame is answered with
+    return more;
+  }
+  auto const before = m_carrier.received();
+  auto const receive = m_carrier.congested() ? nullptr : receiveFor;
+  m_engine.poll(nullptr, &m_carrier, nk_carrier::sendFor, receive);
+  return m_carrier.received() != before;
 }
 
 // Gives the engine its next frame, unless it has to send first. False if nothing is left to do.
@@ -83,13 +96,24 @@ unsigned int nk_linkedEngine::sendFor(nk_server*, void* ctx, unsigned char* data
   return taken;
 }
 
+unsigned long long nk_linkedEngine::heldBytes() const {
+  return m_carrier.heldBytes() + m_frames.capacity() + (m_guard ? m_guard->heldBytes() : 0);
+}
+
 bool nk_linkedEngine::finished() const {
   if (unhandled() != 0) return false;
   return m_carrier.error() || (m_carrier.ended() && m_carrier.outgoing() == 0);
 }
 
 void nk_linkedEngine::round() {
-  pump();
+  bool const more = pumpSome();
+  if (more && !std::exchange(m_roundPosted, true)) {
+    asio::post(m_timer.get_executor(), [this, alive = std::weak_ptr(m_alive)] {
+      if (alive.expired()) return;
+      m_roundPosted = false;
+      round();
+    });
+  }
   m_onEvent();
 }
 
@@ -98,7 +122,10 @@ void nk_linkedEngine::tick() {
   m_timer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code problem) {
     if (alive.expired() || problem) return;
     m_carrier.checkProgress();
-    if (m_guard) m_guard->expire();
+    if (m_guard) {
+      m_guard->expire();
+      m_guard->trim();
+    }
     tick();
     round();
   });

@@ -14,11 +14,14 @@
 /// An engine, the carrier of its one link and, if wanted, a guard between the two: polls the engine
 /// whenever bytes arrive or go out, and ten times a second besides, so that time-outs fire.
 ///
-/// A peer that sends requests and does not take the answers is left unread until it does: while
-/// more than half of the carrier's room for outgoing bytes is taken, the engine gets no further
-/// request, and with a guard it gets them one by one. So with a guard sending never waits as long
-/// as no answer takes more than the other half. Everything runs on the thread that runs the
-/// io_context.
+/// Sending never waits, and backpressure is per link: a peer that sends requests and does not take
+/// the answers is left unread until it does, and no other link notices. While the carrier is
+/// congested the engine gets no further request. With a guard it gets them frame by frame, so what
+/// waits to be sent is at most the carrier's limit of congestion and one answer; without one it
+/// gets up to 2048 bytes of requests at once. A round that handles many frames ends after some of
+/// them and goes on once the other links of the io_context had their turn.
+///
+/// Everything runs on the thread that runs the io_context.
 class nk_linkedEngine {
  public:
   /// What the engine is built with; see nk_protocol.
@@ -59,11 +62,16 @@ class nk_linkedEngine {
   nk_linkGuard* guard() { return m_guard ? &*m_guard : nullptr; }
   /// Bytes that have arrived and did not get to the engine yet.
   unsigned int unhandled() const { return m_carrier.incoming() + m_frames.size(); }
+  /// Bytes of memory that the link's traffic takes at present, about: buffers, frames on their way
+  /// and, with a guard, incomplete frames and telegrams.
+  unsigned long long heldBytes() const;
   /// True once the link is over and all that arrived has been handled and answered.
   bool finished() const;
 
  private:
   void round();
+  bool pumpSome();
+  bool pumpOnce();
   void tick();
   bool handOneOver();
   static unsigned int receiveFor(nk_server* server, void* ctx, unsigned char* data,
@@ -77,6 +85,7 @@ class nk_linkedEngine {
   tBlob m_frames;  // from the guard, for the engine
   asio::steady_timer m_timer;
   std::function<void()> m_onEvent;
-  // The timer's handler holds a weak pointer to it, as it may be on its way at destruction.
+  bool m_roundPosted = false;
+  // Handlers hold a weak pointer to it, as they may be on their way at destruction.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

@@ -51,6 +51,7 @@ nk_listener::~nk_listener() { removeFile(); }
 std::error_code nk_listener::open(nk_linkUrl const& url) {
   close();
   m_url = url;
+  m_openToOthers = false;
   return nk_systemError(url.kind == nk_linkUrl::KIND_TCP ? openTcp() : openUnix());
 }
 
@@ -75,8 +76,11 @@ std::error_code nk_listener::openTcp() {
   for (auto const& entry : found) {
     if (!(error = listenAt(acceptor, entry.endpoint()))) break;
   }
-  if (!error) m_url.port = acceptor.local_endpoint(error).port();
-  return error ? error : takeOver(acceptor);
+  auto const own = error ? tTcp::endpoint() : acceptor.local_endpoint(error);
+  if (error) return error;
+  m_url.port = own.port();
+  m_openToOthers = !own.address().is_loopback();
+  return takeOver(acceptor);
 }
 
 std::error_code nk_listener::openUnix() {

@@ -25,6 +25,8 @@ class nk_listener {
   std::error_code open(nk_linkUrl const& url);
   /// The address in use, with the port that the system chose if the one asked for was 0.
   nk_linkUrl const& url() const { return m_url; }
+  /// True if it listens for TCP on another address than those of loopback.
+  bool isOpenToOthers() const { return m_openToOthers; }
   /// Calls `accepted` from the io_context for each connection; the descriptor is the receiver's to
   /// close; it must not destroy the listener. If the system runs out of descriptors, connections
   /// wait until it has some again.
@@ -47,6 +49,7 @@ class nk_listener {
   asio::steady_timer m_pauseTimer;
   std::function<void(int)> m_accepted;
   bool m_ownsFile = false;
+  bool m_openToOthers = false;
   // Handlers hold a weak pointer to it: they may be on their way when the listener is destroyed.
   std::shared_ptr<char> m_alive = std::make_shared<char>();
 };

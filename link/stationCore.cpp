@@ -12,7 +12,8 @@ namespace {
 
 // Requests are handed to the engine while fewer bytes than this wait to be sent.
 constexpr unsigned int sendAhead = 1u << 20;
-// Room for any request on top of that, so that sending never waits.
+// So that the link never counts as congested: answers must be read while a large request goes out,
+// as a panel that cannot send stops reading.
 constexpr unsigned int carrierRoom = 1u << 30;
 // The engine's timeouts follow the wall clock. They must never fire first, not even when the clock
 // of a new device is set from 1970 to the present.

@@ -100,8 +100,12 @@ class tCable {
     nk_carrier::tLimits const limits;
     m_a = std::make_unique<nk_carrier>(io, m_left.master.release(), limits);
     m_b = std::make_unique<nk_carrier>(io, m_right.master.release(), limits);
-    m_a->start([this] { move(*m_a, *m_b); });
-    m_b->start([this] { move(*m_b, *m_a); });
+    for (auto* const end : {m_a.get(), m_b.get()}) {
+      end->start([this] {
+        move(*m_a, *m_b);
+        move(*m_b, *m_a);
+      });
+    }
   }
 
  private:
@@ -112,9 +116,10 @@ class tCable {
   static void move(nk_carrier& from, nk_carrier& to) {
     unsigned char buffer[4096];
     int error = 0;
-    while (auto const count = from.receive(buffer, sizeof buffer)) {
-      for (unsigned int done = 0, taken = 1; done < count && taken != 0; done += taken)
-        taken = to.send(buffer + done, count - done, error);
+    while (!to.congested()) {
+      auto const count = from.receive(buffer, sizeof buffer);
+      if (count == 0) break;
+      to.send(buffer, count, error);
     }
   }
 

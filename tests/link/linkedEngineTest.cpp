@@ -2,9 +2,12 @@
 
 #include <gtest/gtest.h>
 
+#include <asio/post.hpp>
+
 #include "harness/clock.h"
 #include "harness/hex.h"
 #include "harness/link.h"
+#include "harness/manualClock.h"
 #include "harness/system.h"
 
 namespace {
@@ -19,10 +22,10 @@ void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userDa
   kept = timedOut ? "timed out" : harness::text(*content);
 }
 
-// The frames of one request from address 1 to address 2.
-std::string framesOf(std::string const& content) {
+// The frames of requests from address 1 to address 2.
+std::string framesOf(std::string const& content, unsigned int count = 1) {
   harness::tPair pair;
-  pair.a.request(content, 2);
+  for (unsigned int i = 0; i < count; ++i) pair.a.request(content, 2);
   pair.a.poll();
   return harness::text(pair.toB.bytes);
 }
@@ -61,7 +64,7 @@ class linkedEngine : public testing::Test {
 TEST_F(linkedEngine, answersEverythingBeforeItIsFinished) {
   auto& device = echoing({});
   auto const content = harness::randomBytes(200, 2);
-  std::string const frames = framesOf(content) + framesOf(content) + framesOf(content);
+  std::string const frames = framesOf(content, 3);
   ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
   ::shutdown(peer.get(), SHUT_WR);
   EXPECT_TRUE(runUntil(io, [&] { return device.finished(); }));
@@ -87,54 +90,80 @@ TEST_F(linkedEngine, timeOutsFireOnAQuietLink) {
   EXPECT_EQ(answer, "timed out");
 }
 
-TEST_F(linkedEngine, aFloodThatTakesNoAnswersIsHeldBackAndThenCutOff) {
-  nk_carrier::tLimits limits{65536, 4096, std::chrono::milliseconds(150)};
-  auto& device = echoing(limits);
-  auto const frames = framesOf(harness::randomBytes(1000, 3));
-  unsigned int position = 0, most = 0;
-  EXPECT_TRUE(runUntil(io, [&] {
-    ssize_t count = 1;
-    for (; count > 0; position = (position + unsigned(count)) % unsigned(frames.size()))
-      if ((count = ::send(peer.get(), frames.data() + position, frames.size() - position,
-                          MSG_NOSIGNAL)) <= 0)
-        break;
-    most = std::max({most, device.carrier().outgoing(), device.carrier().incoming()});
-    return device.finished();
-  }));
-  EXPECT_LE(most, limits.buffered);
-  EXPECT_GT(most, limits.buffered / 2);
-  EXPECT_EQ(device.carrier().error(), std::errc::timed_out);
-}
-
-// A few bytes may ask for a lot: answers must not be made faster than they go.
-TEST_F(linkedEngine, largeAnswersDoNotPileUpBehindAGuard) {
+// A few bytes may ask for a lot: answers must not be made faster than they go, and nobody else may
+// notice.
+TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
+  constexpr unsigned int large = 1u << 20;
+  asio::io_context io{1};
+  nk_carrier::tLimits limits;
+  auto& clock = harness::tManualClock::install(io);
+  limits.buffered = 65536;
   nk_linkedEngine::tSetup setup;
   setup.address = 2;
-  setup.guard = nk_linkGuard::tOptions::all(2);
-  unsigned int requests = 0;
-  setup.context = &requests;
-  setup.receive = [](unsigned int, tBlob* content, void* context) {
-    ++*static_cast<unsigned int*>(context);
-    *content = harness::noise(20000);
+  setup.receive = [](unsigned int, tBlob* content, void*) {
+    if (harness::text(*content) == "large") *content = harness::noise(large);
   };
-  nk_carrier::tLimits const limits{65536, 65536, harness::patience};
-  auto& device = echoing(limits, setup);
-  harness::tPair asker;
-  for (int i = 0; i < 1000; ++i) asker.a.request("?", 2);
-  asker.a.poll();
-  auto const& frames = asker.toB.bytes;
+  for (bool const guarded : {true, false}) {
+    if (guarded) setup.guard = nk_linkGuard::tOptions::all(2);
+    auto [deafEnd, deafPeer] = harness::socketPair();
+    auto [otherEnd, otherPeer] = harness::socketPair();
+    nk_linkedEngine deaf(io, deafEnd.release(), limits, setup);
+    nk_linkedEngine other(io, otherEnd.release(), limits, setup);
+    for (auto* const one : {&deaf, &other}) one->start([] {});
+    auto const ask = [](harness::tDescriptor const& peer, std::string const& content,
+                        unsigned int count) {
+      auto const frames = framesOf(content, count);
+      EXPECT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
+    };
+    ask(deafPeer, "large", 10);
+    EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.carrier().congested(); }));
+    ask(otherPeer, "small", 1);
+    char answer;
+    EXPECT_TRUE(
+        runUntil(io, [&, &peer = otherPeer] { return ::recv(peer.get(), &answer, 1, 0) == 1; }));
+    auto const most = limits.buffered / 2 + (guarded ? 1 : 10) * (large * 5 / 4);
+    EXPECT_LT(deaf.carrier().outgoing(), most);
+    EXPECT_LT(deaf.carrier().incoming(), limits.buffered);
+    clock.advance(limits.patience + std::chrono::milliseconds(1));
+    EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.finished(); }));
+    EXPECT_EQ(deaf.carrier().error(), std::errc::timed_out);
+    EXPECT_FALSE(other.finished());
+    setup.guard.reset();
+  }
+}
+
+TEST_F(linkedEngine, aRoundEndsSoThatOthersHaveTheirTurn) {
+  auto setup = echoSetup();
+  setup.guard = nk_linkGuard::tOptions::all(2);
+  auto& device = echoing({}, setup);
+  auto const frames = framesOf("?", 1000);
   ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
-  EXPECT_TRUE(runUntil(io, [&] { return device.carrier().congested(); }));
-  device.pump();
-  int room = 0;
-  socklen_t size = sizeof room;
-  ::getsockopt(peer.get(), SOL_SOCKET, SO_RCVBUF, &room, &size);
-  EXPECT_LE(requests, (unsigned(room) * 2 + limits.buffered / 2) / 20000 + 3);
-  EXPECT_GT(device.unhandled(), 0u);
-  EXPECT_TRUE(runUntil(io, [&] {
-    readPeer();
-    return requests == 1000 && device.carrier().outgoing() == 0;
-  }));
+  unsigned int turns = 0;
+  std::function<void()> const other = [&] {
+    ++turns;
+    if (device.guard()->counters().delivered < 1000 || device.unhandled() != 0)
+      asio::post(io, other);
+  };
+  EXPECT_TRUE(runUntil(io, [&] { return device.unhandled() != 0; })) << "all in one round";
+  other();
+  EXPECT_TRUE(runUntil(io, [&] { return device.unhandled() == 0; }));
+  EXPECT_GT(turns, 5u);
+}
+
+TEST_F(linkedEngine, aQuietLinkHoldsNoIncompleteTelegramForEver) {
+  auto setup = echoSetup();
+  setup.guard = nk_linkGuard::tOptions::all(2);
+  nk_clock::tMoment now{};
+  setup.guard->now = [&now] { return now; };
+  auto& device = echoing({}, setup);
+  tBlob payload = harness::noise(100000), frame;
+  nk_telegramPart part(1, 1, 2, 1, 0, false, &payload, nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
+                       nk_basicTelegram::COMPRESSION_NONE);
+  part.serialize(&frame);
+  ASSERT_EQ(::send(peer.get(), frame.data(), frame.size(), 0), ssize_t(frame.size()));
+  EXPECT_TRUE(runUntil(io, [&] { return device.guard()->heldBytes() > payload.size(); }));
+  now += setup.guard->expiry;
+  EXPECT_TRUE(runUntil(io, [&] { return device.guard()->heldBytes() == 0; }));
 }
 
 }  // namespace

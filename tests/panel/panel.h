@@ -19,7 +19,7 @@ struct tTestPanel {
   /// The answer to a request, header and body.
   std::string ask(std::string const& content) {
     tBlob blob = bytes(content);
-    panel.receive(1, blob);
+    panel.receive({1, "a test"}, blob);
     return text(blob);
   }
   std::string ask(nk_message& message) { return ask(contentOf(message)); }

@@ -39,7 +39,7 @@ TEST_F(programs, areCompletedByBash) {
       {"nkctl schedules preview --",
        "--help --link --to --from --timeout --connect-timeout "
        "--verbose --version --config --at"},
-      {"nkdevice --st", "--state"},
+      {"nkdevice --st", "--state --stations"},
       {"nkexplain --l", "--link --listen"},
   };
   for (auto const& row : rows) {

@@ -239,33 +239,68 @@ TEST_F(programs, panelEndsOnSignalsAndLeavesNoSocketFile) {
   EXPECT_EQ(device->finish(), 1) << "what it should keep is lost";
 }
 
-TEST_F(programs, hostileAndIdleLinksDoNotKeepThePanelFromOthers) {
-  auto const url = "unix://" + (dir / "socket");
-  startDevice(url);
-  std::vector<std::unique_ptr<nk_carrier>> links;
+TEST_F(programs, silentConnectionsGiveWayAndEnd) {
+  startDevice("tcp://127.0.0.1:0", "--connections-per-address 64 --first-frame 1000");
+  std::vector<harness::tDescriptor> silent;
   nk_dialer dialer(io, harness::urlOf(station), {},
-                   {[&](int one) {
-                      links.push_back(std::make_unique<nk_carrier>(io, one, nk_carrier::tLimits{}));
-                      links.back()->start([] {});
-                    },
-                    {},
-                    {}});
-  for (unsigned int seed = 0; seed < 4; ++seed) {
-    dialer.dial();
-    ASSERT_TRUE(runUntil(io, [&] { return links.size() == seed + 1; }));
-    auto const junk = harness::randomBytes(seed * 100000, seed);
-    int code = 0;
-    if (seed != 0)
-      links[seed]->send(reinterpret_cast<unsigned char const*>(junk.data()), seed * 100000, code);
-    EXPECT_TRUE(runUntil(io, [&] { return links[seed]->outgoing() == 0; }));
-    expect("generic still here", 0);
-  }
+                   {[&](int one) { silent.emplace_back(one); }, {}, {}});
+  auto const occupy = [&](unsigned int count) {
+    silent.clear();
+    while (silent.size() < count) {
+      dialer.dial();
+      ASSERT_TRUE(runUntil(io, [&, before = silent.size()] { return silent.size() > before; }));
+    }
+  };
+  occupy(64);
+  for (int i = 0; i < 3; ++i) expect("generic still here", 0);
+  device->waitFor(": gave way to another connection");
   device.reset();
-  startDevice(url, "--connections 1");
-  dialer.dial();
-  ASSERT_TRUE(runUntil(io, [&] { return links.size() == 5; }));
-  expect("generic not here", 5);
-  device->waitFor("no more than 1 connections at once");
+
+  startDevice("unix://" + (dir / "socket"), "--connections 1 --first-frame 0.1");
+  dialer.cancel();
+  nk_dialer other(io, harness::urlOf(station), {},
+                  {[&](int one) { silent.emplace_back(one); }, {}, {}});
+  other.dial();
+  device->waitFor("disconnected: uid " + std::to_string(::getuid()) + ", pid " +
+                  std::to_string(::getpid()) + ": no whole frame");
+}
+
+// What is refused stays as it was, and who asked is found on standard error, listed stations in the
+// events too.
+TEST_F(programs, panelObeysOnlyWhoMayOrderIt) {
+  auto const empty = write(dir / "empty.json", R"({"schedules":[]})");
+  start("--stations 7,0x10 --no-shutdown");
+  expect("set-name other", 6);
+  expect("--from 16 set-name hall", 0, "hall");
+  expect("schedules set " + empty, 0, "");
+  for (auto const* from : {"1", "7"}) expect(std::string("shutdown --from ") + from, 0);
+  expect("events", 0, "new name set by station 16");
+  for (auto const* refused : {"new name refused", "schedules refused", "shutdown refused"})
+    EXPECT_EQ(harness::countOf(refused, output), 1u) << refused << output;
+  EXPECT_EQ(harness::countOf("by station", output), 1u) << output;
+  device->waitFor("new name from station 1 (127.0.0.1:");
+  device->waitFor("shutdown from station 7 (127.0.0.1:");
+
+  // By whom it cannot be told is obeyed nowhere.
+  restart(SIGTERM);
+  for (unsigned int const source :
+       {nk_basicTelegram::addressNone, nk_basicTelegram::addressBroadcast}) {
+    harness::tPipe in, out;
+    harness::tEndpoint nobody(source, &in, &out);
+    nk_messageShutdown shutdown(nk_message::VERSION_0);
+    nobody.tell(contentOf(shutdown), nk_basicTelegram::addressBroadcast);
+    nobody.poll();
+    harness::tDescriptor link;
+    nk_dialer dialer(io, harness::urlOf(station), {},
+                     {[&](int one) { link = harness::tDescriptor(one); }, {}, {}});
+    dialer.dial();
+    ASSERT_TRUE(runUntil(io, [&] { return link.get() >= 0; }));
+    ASSERT_EQ(::send(link.get(), out.bytes.data(), out.bytes.size(), 0), ssize_t(out.bytes.size()));
+    device->waitFor("shutdown refused");
+    device->errors.clear();
+  }
+  expect("shutdown", 0);
+  EXPECT_EQ(device->finish(), 0);
 }
 
 TEST_F(programs, panelComesBackToALineThatVanished) {

@@ -143,8 +143,8 @@ bool tProxy::writeNext(tConnection& connection, teWay way) {
   int error = 0;
   auto* const bytes = reinterpret_cast<unsigned char*>(piece.bytes.data());
   auto const size = static_cast<unsigned int>(piece.bytes.size());
-  piece.bytes.erase(0, to.send(bytes, size, error));
-  if (piece.bytes.empty()) flow.pieces.pop_front();
+  to.send(bytes, size, error);
+  flow.pieces.pop_front();
   return true;
 }
 

@@ -6,7 +6,8 @@ void answerTime(tPanel&, nk_tools::tContent& request, nk_serializer& answer) {
 }
 
 void answerShutdown(tPanel& panel, nk_tools::tContent&, nk_serializer&) {
-  panel.events().record(EVENT_SHUT_DOWN, "shut down on order");
+  if (!panel.mayShutDown()) return;
+  panel.events().record(EVENT_SHUT_DOWN, "shut down on order" + panel.byWhom());
   panel.shutDown();
 }
 

@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <asio/post.hpp>
 #include <asio/signal_set.hpp>
 #include <csignal>
@@ -17,8 +18,26 @@ using std::chrono::milliseconds;
 // How long answers on their way may hold up the end of the program.
 constexpr milliseconds stopTime{1000};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
+constexpr unsigned int linesPerMinute = 60;
 
 void sayLog(void*, char const* text) { nk_tools::say(text); }
+
+void received(unsigned int station, tBlob* content, void* context) {
+  auto const& link = *static_cast<nk_openLinks::tLink*>(context);
+  static_cast<tPanel*>(link.context)->receive({station, link.peer.name}, *content);
+}
+
+nk_linkedEngine::tSetup setupFor(tDevice::tOptions const& options, tPanel& panel) {
+  nk_linkedEngine::tSetup setup;
+  setup.address = options.address;
+  setup.receive = received;
+  setup.context = &panel;
+  setup.guard = nk_linkGuard::tOptions::all(options.address);
+  unsigned long long const own = setup.guard->maxHeld;
+  setup.guard->maxHeld = static_cast<unsigned int>(std::min(own, options.limits.held));
+  if (options.panel.verbose) setup.logOutput = sayLog;
+  return setup;
+}
 
 }  // namespace
 
@@ -30,12 +49,23 @@ tDevice::tDevice(tOptions const& options)
                {[this](int descriptor) {
                   m_saidReason.clear();
                   sayReady(m_options.link);
-                  serve(descriptor);
+                  m_links.add(descriptor, {m_options.link.text(), ""});
                 },
                 [this](std::error_code reason) { sayUnavailable(reason); },
                 {}}),
+      m_links(m_io, options.limits, setupFor(options, m_panel), reports()),
       m_stopTimer(m_io),
       m_keepTimer(m_io) {}
+
+nk_openLinks::tReports tDevice::reports() {
+  return {[this](nk_openLinks::tLink const& link) {
+            if (!isSerial()) m_usualLines.say("connected: " + link.peer.name);
+          },
+          [this](nk_openLinks::tLink& link, std::string const& why) { linkClosed(link, why); },
+          [this](nk_peer const& peer, std::string const& why) {
+            m_unusualLines.say("refused: " + peer.name + ": " + why);
+          }};
+}
 
 nk_tools::teExit tDevice::run() {
   if (auto const status = m_panel.load()) return status;
@@ -45,18 +75,35 @@ nk_tools::teExit tDevice::run() {
   signals.async_wait([this](std::error_code problem, int) {
     if (!problem) stop();
   });
-  if (m_options.link.kind == nk_linkUrl::KIND_SERIAL) {
+  if (isSerial()) {
     m_dialer.dial();
-  } else {
-    if (auto const error = m_listener.open(m_options.link)) {
-      nk_tools::say("cannot listen on " + m_options.link.text() + ": " + error.message());
-      return nk_tools::STATUS_LINK;
-    }
-    m_listener.start([this](int descriptor) { serve(descriptor); });
-    sayReady(m_listener.url());
+  } else if (!listen()) {
+    return nk_tools::STATUS_LINK;
   }
   m_io.run();
   return m_panel.keep() ? nk_tools::STATUS_OK : nk_tools::STATUS_OTHER;
+}
+
+bool tDevice::listen() {
+  if (auto const error = m_listener.open(m_options.link)) {
+    nk_tools::say("cannot listen on " + m_options.link.text() + ": " + error.message());
+    return false;
+  }
+  m_listener.start([this](int descriptor) { accept(descriptor); });
+  sayReady(m_listener.url());
+  if (m_listener.isOpenToOthers())
+    nk_tools::say(
+        "warning: other machines reach this port, and there is neither authentication nor "
+        "encryption: whoever connects commands the panel. Listen on 127.0.0.1 behind a tunnel; "
+        "see SECURITY.md");
+  return true;
+}
+
+void tDevice::accept(int descriptor) {
+  auto const peer = nk_peer::of(descriptor);
+  if (m_options.peers.contains(peer)) return m_links.add(descriptor, peer);
+  ::close(descriptor);
+  m_unusualLines.say("refused: " + peer.name + ": not one of --peers");
 }
 
 void tDevice::keepNowAndThen() {
@@ -75,46 +122,38 @@ void tDevice::stop() {
   m_dialer.cancel();
   m_stopTimer.expires_after(stopTime);
   m_stopTimer.async_wait([this](std::error_code) { m_io.stop(); });
-  sweep();
+  m_links.finish();
+  stopIfIdle();
 }
 
-void tDevice::serve(int descriptor) {
-  sweep();  // who has gone makes room
-  if (m_links.size() >= m_options.mostLinks) {
-    if (!std::exchange(m_saidFull, true))
-      nk_tools::say("no more than " + std::to_string(m_options.mostLinks) +
-                    " connections at once: refusing others");
-    ::close(descriptor);
-    return;
-  }
-  m_saidFull = false;
-  nk_linkedEngine::tSetup setup;
-  setup.address = m_options.address;
-  setup.receive = tPanel::receiveFor;
-  setup.context = &m_panel;
-  setup.guard = nk_linkGuard::tOptions::all(m_options.address);
-  if (m_options.panel.verbose) setup.logOutput = sayLog;
-  auto& link = m_links.emplace_back(m_io, descriptor, nk_carrier::tLimits{}, setup);
-  link.start([this, &link] {
-    if (m_stopping || link.finished()) asio::post(m_io, [this] { sweep(); });
-  });
-}
-
-// Lets go of the links that are over; when stopping, of those that have nothing left to send.
-void tDevice::sweep() {
-  auto const ended = m_links.remove_if([this](nk_linkedEngine& link) {
-    bool const over = link.finished() || (m_stopping && link.carrier().outgoing() == 0);
-    if (over && m_options.panel.verbose) nk_tools::sayDropped(link.guard()->counters());
-    return over;
-  });
+void tDevice::stopIfIdle() {
   if (m_stopping && m_links.empty()) m_io.stop();
-  if (ended == 0 || m_stopping || m_options.link.kind != nk_linkUrl::KIND_SERIAL) return;
+}
+
+void tDevice::linkClosed(nk_openLinks::tLink& link, std::string const& why) {
+  if (m_options.panel.verbose) nk_tools::sayDropped(link.engine->guard()->counters());
+  if (m_stopping) return asio::post(m_io, [this] { stopIfIdle(); });
+  if (!isSerial()) {
+    auto& lines = link.engine->finished() ? m_usualLines : m_unusualLines;
+    return lines.say("disconnected: " + link.peer.name + ": " + why);
+  }
   nk_tools::say("lost " + m_options.link.text());
   m_dialer.redial();
 }
 
 void tDevice::sayReady(nk_linkUrl const& url) const {
   nk_tools::say("listening on " + url.text() + ", address " + std::to_string(m_options.address));
+}
+
+void tDevice::tLineLimit::say(std::string const& line) {
+  auto const now = std::chrono::steady_clock::now();
+  if (now - m_begun > std::chrono::minutes(1)) {
+    m_begun = now;
+    if (m_lines > linesPerMinute)
+      nk_tools::say(std::to_string(m_lines - linesPerMinute) + " lines about connections left out");
+    m_lines = 0;
+  }
+  if (++m_lines <= linesPerMinute) nk_tools::say(line);
 }
 
 void tDevice::sayUnavailable(std::error_code reason) {

@@ -2,22 +2,24 @@
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
-#include <list>
-#include <memory>
+#include <string>
 
 #include "link/dialer.h"
-#include "link/linkedEngine.h"
 #include "link/listener.h"
+#include "link/openLinks.h"
 #include "tools/common/program.h"
 #include "tools/nkdevice/panel.h"
 
-/// The panel's links to its stations: one engine for each connection, all on one thread.
+/// The panel and its links to stations, all on one thread. Tells on standard error who connects and
+/// who leaves; of that, and of who is refused or has to go, 60 lines a minute each, so that a flood
+/// of connections is no flood of lines.
 class tDevice {
  public:
   struct tOptions {
     nk_linkUrl link;
     unsigned int address = 0;
-    unsigned int mostLinks = 64;  ///< connections at once
+    nk_openLinks::tLimits limits;
+    nk_peerList peers;  ///< who may connect
     tPanel::tOptions panel;
   };
 
@@ -31,8 +33,22 @@ class tDevice {
   void stop();
 
  private:
-  void serve(int descriptor);
-  void sweep();
+  /// Says so many lines a minute, and how many it left out.
+  class tLineLimit {
+   public:
+    void say(std::string const& line);
+
+   private:
+    std::chrono::steady_clock::time_point m_begun{};  // of the minute in which lines are counted
+    unsigned int m_lines = 0;
+  };
+
+  nk_openLinks::tReports reports();
+  bool isSerial() const { return m_options.link.kind == nk_linkUrl::KIND_SERIAL; }
+  bool listen();
+  void accept(int descriptor);
+  void linkClosed(nk_openLinks::tLink& link, std::string const& why);
+  void stopIfIdle();
   void keepNowAndThen();
   void sayReady(nk_linkUrl const& url) const;
   void sayUnavailable(std::error_code reason);
@@ -42,10 +58,10 @@ class tDevice {
   tPanel m_panel;
   nk_listener m_listener;
   nk_dialer m_dialer;
-  std::list<nk_linkedEngine> m_links;
+  nk_openLinks m_links;
   asio::steady_timer m_stopTimer;
   asio::steady_timer m_keepTimer;
   std::error_code m_saidReason;
-  bool m_saidFull = false;
+  tLineLimit m_usualLines, m_unusualLines;
   bool m_stopping = false;
 };

@@ -1,6 +1,9 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <csignal>
+#include <functional>
 #include <string>
+#include <vector>
 
 #include "nkSupport/tCompression.h"
 #include "tools/common/options.h"
@@ -16,7 +19,8 @@ constexpr char footer[] =
     "and\n"
     "statistics. Ends on SHUTDOWN, SIGINT and SIGTERM.\n"
     "Serves several stations at once. A serial line that is missing or vanishes is tried\n"
-    "again until it is there.\n\n";
+    "again until it is there.\n"
+    "Knows neither authentication nor encryption: whoever reaches the link commands the panel.\n\n";
 
 constexpr char examples[] =
     "\n\nExamples:\n"
@@ -85,6 +89,65 @@ void addLimits(CLI::App& app, tPanel::tOptions& options) {
       ->check(CLI::Range(0ULL, 1ULL << 40));
 }
 
+// What one peer, or all together, can take of the program.
+void addLinkLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
+  limits.carrier.buffered = 128u << 10;  // also the most that one link is served at a time
+  limits.perOrigin = 0;
+  app.add_option("--connections", limits.links, "How many connections at once [64]")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1U, 100000U));
+  app.add_option("--connections-per-address", limits.perOrigin,
+                 "How many of them from one IP address, or one user of a Unix socket [half]")
+      ->type_name("NUMBER")
+      ->check(CLI::Range(1U, 100000U));
+  nk_tools::addSecondsOption(app, "--first-frame", limits.firstFrame, 0,
+                             "Time in which a connection must bring a whole frame; 0: any [10]");
+  app.add_option_function<unsigned int>(
+         "--keep-alive",
+         [&](unsigned int seconds) { limits.carrier.keepAlive = std::chrono::seconds(seconds); },
+         "Silence after which TCP probes the peer; twice that ends it; 0: the system's [30]")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0U, 32767U));
+  app.add_option_function<unsigned long long>(
+         "--held", [&](unsigned long long mebibytes) { limits.held = mebibytes << 20; },
+         "Most memory for what is on its way on all connections together [128]")
+      ->type_name("MIB")
+      ->check(CLI::Range(4ULL, 1ULL << 40));
+}
+
+// An option with several values; `wrong` tells what one is that `add` does not take.
+void addList(CLI::App& app, std::string const& name, std::string const& type,
+             std::string const& help, std::string const& wrong,
+             std::function<bool(std::string const&)> const& add) {
+  auto const store = [=](std::vector<std::string> const& values) {
+    for (auto const& each : values)
+      if (!add(each)) throw CLI::ValidationError(name, "\"" + each + "\" is " + wrong);
+  };
+  app.add_option_function<std::vector<std::string>>(name, store, help)
+      ->type_name(type)
+      ->delimiter(',');
+}
+
+void addPeers(CLI::App& app, nk_peerList& peers) {
+  addList(app, "--peers", "PEER,...",
+          "Who may connect: IP addresses, networks as 10.0.0.0/8, users of a Unix socket [all]",
+          "no IP address, network or number of a user",
+          [&peers](std::string const& text) { return peers.add(text); });
+}
+
+void addPermissions(CLI::App& app, tPermissions& permissions) {
+  app.add_flag_callback(
+      "--no-shutdown", [&] { permissions.shutDown = false; }, "Refuse to be shut down by stations");
+  addList(app, "--stations", "ADDRESS,...",
+          "Addresses of the stations that may change the panel or shut it down [all]", "no address",
+          [&permissions](std::string const& text) {
+            unsigned int address = 0;
+            if (!nk_tools::parseAddress(text, address)) return false;
+            permissions.stations.insert(address);
+            return true;
+          });
+}
+
 }  // namespace
 
 // NOLINTNEXTLINE(bugprone-exception-escape): only a fault in the declarations throws
@@ -102,15 +165,17 @@ int main(int argc, char** argv) {
       ->type_name("FILE");
   addIdentity(app, options.panel.identity);
   addSensors(app, options.panel.statistics);
-  app.add_option("--connections", options.mostLinks, "How many stations at once [64]")
-      ->type_name("NUMBER")
-      ->check(CLI::Range(1U, 100000U));
+  addLinkLimits(app, options.limits);
+  addPeers(app, options.peers);
+  addPermissions(app, options.panel.permissions);
   addLimits(app, options.panel);
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
   app.set_version_flag("--version", NK_VERSION);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
   return nk_tools::parseAndRun(app, argc, argv, [&] {
     tCompression::setMaxDecodedSize(options.panel.limits.largestContent());
+    auto& limits = options.limits;
+    if (limits.perOrigin == 0) limits.perOrigin = std::max(limits.links / 2, 1U);
     return tDevice(options).run();
   });
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "nkProtocol/basicTelegram.h"
 #include "tools/nkdevice/displays.h"
 
 namespace {
@@ -72,26 +73,28 @@ nk_tools::teExit tPanel::load() {
 }
 
 bool tPanel::keep() {
-  m_store.settle();
-  m_settings.settle();
-  m_images.settle();
   bool const kept = m_statistics.keep();
-  return m_events.keep() && kept;
+  return storeChanges() && kept;
 }
 
 void tPanel::keepChanges() {
   constexpr unsigned int callsPerMinute = 60 / keepInterval.count();
   if (++m_keepCalls % callsPerMinute == 0) {
     keep();
-    return;
+  } else {
+    storeChanges();
   }
+}
+
+bool tPanel::storeChanges() {
   m_store.settle();
   m_settings.settle();
   m_images.settle();
-  m_events.keep();
+  return m_events.keep();
 }
 
-void tPanel::receive(unsigned int source, tBlob& content) {
+void tPanel::receive(tAsker const& asker, tBlob& content) {
+  m_asker = asker;
   auto const size = content.size();
   nk_tools::tContent request(std::move(content));
   content = tBlob();
@@ -102,9 +105,11 @@ void tPanel::receive(unsigned int source, tBlob& content) {
     nk_tools::say(std::string(known ? "request " : "no answer to request ") +
                   nk_message::typeName(request.type).c_str() + " (type " +
                   std::to_string(request.type) + ", " + std::to_string(size) + " bytes) from " +
-                  std::to_string(source));
+                  std::to_string(asker.station));
   }
   nk_serializer answer;
+  // The engine makes empty content of what it cannot decompress.
+  if (size == 0) m_events.record(EVENT_REQUEST_REFUSED, "a request cannot be decompressed");
   if (known && size > row->most(m_options.limits)) {
     m_events.record(EVENT_REQUEST_REFUSED, std::string(nk_message::typeName(request.type).c_str()) +
                                                " refused: more than " +
@@ -117,6 +122,22 @@ void tPanel::receive(unsigned int source, tBlob& content) {
   content.swap(answer);
 }
 
-void tPanel::receiveFor(unsigned int source, tBlob* content, void* context) {
-  static_cast<tPanel*>(context)->receive(source, *content);
+bool tPanel::mayChange(std::string const& what) {
+  return allowed(m_options.permissions.mayChange(m_asker.station), what);
+}
+
+bool tPanel::mayShutDown() {
+  return allowed(m_options.permissions.mayShutDown(m_asker.station), "shutdown");
+}
+
+bool tPanel::allowed(bool may, std::string const& what) {
+  bool const named = m_asker.station != nk_basicTelegram::addressNone &&
+                     m_asker.station != nk_basicTelegram::addressBroadcast;
+  nk_tools::say(
+      what + " from " +
+      (named ? "station " + std::to_string(m_asker.station) : "a station without address") + " (" +
+      m_asker.peer + ")");
+  if (!may)
+    m_events.record(EVENT_REQUEST_REFUSED, what + " refused: that station may not order it");
+  return may;
 }

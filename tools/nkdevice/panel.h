@@ -10,6 +10,7 @@
 #include "tools/nkdevice/eventLog.h"
 #include "tools/nkdevice/images.h"
 #include "tools/nkdevice/limits.h"
+#include "tools/nkdevice/permissions.h"
 #include "tools/nkdevice/settings.h"
 #include "tools/nkdevice/statistics.h"
 #include "tools/nkdevice/store.h"
@@ -32,7 +33,8 @@ class tPanel {
     std::string state;     ///< directory of what the panel keeps; empty: nothing outlasts it
     tLimits limits;
     unsigned long long imageRoom = 1ULL << 30;  ///< bytes that all images may have together
-    bool verbose = false;                       ///< each request is told on standard error
+    tPermissions permissions;
+    bool verbose = false;  ///< each request is told on standard error
   };
 
   /// `shutDown` is called when a station orders it, from within receive().
@@ -51,9 +53,7 @@ class tPanel {
 
   /// Handles the request in `content` and puts the answer in its place. Nothing is left there if no
   /// answer is to be sent: what stays goes back to the station.
-  void receive(unsigned int source, tBlob& content);
-  /// receive() for the engine; `context` is the panel.
-  static void receiveFor(unsigned int source, tBlob* content, void* context);
+  void receive(tAsker const& asker, tBlob& content);
 
   tIdentity const& identity() const { return m_options.identity; }
   tSettings& settings() { return m_settings; }
@@ -63,9 +63,21 @@ class tPanel {
   nk_messageGetDisplayConfigurationRsp& displays() { return m_displays; }
   void shutDown() const { m_shutDown(); }
 
+  /// For the request that is being handled, before it changes something: tells on standard error
+  /// who wants `what`. False, with an event, if that station may not.
+  bool mayChange(std::string const& what);
+  /// The same for shutting down.
+  bool mayShutDown();
+  /// Names who asked, for the end of an event's text; may be empty.
+  std::string byWhom() const { return m_options.permissions.by(m_asker.station); }
+
  private:
+  bool allowed(bool may, std::string const& what);
+  bool storeChanges();
+
   tOptions const m_options;
   std::function<void()> const m_shutDown;
+  tAsker m_asker{};  // of the request that is being handled
   tStore m_store;
   tEventLog m_events;
   tSettings m_settings;

@@ -27,6 +27,7 @@ void answerDisplays(tPanel& panel, nk_tools::tContent& request, nk_serializer& a
 }
 
 void answerImage(tPanel& panel, nk_tools::tContent& request, nk_serializer&) {
+  if (!panel.mayChange("images")) return;
   auto problem = tLimits::problemOfImages(request);
   nk_messageImage message(request.version);
   if (problem.empty() && !request.readInto(message)) problem = "the message is damaged";

@@ -6,7 +6,7 @@ namespace {
 void recordOutcome(tPanel& panel, teEvent event, std::string const& what,
                    std::string const& problem) {
   if (problem.empty()) {
-    panel.events().record(event, what + " set");
+    panel.events().record(event, what + " set" + panel.byWhom());
   } else {
     panel.events().record(EVENT_REQUEST_REFUSED,
                           what + " refused: " + problem + "; what was set before stays in force");
@@ -18,6 +18,7 @@ void perform(tPanel& panel, nk_tools::tContent& request) {
   if (!request.readInto(asked)) {
     panel.events().record(EVENT_REQUEST_REFUSED, "task of STATE_REQ refused: it is damaged");
   } else if (asked.task() == nk_messageStateReq::TASK_NEW_NAME) {
+    if (!panel.mayChange("new name")) return;
     recordOutcome(panel, EVENT_NAME_SET, "new name", panel.settings().setName(asked.newName()));
   } else if (asked.task() != nk_messageStateReq::TASK_NONE) {
     panel.events().record(
@@ -47,8 +48,10 @@ void tellState(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer
 // The answer is the same whether the set was taken or refused: its checksum tells the station what
 // is in force.
 void answerSetConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, EVENT_CONFIGURATION_SET, "configuration",
-                panel.settings().setConfig(request));
+  if (panel.mayChange("configuration")) {
+    recordOutcome(panel, EVENT_CONFIGURATION_SET, "configuration",
+                  panel.settings().setConfig(request));
+  }
   tellConfig(panel, request, answer);
 }
 
@@ -59,7 +62,9 @@ void tellConfig(tPanel& panel, nk_tools::tContent& request, nk_serializer& answe
 }
 
 void answerSetSchedules(tPanel& panel, nk_tools::tContent& request, nk_serializer& answer) {
-  recordOutcome(panel, EVENT_SCHEDULES_SET, "schedules", panel.settings().setSchedules(request));
+  if (panel.mayChange("schedules")) {
+    recordOutcome(panel, EVENT_SCHEDULES_SET, "schedules", panel.settings().setSchedules(request));
+  }
   tellSchedules(panel, request, answer);
 }
 

@@ -133,9 +133,7 @@ bool nk_explain::tBridge::move(tPair& pair, bool byStation) {
     if (pair.record) pair.record->sent(byStation, buffer, count);
     (byStation ? pair.fromStation : pair.fromPanel).feed(buffer, count);
     int error = 0;
-    for (unsigned int done = 0, taken = 1; to != nullptr && done < count && taken != 0;
-         done += taken)
-      taken = to->send(buffer + done, count - done, error);
+    if (to != nullptr) to->send(buffer, count, error);
   }
   if (!from.ended() || from.incoming() != 0 || (to != nullptr && to->outgoing() != 0)) return false;
   if (to != nullptr) to->finishSending();

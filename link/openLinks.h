@@ -1,0 +1,113 @@
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <chrono>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "link/linkedEngine.h"
+#include "link/peer.h"
+
+/// The links that a listening program has open, each with an engine behind a guard: decides who
+/// gets in, and which link has to go so that no peer keeps the others out.
+///
+/// - A connection that brings no whole frame within `firstFrame` ends.
+/// - When all places are taken, one connection gives way to the new one: the oldest that never
+///   brought a whole frame; without such the one whose last whole frame is oldest, if that was at
+///   least `rest` ago and nothing waits to be sent to it. If there is none, the new one is refused.
+///   So a newcomer that sends nothing displaces nobody who is busy, and then is the next to go.
+/// - One origin has `perOrigin` places at most. When it has these, one of its own connections gives
+///   way by the same rule.
+/// - All links together hold `held` bytes of memory at most. Above that the link that holds most
+///   ends.
+///
+/// Links without an origin (serial lines) have no time limit and no quota.
+///
+/// Everything runs on the thread that runs the io_context, and on its nk_clock, guards included.
+class nk_openLinks {
+ public:
+  using tMoment = nk_clock::tMoment;
+  using tDuration = std::chrono::milliseconds;
+
+  /// See above.
+  struct tLimits {
+    unsigned int links = 64;                 ///< connections at once
+    unsigned int perOrigin = 32;             ///< of them, from one origin
+    tDuration firstFrame{10000};             ///< 0: no limit
+    tDuration rest{10000};                   ///< without a whole frame, before a link may give way
+    unsigned long long held = 128ull << 20;  ///< bytes of memory
+    nk_carrier::tLimits carrier;             ///< of each link
+  };
+
+  /// One link. The engine's callback is given it as its context.
+  struct tLink {
+    nk_peer peer;  ///< as it was given to add()
+    /// What tSetup::context was.
+    void* context = nullptr;
+    std::optional<nk_linkedEngine> engine;
+
+   private:
+    friend class nk_openLinks;
+    std::list<tLink>::iterator self;
+    tMoment since{};                // of the last whole frame; without one, of the connection
+    unsigned long long frames = 0;  // whole ones so far
+    unsigned long long held = 0;    // bytes of memory, when last looked at
+    std::string over;               // why it is to end; empty while it goes on
+  };
+
+  /// What is told of links; none of them may destroy this object or call it.
+  struct tReports {
+    std::function<void(tLink const& link)> opened;  ///< just before the link starts
+    /// Just before the link is destroyed.
+    std::function<void(tLink& link, std::string const& why)> closed;
+    std::function<void(nk_peer const& peer, std::string const& why)> refused;
+  };
+
+  /// `io` is borrowed. `setup` has a guard; its context is found in tLink.
+  nk_openLinks(asio::io_context& io, tLimits limits, nk_linkedEngine::tSetup setup,
+               tReports reports);
+  nk_openLinks(nk_openLinks const&) = delete;
+  nk_openLinks& operator=(nk_openLinks const&) = delete;
+
+  /// Serves `descriptor`, or closes it if there is no place. Not to be called from a callback of an
+  /// engine.
+  void add(int descriptor, nk_peer peer);
+  /// Lets each link go as soon as nothing waits to be sent on it.
+  void finish();
+
+  unsigned int size() const { return static_cast<unsigned int>(m_silent.size() + m_known.size()); }
+  bool empty() const { return size() == 0; }
+
+ private:
+  using tLinks = std::list<tLink>;
+
+  std::string refusal(std::string const& origin);
+  tLink* displaceable(std::string const* origin);
+  void look(tLink& link);
+  void countFrames(tLink& link);
+  void countHeld(tLink& link);
+  std::string reasonToEnd(tLink const& link) const;
+  tLink& largest();
+  void end(tLink& link, std::string why);
+  void sweep();
+  bool isQuotaTaken(std::string const& origin) const;
+
+  asio::io_context& m_io;
+  nk_clock& m_clock;
+  tLimits const m_limits;
+  nk_linkedEngine::tSetup m_setup;
+  tReports const m_reports;
+  tLinks m_silent;  // without a whole frame yet, the oldest connection first
+  tLinks m_known;   // the one whose last whole frame is oldest first
+  std::map<std::string, unsigned int> m_origins;
+  std::vector<tLink*> m_ended;  // to be destroyed
+  unsigned long long m_held = 0;
+  bool m_finishing = false;
+  // Handlers hold a weak pointer to it, as they may be on their way at destruction.
+  std::shared_ptr<char> m_alive = std::make_shared<char>();
+};

@@ -1,0 +1,179 @@
+#include "link/openLinks.h"
+
+#include <gtest/gtest.h>
+
+#include "harness/hex.h"
+#include "harness/manualClock.h"
+#include "harness/system.h"
+
+namespace {
+
+using harness::runUntil;
+using std::chrono::seconds;
+
+// Links to peers inside the test, with a clock that stands until it is moved.
+class openLinks : public testing::Test {
+ protected:
+  void open(nk_openLinks::tLimits const& limits) {
+    peers.clear();
+    ended.clear();
+    nk_linkedEngine::tSetup setup;
+    setup.address = 2;
+    setup.guard = nk_linkGuard::tOptions::all(2);
+    setup.receive = [](unsigned int, tBlob* content, void*) {
+      *content = harness::noise(1u << 20);
+    };
+    auto const note = [this](nk_peer const& peer, std::string const& why) {
+      ended.push_back(peer.name);
+      reason = why;
+    };
+    links.emplace(io, limits, setup,
+                  nk_openLinks::tReports{
+                      [](auto const&) {},
+                      [note](auto& link, auto const& why) { note(link.peer, why); }, note});
+  }
+  void connect(std::string const& name, std::string const& origin) {
+    auto [mine, other] = harness::socketPair();
+    peers[name] = std::move(other);
+    links->add(mine.release(), {name, origin});
+  }
+  // Sends the first part of a telegram, which is a whole frame, and waits until it has arrived.
+  // From peers with "!" behind their name it is a request, whose large answer they do not read.
+  void say(std::string const& name, unsigned int size = 10) {
+    bool const asks = name.ends_with('!');
+    tBlob payload = harness::noise(size), frame;
+    nk_telegramPart part(++id, 1, 2, 1, 0, asks, &payload,
+                         asks ? nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE
+                              : nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
+                         nk_basicTelegram::COMPRESSION_NONE);
+    part.serialize(&frame);
+    for (unsigned int sent = 0; sent < frame.size();) {
+      auto const count =
+          ::send(peers[name].get(), frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
+      if (count < 0 && errno != EAGAIN) return;
+      if (count > 0) sent += static_cast<unsigned int>(count);
+      io.restart();
+      io.poll();
+    }
+    clock.settle();
+  }
+
+  asio::io_context io{1};
+  harness::tManualClock& clock = harness::tManualClock::install(io);
+  unsigned int id = 0;
+  std::map<std::string, harness::tDescriptor> peers;
+  std::vector<std::string> ended;
+  std::string reason;
+  std::optional<nk_openLinks> links;
+};
+
+// Three places, two for each origin. Each row connects peers in turn, those with "+" behind their
+// name send a whole frame, lets time pass and lets one more come.
+TEST_F(openLinks, whoGivesWayToANewcomer) {
+  struct tRow {
+    char const* what;
+    std::vector<std::pair<std::string, std::string>> before;  // name, origin
+    seconds pause;
+    std::string newcomer, ends;  // the newcomer's origin, and who has to go
+  } const rows[] = {
+      {"a place is free", {{"a", "1"}, {"b", "1"}}, seconds(60), "2", ""},
+      {"the oldest silent one", {{"a+", "1"}, {"b", "1"}, {"c", "2"}}, seconds(0), "3", "b"},
+      {"the one that rests longest",
+       {{"a+", "1"}, {"b+", "1"}, {"c+", "2"}},
+       seconds(10),
+       "3",
+       "a+"},
+      {"nobody who is answered", {{"a!", "1"}, {"b+", "1"}, {"c+", "2"}}, seconds(10), "3", "b+"},
+      {"nobody who is busy", {{"a+", "1"}, {"b+", "1"}, {"c+", "2"}}, seconds(9), "3", "new"},
+      {"one of the same origin", {{"a", "1"}, {"b+", "2"}, {"c", "2"}}, seconds(0), "2", "c"},
+      {"not one of another origin", {{"a", "1"}, {"b+", "2"}, {"c+", "2"}}, seconds(0), "2", "new"},
+      {"no quota without an origin", {{"a+", ""}, {"b+", ""}}, seconds(0), "", ""},
+  };
+  nk_openLinks::tLimits limits;
+  limits.links = 3;
+  limits.perOrigin = 2;
+  limits.firstFrame = seconds(0);
+  for (auto const& row : rows) {
+    open(limits);
+    for (auto const& [name, origin] : row.before) {
+      connect(name, origin);
+      if (name.back() == '+' || name.back() == '!') say(name);
+    }
+    clock.advance(row.pause);
+    connect("new", row.newcomer);
+    EXPECT_EQ(ended, row.ends.empty() ? std::vector<std::string>{} : std::vector{row.ends})
+        << row.what << ": " << reason;
+  }
+}
+
+TEST_F(openLinks, whoNeverSendsAWholeFrameEndsInTime) {
+  open({});
+  for (auto const* name : {"silent", "noisy", "talking"}) connect(name, "1");
+  connect("line", "");
+  ASSERT_EQ(::send(peers["noisy"].get(), "\x01noise", 6, 0), 6);
+  say("talking");
+  clock.advance(seconds(10));
+  say("talking");
+  EXPECT_TRUE(ended.empty()) << ended[0];
+  clock.advance(std::chrono::milliseconds(1));
+  EXPECT_TRUE(runUntil(io, [&] { return ended.size() >= 2; }));
+  std::sort(ended.begin(), ended.end());
+  EXPECT_EQ(ended, (std::vector<std::string>{"noisy", "silent"}));
+  EXPECT_EQ(reason, "no whole frame in 10 s");
+  clock.advance(seconds(3600));
+  say("talking");
+  peers["talking"].close();
+  EXPECT_TRUE(runUntil(io, [&] { return ended.size() == 3; }));
+  EXPECT_EQ(links->size(), 1u) << "a serial line stays";
+}
+
+TEST_F(openLinks, whatAllHoldTogetherIsBounded) {
+  nk_openLinks::tLimits limits;
+  limits.held = 8u << 20;
+  open(limits);
+  for (auto const* name : {"small", "large"}) connect(name, "1");
+  say("small", 1u << 20);
+  for (unsigned int part = 0; part < 8 && ended.empty(); ++part) say("large", 1u << 20);
+  EXPECT_EQ(ended, std::vector<std::string>{"large"});
+  EXPECT_EQ(reason.find("held "), 0u) << reason;
+  for (unsigned int part = 0; part < 3; ++part) say("small", 1u << 20);
+  EXPECT_EQ(links->size(), 1u) << "what the other held no longer counts";
+}
+
+TEST(peer, hasANameAndAnOrigin) {
+  struct {
+    char const* address;
+    std::string name, origin;
+  } const rows[] = {{"10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+                    {"::ffff:10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+                    {"2001:db8:1:2:3:4:5:6", "[2001:db8:1:2:3:4:5:6]:9", "2001:db8:1:2::/64"}};
+  for (auto const& row : rows) {
+    auto const peer = nk_peer::at(asio::ip::make_address(row.address), 9);
+    EXPECT_EQ(peer.name, row.name);
+    EXPECT_EQ(peer.origin, row.origin);
+  }
+  struct {
+    char const* list;
+    std::string peers;  // of those below, as digits for yes and no
+  } const lists[] = {{"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
+                     {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
+                     {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
+  nk_peer const peers[] = {nk_peer::at(asio::ip::make_address("10.0.0.7"), 1),
+                           nk_peer::at(asio::ip::make_address("::ffff:10.9.9.9"), 1),
+                           nk_peer::at(asio::ip::make_address("2001:db8::1"), 1),
+                           {"uid 1000, pid 1", "uid 1000"}};
+  for (auto const& row : lists) {
+    nk_peerList list;
+    bool const right = *row.list == '\0' || list.add(row.list);
+    std::string found = right ? "" : "-";
+    for (auto const& each : peers)
+      if (right) found += list.contains(each) ? '1' : '0';
+    EXPECT_EQ(found, row.peers) << row.list;
+  }
+  auto const [mine, other] = harness::socketPair();
+  auto const user = "uid " + std::to_string(::getuid());
+  EXPECT_EQ(nk_peer::of(mine.get()).origin, user);
+  EXPECT_EQ(nk_peer::of(mine.get()).name, user + ", pid " + std::to_string(::getpid()));
+}
+
+}  // namespace
