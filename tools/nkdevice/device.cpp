@@ -20,8 +20,6 @@ constexpr milliseconds stopTime{1000};
 constexpr std::chrono::minutes keepTime{1};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
 
-void sayLog(void*, char const* text) { nk_tools::say(text); }
-
 }  // namespace
 
 tDevice::tDevice(tOptions const& options)
@@ -95,7 +93,7 @@ void tDevice::serve(int descriptor) {
   setup.receive = tPanel::receiveFor;
   setup.context = &m_panel;
   setup.guard = nk_linkGuard::tOptions::all(m_options.address);
-  if (m_options.panel.verbose) setup.logOutput = sayLog;
+  if (m_options.panel.verbose) setup.logOutput = nk_tools::sayEngine;
   auto& link = m_links.emplace_back(m_io, descriptor, nk_carrier::tLimits{}, setup);
   link.start([this, &link] {
     if (m_stopping || link.finished()) asio::post(m_io, [this] { sweep(); });
