@@ -1,6 +1,7 @@
 #include "tools/common/text.h"
 
 #include <algorithm>
+#include <charconv>
 #include <iterator>
 
 namespace {
@@ -84,6 +85,15 @@ std::size_t appendStrict(std::string& out, std::string_view json) {
   return one.size;
 }
 
+// True if a double does not hold the integer exactly, or would not hold others of this member.
+bool isWide(std::string_view key, std::string_view digits) {
+  constexpr long long exact = 1LL << 53;
+  if (std::find(std::begin(wideKeys), std::end(wideKeys), key) != std::end(wideKeys)) return true;
+  long long value = 0;
+  auto const read = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+  return read.ec != std::errc() || value > exact || value < -exact;
+}
+
 // The length of the string, with both quotation marks, that `json` begins with.
 std::size_t stringSize(std::string_view json) {
   std::size_t at = 1;
@@ -126,8 +136,7 @@ std::string nk_tools::strictJson(std::string_view json) {
       for (std::size_t at = 0; at < size;) at += appendStrict(strict, json.substr(at, size - at));
     } else {
       auto const digits = std::min(json.find_first_not_of("-0123456789"), json.size());
-      bool const wide = digits != 0 && std::find(std::begin(wideKeys), std::end(wideKeys), key) !=
-                                           std::end(wideKeys);
+      bool const wide = digits != 0 && isWide(key, json.substr(0, digits));
       size = std::max<std::size_t>(digits, 1);
       strict.append(wide ? "\"" : "").append(json.substr(0, size)).append(wide ? "\"" : "");
       key = json[0] == ':' ? last : std::string_view();

@@ -33,7 +33,9 @@ std::string printable(std::string_view text);
 ///   \uef80 to \uefff. These characters stand for nothing else: where a text holds one of them, its
 ///   three bytes are written in the same way. So the bytes can be recovered.
 /// - Characters that are not plain are written as \uXXXX, so that a terminal may show the line.
-/// - Integers of 64 bits ("uid", "imageUid", "extState") are texts: a double would round them.
+/// - Integers that a double may round are texts: those of the members "uid", "imageUid" and
+///   "extState", and any other beyond 2^53.
+/// `json` must be compact; numbers with fraction or exponent are not expected.
 std::string strictJson(std::string_view json);
 
 }  // namespace nk_tools

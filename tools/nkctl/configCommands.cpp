@@ -10,11 +10,13 @@ tRun declareInit(CLI::App& app) {
   addArgument(app, "FILE", *file, "The new file, - for standard output");
   return [file](tStation&, tOutput& output) {
     nk_messageSetConfigReq config(askedVersion);
-    output.nest("configuration", config.getJson());
-    if (output.isJson() && *file == "-") return output.verdict("written");
+    if (output.isJson() && *file == "-") {
+      output.nest("configuration", config.getJson());
+      return output.verdict("written");
+    }
     auto const problem = writeConfigFile(*file, config);
-    if (!problem.empty()) return nk_tools::fail(nk_tools::STATUS_OTHER, problem);
-    return output.verdict("written");
+    return problem.empty() ? output.verdict("written")
+                           : nk_tools::fail(nk_tools::STATUS_OTHER, problem);
   };
 }
 
