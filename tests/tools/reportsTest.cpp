@@ -64,10 +64,6 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
       {" --sort id-desc", "9*1 5*1 9*2 1*2 "},
   };
   for (auto const& row : rows) EXPECT_EQ(events(row.sort), row.events) << row.sort;
-  for (std::string const sort :
-       {"time-first-asc", "time-first-desc", "time-last-asc", "time-last-desc"})
-    expect("events --sort " + sort, 0);
-  expect("events --sort newest", 2);
 }
 
 TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "tools/common/program.h"
+
 namespace {
 
 TEST(text, goesOutAsWellFormedUtf8) {
@@ -27,6 +29,15 @@ TEST(text, goesOutAsWellFormedUtf8) {
     EXPECT_EQ(nk_tools::printable(row.text), row.printable);
     EXPECT_EQ(nk_tools::strictJson("{\"t\":\"" + row.text + "\"}"), "{\"t\":\"" + row.json + "\"}");
   }
+}
+
+TEST(text, ofTheEngineHasIdsWithoutSign) {
+  testing::internal::CaptureStderr();
+  nk_tools::sayEngine(nullptr,
+                      "received (-1 -> -682579309; own address: -2), 5-7 NOT-a -x (id: 9)");
+  EXPECT_EQ(
+      testing::internal::GetCapturedStderr(),
+      ": received (4294967295 -> 3612387987; own address: 4294967294), 5-7 NOT-a -x (id: 9)\n");
 }
 
 TEST(text, keepsWideNumbersOfJson) {

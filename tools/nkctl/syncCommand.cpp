@@ -90,7 +90,6 @@ class tSync {
     for (auto const& [uid, each] : m_site.images)
       image(uid, each.name, m_state->imageUidPresent(uid) ? "same" : "missing");
     for (auto const uid : difference.surplus) image(uid, "", "surplus");
-    members.addStringArray("sent", m_sent);
     m_output.answer(*m_state);
   }
 
@@ -146,6 +145,7 @@ class tSync {
 
   nk_tools::teExit sent(std::string const& what) {
     m_sent.add(tString(std::string_view(what)));
+    m_output.members().addStringArray("sent", m_sent);  // known even if the rest fails
     return m_output.show("sent " + what);
   }
 
