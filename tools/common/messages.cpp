@@ -98,7 +98,7 @@ tMessage nk_tools::readAnswer(tBlob&& content, nk_message::teType type,
   tContent parts(std::move(content));
   if (size == 0) {
     problem = "the answer is empty, or cannot be decompressed";
-  } else if (parts.type == 0 && size < 4) {
+  } else if (size < 4) {
     problem = "the answer is cut short";
   } else if (parts.type != type) {
     problem = "expected " + nameOf(type) + " for an answer, not " + nameOf(parts.type);

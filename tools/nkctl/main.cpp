@@ -10,11 +10,10 @@
 namespace {
 
 constexpr char footer[] =
-    "Answers are printed on standard output, as tables for people. With --json each run prints "
-    "one\n"
-    "object on one line: link, to, status, result, error if the command failed, what the command\n"
-    "found out, and the answer in the message's own form. Content that is no known message is\n"
-    "{\"content\":BASE64,\"size\":BYTES}, which raw prints in any case.\n"
+    "Answers are printed on standard output, as tables for people. With --json each run prints\n"
+    "one object on one line: link, to, status, result, error if the command failed, what the\n"
+    "command found out, and the answer in the message's own form. Content that is no known\n"
+    "message is {\"content\":BASE64,\"size\":BYTES}, which raw prints in any case.\n"
     "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n"
     "All commands but config init, schedules preview and images uid need --link and --to.\n\n";
 
