@@ -34,11 +34,11 @@ TEST_F(programs, areCompletedByBash) {
       {"nkctl s", "state statistics set-name schedules sync shutdown"},
       {"nkctl --link ''", ""},
       {"nkctl --to 2 config ''",
-       "--help --link --to --from --timeout --connect-timeout --verbose "
+       "--help --link --to --from --timeout --connect-timeout --verbose --json "
        "--version init set check"},
       {"nkctl schedules preview --",
        "--help --link --to --from --timeout --connect-timeout "
-       "--verbose --version --config --at"},
+       "--verbose --json --version --config --at"},
       {"nkdevice --st", "--state --stations"},
       {"nkexplain --l", "--link --listen"},
   };

@@ -36,17 +36,18 @@ TEST_P(programsOverLink, stationAsksAndPanelAnswers) {
   EXPECT_LE(time.getInt("currentTime", 0), tTime::now());
 
   struct {
-    std::string address, text1, text2, json;
+    std::string address, text1, text2;
   } const rows[] = {
-      {"2", "gr\xc3\xbc\xc3\x9f \"dich\"", "", R"("text1":"grüß \"dich\"","text2":"")"},
-      {"broadcast", "a", "b", R"("text1":"a","text2":"b")"},
+      {"2", "gr\xc3\xbc\xc3\x9f \"dich\"", ""},
+      {"broadcast", "a", "b"},
   };
   for (auto const& row : rows) {
     EXPECT_EQ(control({"generic", "--from", "0x10", row.text1, row.text2, "--link", station, "--to",
                        row.address}),
               0)
         << errors;
-    EXPECT_EQ(output, R"({"action":"generic","type":"response",)" + row.json + "}\n");
+    EXPECT_EQ(output, "text1  " + row.text1 + "\ntext2" + (row.text2.empty() ? "" : "  ") +
+                          row.text2 + "\n");
   }
 
   nk_messageGenericReq large(nk_message::VERSION_1,
@@ -105,7 +106,7 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
       {good + "--timeout 0.1 raw " + unknown, 4, "no answer"},
       {good + "--timeout 0.1 raw " + brief, 4, "no answer"},
       {toDevice("raw --no-response " + brief), 0, ""},
-      {toDevice("generic -- -x --help"), 0, R"("text1":"-x")"},
+      {toDevice("generic -- -x --help"), 0, "text1  -x\ntext2  --help\n"},
   };
   for (auto const& row : rows) {
     EXPECT_EQ(control(words(row.arguments)), row.status) << row.arguments << errors;
@@ -121,16 +122,31 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   expectRun(NK_DEVICE " --address 0xFFFFFFFF --link " + station, 2);
 }
 
+// An event with so many sub-events, each with this text.
+std::string eventWith(unsigned int count, std::string const& text) {
+  nk_serializer body;
+  auto const put = [&](auto... number) { body.numbers(nk_serializer::SER_WRITE, number...); };
+  put(1u, 1u, 1u, static_cast<unsigned short>(1), 0u, static_cast<unsigned char>(2), count, 1u, 0u);
+  tString copy{std::string_view(text)};
+  for (unsigned int i = 0; i < count; ++i) body.string(copy, nk_serializer::SER_WRITE);
+  return harness::text(body);
+}
+
 // A panel inside the test, which behaves as no panel should.
 TEST_F(programs, stationReportsPeersThatMisbehave) {
+  auto const events =
+      std::string("\x04\0\x03\0\0\x02\0\0\0", 9) + eventWith(101, "detail") + eventWith(5000, "");
   struct {
     std::string reply;  // empty: closes the link instead of answering
+    std::string command;
     int status;
-    std::string output, words;
-  } static const rows[] = {
-      {"", 5, "", "closed the link"},
-      {std::string("\x02\0\0\0", 4), 5, "{\"content\":\"AgAAAA==\",\"size\":4}\n", "expected TIME"},
-      {"ab", 5, "{\"content\":\"YWI=\",\"size\":2}\n", "expected TIME"},
+    std::string words;
+  } const rows[] = {
+      {"", "time", 5, "closed the link"},
+      {std::string("\x1d\0\0\0", 4), "time", 5, R"({"content":"HQAAAA==","size":4})"},
+      {std::string("\x08\0\0\0\0\0\0\0\0\0\0", 11), "display", 5, "in version 3"},
+      {events, "events", 0, "  and 1 more\n"},
+      {events, "events", 0, "  5000 sub-events without text\n"},
   };
   for (auto const& row : rows) {
     nk_listener listener(io);
@@ -149,9 +165,10 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
         if (row.reply.empty() && panel->carrier().received() != 0) panel->carrier().finishSending();
       });
     });
-    EXPECT_EQ(control({"--link", listener.url().text(), "--to", "2", "time"}), row.status);
-    EXPECT_EQ(output, row.output);
-    EXPECT_NE(errors.find(row.words), errors.npos) << errors;
+    EXPECT_EQ(control({"--link", listener.url().text(), "--to", "2", "--verbose", row.command}),
+              row.status);
+    EXPECT_EQ(output.empty(), row.status != 0) << output;
+    EXPECT_NE((output + errors).find(row.words), errors.npos) << output << errors;
   }
 }
 

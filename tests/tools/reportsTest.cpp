@@ -25,7 +25,7 @@ class reports : public harness::programs {
   }
   // The events in the order `sort`: "type*times type*times ..."
   std::string events(std::string const& sort) {
-    tJson const told = answer("events --json" + sort);
+    tJson const told = answer("events" + sort);
     tJson one;
     std::string all;
     for (unsigned int i = 0; told.getArrayObject("events", i, one); ++i) {
@@ -65,10 +65,6 @@ TEST_F(reports, eventsAreMergedSortedAndKept) {
       {" --sort id-desc", "9*1 5*1 9*2 1*2 "},
   };
   for (auto const& row : rows) EXPECT_EQ(events(row.sort), row.events) << row.sort;
-  for (std::string const sort :
-       {"time-first-asc", "time-first-desc", "time-last-asc", "time-last-desc"})
-    expect("events --sort " + sort, 0);
-  expect("events --sort newest", 2);
 }
 
 TEST_F(reports, eventsAreAnsweredWhateverAsksAndHoweverDamaged) {
@@ -106,8 +102,8 @@ TEST_F(reports, eventsAreFollowed) {
 TEST_F(reports, coloursAndBarsAreForTerminals) {
   start();
   refuseImage(5);
-  std::string const yellow = "\x1b[38;2;255;255;102m2 ";
-  EXPECT_NE(onTerminal("events").find(yellow), std::string::npos);
+  std::string const blackOnYellow = "\x1b[30;48;2;255;255;102m2 ";
+  EXPECT_NE(onTerminal("events").find(blackOnYellow), std::string::npos);
   EXPECT_EQ(onTerminal("events --json").find('\x1b'), std::string::npos);
   expect("events", 0);
   EXPECT_EQ(output.find('\x1b'), output.npos);
@@ -122,7 +118,7 @@ TEST_F(reports, statisticsAreCountedAndKept) {
   auto const options = "--power 1000000 --thermometer " + thermometer;
   start(options);
   auto const totals = [&](int min, int max, int count) {
-    tJson const told = answer("statistics --json");
+    tJson const told = answer("statistics");
     EXPECT_EQ(told.getInt("tempCaseMin", 0), min);
     EXPECT_EQ(told.getInt("tempCaseMax", 0), max);
     EXPECT_EQ(told.getInt("imgUpdateCount", -1), count);
@@ -149,7 +145,7 @@ TEST_F(reports, displaysComeFromAFile) {
   expect("display", 0, "main   0  1920 x 1080  at 0,0  current");
   restart(SIGTERM, "--displays " + write(dir / "layout.json", layout));
   expect("display --json", 0);
-  EXPECT_EQ(output, std::string(layout) + "\n");
+  EXPECT_NE(output.find(std::string(R"("answer":)") + layout + "}\n"), output.npos) << output;
   nk_messageGetDisplayConfigurationReq request(nk_message::VERSION_0);
   expect("raw " + write(dir / "content", contentOf(request)), 0, R"("h":1080,"l":0,"t":0})");
   for (std::string const content : {"", "{",

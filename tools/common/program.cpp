@@ -1,6 +1,9 @@
 #include "tools/common/program.h"
 
+#include <charconv>
 #include <cstdio>
+
+#include "tools/common/text.h"
 
 namespace {
 
@@ -15,6 +18,8 @@ constexpr char const* exitTexts[] = {
     "the panel holds something else than the station asked for or compared with",
 };
 
+std::string lastFailure;
+
 }  // namespace
 
 std::string nk_tools::exitHelp(teExit last) {
@@ -24,30 +29,37 @@ std::string nk_tools::exitHelp(teExit last) {
   return help;
 }
 
-bool nk_tools::tControlFinder::next(char c) {
-  auto const byte = static_cast<unsigned char>(c);
-  bool control = byte < 0x20 || byte == 0x7f;
-  if (byte >= 0x80 && byte < 0xc0) {
-    control = byte < 0xa0 && (m_expected == 0 || m_last == 0xc2);
-    if (m_expected != 0) --m_expected;
-  } else {
-    bool const begins = byte >= 0xc2 && byte <= 0xf4;  // other bytes begin no character
-    m_expected = !begins ? 0 : byte >= 0xf0 ? 3 : byte >= 0xe0 ? 2 : 1;
-  }
-  m_last = byte;
-  return control;
-}
-
-std::string nk_tools::printable(std::string_view text) {
-  std::string clean(text);
-  tControlFinder finder;
-  for (char& c : clean)
-    if (finder.next(c)) c = '?';
-  return clean;
-}
+char const* nk_tools::exitText(teExit status) { return exitTexts[status]; }
 
 void nk_tools::say(std::string_view text) {
   std::string line(programName);
   line.append(": ").append(printable(text)).push_back('\n');
   std::fwrite(line.data(), 1, line.size(), stderr);  // in one piece, so that lines stay whole
 }
+
+void nk_tools::sayEngine(void*, char const* text) {
+  std::string line;
+  for (std::string_view rest(text); !rest.empty();) {
+    char const* const end = rest.data() + rest.size();
+    long long number = 0;
+    bool const begins = rest[0] == '-' && (line.ends_with(' ') || line.ends_with('('));
+    auto const read = std::from_chars(rest.data(), end, number);
+    bool const isNegative = begins && read.ec == std::errc();
+    auto const size = isNegative ? static_cast<std::size_t>(read.ptr - rest.data()) : 1;
+    if (isNegative) {
+      line += std::to_string(static_cast<unsigned int>(number));
+    } else {
+      line += rest[0];
+    }
+    rest.remove_prefix(size);
+  }
+  say(line);
+}
+
+nk_tools::teExit nk_tools::fail(teExit status, std::string_view problem) {
+  lastFailure = problem;
+  say(problem);
+  return status;
+}
+
+std::string const& nk_tools::failure() { return lastFailure; }

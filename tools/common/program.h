@@ -19,25 +19,20 @@ enum teExit {
 
 /// The lines of --help on the exit statuses up to `last`.
 std::string exitHelp(teExit last);
+/// What one of them means, as exitHelp has it.
+char const* exitText(teExit status);
 
 /// Stands before every line on standard error. Set once, first thing in main.
 inline char const* programName = "";
 
-/// Finds control characters in a text, byte by byte: those below 0x20, 0x7f, and 0x80 to 0x9f, in
-/// UTF-8 (0xc2 before them) and as single bytes that belong to no character of UTF-8.
-class tControlFinder {
- public:
-  /// True if the text's next byte, `c`, is a control character or ends one.
-  bool next(char c);
-
- private:
-  unsigned int m_expected = 0;  // bytes that belong to the character that has begun
-  unsigned char m_last = 0;
-};
-/// `text` with question marks for control characters: texts of peers and files must not steer the
-/// terminal.
-std::string printable(std::string_view text);
-/// Writes one line to standard error.
+/// Writes one line to standard error, with text that is not printable replaced.
 void say(std::string_view text);
+/// The same for a line of the engine's log, which has ids and addresses as signed numbers: they
+/// come out without sign, as everywhere else. Fits the hooks of links, which pass a context.
+void sayEngine(void* context, char const* text);
+/// Says why the program ends with `status`, and returns that. Only the main thread calls it.
+teExit fail(teExit status, std::string_view problem);
+/// What `fail` was last told; empty if it was not called.
+std::string const& failure();
 
 }  // namespace nk_tools

@@ -1,10 +1,10 @@
 #include "tools/nkctl/commands.h"
 
 #include <CLI/App.hpp>
-#include <cstdio>
+#include <algorithm>
 
+#include "nkSupport/tCompression.h"
 #include "tools/common/messages.h"
-#include "tools/nkctl/station.h"
 
 std::span<tCommand const> commands() {
   static constexpr tCommand rows[] = {
@@ -32,7 +32,7 @@ tRun declareFamily(CLI::App& app, std::span<tCommand const> members) {
     sub->final_callback([chosen, carryOut = member.declare(*sub)] { *chosen = carryOut; });
   }
   app.require_subcommand(1);
-  return [chosen](tStation& station) { return (*chosen)(station); };
+  return [chosen](tStation& station, tOutput& output) { return (*chosen)(station, output); };
 }
 
 void addArgument(CLI::App& app, char const* name, std::string& value, char const* help) {
@@ -53,48 +53,26 @@ void addFlag(CLI::App& app, char const* name, bool& value, char const* help) {
   app.add_flag(name, value, help);
 }
 
-void addJsonFlag(CLI::App& app, bool& json) {
-  addFlag(app, "--json", json, "Print the answer as one line of JSON");
-}
-
-nk_tools::teExit askFor(tStation& station, nk_message& request, nk_message::teType expected,
-                        std::unique_ptr<nk_message>& answer) {
+nk_tools::teExit askFor(tStation& station, tOutput& output, nk_message& request,
+                        nk_message::teType expected, std::unique_ptr<nk_message>& answer) {
+  limitAnswers();
   nk_serializer content;
   tBlob bytes;
   request.serializeMsg(&content);
   if (auto const status = station.ask(content, bytes)) return status;
-  answer = nk_tools::readAnswer(bytes);
-  if (answer && answer->type() == expected) return nk_tools::STATUS_OK;
-  if (auto const status = print(nk_tools::contentJson(bytes))) return status;
-  nk_tools::say(std::string("expected ") + nk_message::typeName(expected).c_str() +
-                " for an answer, not " + (answer ? "" : "an unknown or damaged message of ") +
-                "type " + std::to_string(nk_tools::tContent(tBlob(bytes)).type));
-  return nk_tools::STATUS_PROTOCOL;
+  tBlob const shown = output.verbose() ? tBlob(bytes) : tBlob();
+  std::string problem;
+  answer = nk_tools::readAnswer(std::move(bytes), expected, request.version(), problem);
+  if (answer) return nk_tools::STATUS_OK;
+  if (!shown.empty()) nk_tools::say(nk_tools::contentJson(shown).view());
+  return nk_tools::fail(nk_tools::STATUS_PROTOCOL, problem);
 }
 
-nk_tools::teExit askAndPrint(tStation& station, nk_message& request, nk_message::teType expected) {
-  std::unique_ptr<nk_message> answer;
-  if (auto const status = askFor(station, request, expected, answer)) return status;
-  return print(nk_tools::messageJson(*answer));
-}
-
-nk_tools::teExit print(tString const& text) {
-  std::fwrite(text.c_str(), 1, text.length(), stdout);
-  if (!text.view().ends_with('\n')) std::fputc('\n', stdout);
-  if (std::fflush(stdout) == 0 && std::ferror(stdout) == 0) return nk_tools::STATUS_OK;
-  nk_tools::say("cannot write to standard output");
-  return nk_tools::STATUS_OTHER;
-}
-
-nk_tools::teExit print(tTable& table) {
-  return print(tString(std::string_view(table.text(coloursWanted()))));
-}
-
-nk_tools::teExit print(bool json, nk_message& answer, tTable& table) {
-  return json ? print(nk_tools::messageJson(answer)) : print(table);
+void limitAnswers(unsigned int least) {
+  constexpr unsigned int largestAnswer = 4u << 20;  // five times a full record of events
+  tCompression::setMaxDecodedSize(std::max(largestAnswer, least));
 }
 
 nk_tools::teExit refuse(std::string const& problem) {
-  nk_tools::say(problem);
-  return nk_tools::STATUS_USAGE;
+  return nk_tools::fail(nk_tools::STATUS_USAGE, problem);
 }

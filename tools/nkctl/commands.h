@@ -7,15 +7,14 @@
 
 #include "nkProtocol/message.h"
 #include "tools/common/program.h"
-#include "tools/nkctl/table.h"
+#include "tools/nkctl/output.h"
 
 namespace CLI {
 class App;
 }
-class tStation;
 
-/// Carries a command out over the station's link.
-using tRun = std::function<nk_tools::teExit(tStation&)>;
+/// Carries a command out over the station's link and tells what came of it.
+using tRun = std::function<nk_tools::teExit(tStation&, tOutput&)>;
 
 /// One command of nkctl. To add one: write its declare function in a file of its own, name it
 /// below, and give it a row in commands.cpp. A family of commands is a row whose function calls
@@ -55,20 +54,14 @@ void addArguments(CLI::App& app, char const* name, std::vector<std::string>& val
 void addOption(CLI::App& app, char const* name, std::string& value, char const* type,
                char const* help);
 void addFlag(CLI::App& app, char const* name, bool& value, char const* help);
-/// Adds --json.
-void addJsonFlag(CLI::App& app, bool& json);
 
-/// Sends `request` and takes its answer, which must be of type `expected`; any other is printed as
-/// JSON and complained about.
-nk_tools::teExit askFor(tStation& station, nk_message& request, nk_message::teType expected,
-                        std::unique_ptr<nk_message>& answer);
-/// The same, and prints the answer as JSON.
-nk_tools::teExit askAndPrint(tStation& station, nk_message& request, nk_message::teType expected);
-/// Prints `text` on standard output, with a line end unless it has one.
-nk_tools::teExit print(tString const& text);
-/// Prints the table, coloured if that is wanted.
-nk_tools::teExit print(tTable& table);
-/// Prints the answer as JSON if that was wanted, otherwise the table.
-nk_tools::teExit print(bool json, nk_message& answer, tTable& table);
+/// Sends `request` and takes its answer, which must be of type `expected`, of the version of the
+/// request, and whole. Anything else is complained about, and with --verbose shown on standard
+/// error.
+nk_tools::teExit askFor(tStation& station, tOutput& output, nk_message& request,
+                        nk_message::teType expected, std::unique_ptr<nk_message>& answer);
+/// Lets answers have at most a few MiB when they are decompressed, or `least` if that is more. A
+/// few bytes of run lengths would otherwise take gigabytes for what a peer says that it holds.
+void limitAnswers(unsigned int least = 0);
 /// Says what is wrong with a file or an argument.
 nk_tools::teExit refuse(std::string const& problem);

@@ -8,27 +8,30 @@ constexpr char fileHelp[] = "The configuration, - for standard input";
 tRun declareInit(CLI::App& app) {
   auto const file = std::make_shared<std::string>();
   addArgument(app, "FILE", *file, "The new file, - for standard output");
-  return [file](tStation&) {
+  return [file](tStation&, tOutput& output) {
     nk_messageSetConfigReq config(askedVersion);
+    if (output.isJson() && *file == "-") {
+      output.nest("configuration", config.getJson());
+      return output.verdict("written");
+    }
     auto const problem = writeConfigFile(*file, config);
-    if (!problem.empty()) nk_tools::say(problem);
-    return problem.empty() ? nk_tools::STATUS_OK : nk_tools::STATUS_OTHER;
+    return problem.empty() ? output.verdict("written")
+                           : nk_tools::fail(nk_tools::STATUS_OTHER, problem);
   };
 }
 
-nk_tools::teExit set(tStation& station, nk_messageSetConfigReq& config, bool json) {
+nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetConfigReq& config) {
   std::unique_ptr<nk_message> answer;
-  if (auto const status = askFor(station, config, nk_message::SET_CONFIG_RSP, answer))
+  if (auto const status = askFor(station, output, config, nk_message::SET_CONFIG_RSP, answer))
     return status;
   auto const& response = static_cast<nk_messageSetConfigRsp const&>(*answer);
-  return printComparison(json, *answer, config.checksum(askedVersion), response.getChecksum());
+  return compare(output, *answer, config.checksum(askedVersion), response.getChecksum());
 }
 
-nk_tools::teExit check(tStation& station, nk_messageSetConfigReq& config, bool json) {
-  nk_messageStateReq request(askedVersion);
+nk_tools::teExit check(tStation& station, tOutput& output, nk_messageSetConfigReq& config) {
   std::unique_ptr<nk_messageStateRsp> state;
-  if (auto const status = askForState(station, request, state)) return status;
-  return printComparison(json, *state, config.checksum(askedVersion), state->csCfg());
+  if (auto const status = askForState(station, output, state)) return status;
+  return compare(output, *state, config.checksum(askedVersion), state->csCfg());
 }
 
 tRun declareSet(CLI::App& app) {

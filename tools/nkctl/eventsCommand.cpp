@@ -6,7 +6,6 @@
 #include "tools/common/moment.h"
 #include "tools/common/options.h"
 #include "tools/nkctl/stateCommands.h"
-#include "tools/nkctl/station.h"
 
 namespace {
 
@@ -20,8 +19,31 @@ struct tArguments {
   std::string sort;
   bool follow = false;
   std::chrono::milliseconds interval{1000};
-  bool json = false;
 };
+
+// How many details of one event are shown: a peer may send millions of them.
+constexpr unsigned int mostDetails = 100;
+
+// Adds the texts of the sub-events; those without text are only counted.
+void fillDetails(tTable& table, nk_messageEvent& event) {
+  unsigned int shown = 0, more = 0, empty = 0;
+  auto const row = [&](std::string const& words) {
+    table.add({"", "", "", "", "", "", "  " + words});
+  };
+  for (unsigned int i = 0; i < event.subEventCount(); ++i) {
+    auto const detail = event.subEvent(i);
+    if (detail.empty()) {
+      ++empty;
+    } else if (shown == mostDetails) {
+      ++more;
+    } else {
+      row(text(detail));
+      ++shown;
+    }
+  }
+  if (more != 0) row("and " + std::to_string(more) + " more");
+  if (empty != 0) row(std::to_string(empty) + " sub-events without text");
+}
 
 void fill(tTable& table, tEvents const& events) {
   for (unsigned int i = 0; i < events.count(); ++i) {
@@ -30,8 +52,7 @@ void fill(tTable& table, tEvents const& events) {
                std::to_string(one.occurence()), std::to_string(one.category()),
                std::to_string(one.type()), text(one.eventMessage()), text(one.refImage())},
               tEvents::categoryColor(one.category()));
-    for (auto const& detail : one.subEventList())
-      table.add({"", "", "", "", "", "", "  " + text(detail)});
+    fillDetails(table, one);
   }
 }
 
@@ -50,7 +71,7 @@ void keepNews(tEvents& events, std::map<unsigned int, unsigned int>& seen) {
 }
 
 // Prints the events once, or for ever what is new among them.
-nk_tools::teExit printEvents(tStation& station, tArguments const& arguments) {
+nk_tools::teExit printEvents(tStation& station, tOutput& output, tArguments const& arguments) {
   auto const sort = std::find(std::begin(sorts), std::end(sorts), arguments.sort);
   if (sort == std::end(sorts) && !arguments.sort.empty())
     return refuse("--sort " + arguments.sort + " is not one of the six orders");
@@ -60,15 +81,19 @@ nk_tools::teExit printEvents(tStation& station, tArguments const& arguments) {
   for (bool first = true;; first = false) {
     nk_messageEventsReq request(askedVersion);
     std::unique_ptr<nk_message> answer;
-    if (auto const status = askFor(station, request, nk_message::EVENTS_RSP, answer)) return status;
+    if (auto const status = askFor(station, output, request, nk_message::EVENTS_RSP, answer))
+      return status;
     auto& events = static_cast<tEvents&>(*answer);
-    keepNews(events, seen);
+    if (arguments.follow) keepNews(events, seen);
     events.sort(tEvents::teSortCriteria(sort - std::begin(sorts)));  // past the last: as they are
     fill(table, events);
     if (first || events.count() != 0) {
-      if (auto const status = print(arguments.json, events, table)) return status;
+      output.answer(events);
+      output.verdict("answered");
+      if (auto const status = output.show(table)) return status;
+      if (!arguments.follow) return nk_tools::STATUS_OK;
+      if (auto const status = output.nextObject()) return status;
     }
-    if (!arguments.follow) return nk_tools::STATUS_OK;
     if (auto const status = station.pause(arguments.interval)) return status;
   }
 }
@@ -83,6 +108,7 @@ tRun declareEvents(CLI::App& app) {
   addFlag(app, "--follow", arguments->follow, "Go on asking, print what is new");
   nk_tools::addSecondsOption(app, "--interval", arguments->interval, 0.01,
                              "From one look to the next [1]");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) { return printEvents(station, *arguments); };
+  return [arguments](tStation& station, tOutput& output) {
+    return printEvents(station, output, *arguments);
+  };
 }

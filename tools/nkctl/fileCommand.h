@@ -3,19 +3,14 @@
 #include "tools/nkctl/stateCommands.h"
 
 /// Declares a command whose FILE holds a message: `read` fills it from the file of that name and
-/// says what is wrong, as settingsFile.h does; `run(station, message, json)` does the rest.
+/// says what is wrong, as settingsFile.h does; `run(station, output, message)` does the rest.
 template <class tMessage, class tRead, class tAct>
 tRun declareWithFile(CLI::App& app, char const* help, tRead read, tAct run) {
-  struct tArguments {
-    std::string file;
-    bool json = false;
-  };
-  auto const arguments = std::make_shared<tArguments>();
-  addArgument(app, "FILE", arguments->file, help);
-  addJsonFlag(app, arguments->json);
-  return [arguments, read, run](tStation& station) {
+  auto const file = std::make_shared<std::string>();
+  addArgument(app, "FILE", *file, help);
+  return [file, read, run](tStation& station, tOutput& output) {
     tMessage message(askedVersion);
-    auto const problem = read(arguments->file, message);
-    return problem.empty() ? run(station, message, arguments->json) : refuse(problem);
+    auto const problem = read(*file, message);
+    return problem.empty() ? run(station, output, message) : refuse(problem);
   };
 }

@@ -3,7 +3,6 @@
 #include <charconv>
 
 #include "nkProtocol/imageMessage.h"
-#include "nkSupport/tCompression.h"
 #include "tools/common/files.h"
 #include "tools/common/images.h"
 #include "tools/nkctl/progress.h"
@@ -22,6 +21,8 @@ constexpr struct {
              {".7z", "application/x-7z-compressed"},
              {".xml", "application/xml"}};
 
+// What panels decompress at most, unless they are told otherwise.
+constexpr unsigned int largestTelegram = 64u << 20;
 // What stands around the content in its message.
 constexpr unsigned int besides = 1024;
 
@@ -53,7 +54,7 @@ std::string readImageFile(std::string const& path, tImageFile& image) {
   if (char const* const problem = nk_tools::readFile(path, image.content))
     return path + " " + problem;
   if (image.content.empty()) return path + " is empty";
-  if (image.content.size() > tCompression::maxDecodedSize() - besides)
+  if (image.content.size() > largestTelegram - besides)
     return path + " is too large for a telegram";
   image.uid = uidOf(image);
   return {};

@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <charconv>
+#include <iterator>
 #include <set>
 
 #include "tools/nkctl/imageFile.h"
@@ -15,7 +16,6 @@ struct tArguments {
   std::vector<std::string> words;
   std::string file;
   bool progress = false;
-  bool json = false;
 };
 
 // Reads all files, and keeps of them what is small.
@@ -33,12 +33,22 @@ std::string readAll(std::vector<std::string> const& paths, std::vector<tImageFil
   return {};
 }
 
-nk_tools::teExit askForState(tStation& station, std::unique_ptr<nk_messageStateRsp>& state) {
-  nk_messageStateReq request(askedVersion);
-  return askForState(station, request, state);
+// An image as it is told: a row of the table, and an element of "images".
+void tell(tOutput& output, tTable& table, tUid uid, std::string const& name, char const* result) {
+  std::vector<std::string> row{std::to_string(uid), name, result};
+  tJson json;
+  json.addUInt64("uid", uid);
+  if (name.empty()) {
+    row.erase(row.begin() + 1);
+  } else {
+    json.addString("name", tString(std::string_view(name)));
+  }
+  json.addString("result", result);
+  output.members().addToArray("images", std::move(json));
+  table.add(std::move(row));
 }
 
-nk_tools::teExit sendFiles(tStation& station, tArguments const& arguments) {
+nk_tools::teExit sendFiles(tStation& station, tOutput& output, tArguments const& arguments) {
   std::vector<tImageFile> images;
   auto const problem = readAll(arguments.words, images);
   if (!problem.empty()) return refuse(problem);
@@ -50,20 +60,41 @@ nk_tools::teExit sendFiles(tStation& station, tArguments const& arguments) {
     if (auto const status = sendImage(station, image, arguments.progress)) return status;
   }
   std::unique_ptr<nk_messageStateRsp> state;
-  if (auto const status = askForState(station, state)) return status;
+  if (auto const status = askForState(station, output, state)) return status;
   tTable table;
   table.add({"image", "name", "result"});
   bool allThere = true;
   for (auto const& image : images) {
     bool const there = state->imageUidPresent(image.uid);
     allThere = allThere && there;
-    table.add({std::to_string(image.uid), image.name, there ? "held" : "not held, see events"});
+    tell(output, table, image.uid, image.name, there ? "held" : "not held, see events");
   }
-  if (auto const status = print(arguments.json, *state, table)) return status;
-  return allThere ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS;
+  output.answer(*state);
+  if (auto const status = output.show(table)) return status;
+  return allThere ? output.verdict("held") : output.verdict("not held", nk_tools::STATUS_DIFFERS);
 }
 
-nk_tools::teExit printMissing(tStation& station, tArguments const& arguments) {
+// Tells the entries of `set` that show images which are not in `held`.
+void tellMissing(tOutput& output, tTable& table, nk_messageSetSchedulesReq const& set,
+                 std::set<tUid> const& held) {
+  table.add({"image", "needed by"});
+  for (unsigned int i = 0; i < set.count(); ++i) {
+    auto const& schedule = *set.getSchedule(i);
+    for (unsigned int k = 0; k < schedule.count(); ++k) {
+      auto const& entry = *schedule.getScheduleEntry(k);
+      if (held.contains(entry.imageId())) continue;
+      table.add(
+          {std::to_string(entry.imageId()), text(schedule.name()) + ": " + text(entry.name())});
+      tJson json;
+      json.addUInt64("uid", entry.imageId());
+      json.addString("schedule", schedule.name());
+      json.addString("entry", entry.name());
+      output.members().addToArray("missing", std::move(json));
+    }
+  }
+}
+
+nk_tools::teExit printMissing(tStation& station, tOutput& output, tArguments const& arguments) {
   nk_messageSetSchedulesReq set(askedVersion);
   auto const problem = readSchedulesFile(arguments.file, set);
   if (!problem.empty()) return refuse(problem);
@@ -72,83 +103,104 @@ nk_tools::teExit printMissing(tStation& station, tArguments const& arguments) {
   std::set<tUid> const needed(list.begin(), list.end());
   list.assign(needed.begin(), needed.end());
   std::unique_ptr<nk_messageStateRsp> state;
-  if (auto const status = askForState(station, state)) return status;
+  if (auto const status = askForState(station, output, state)) return status;
   bool const complete = state->imageUidsPresent(list);
-  std::set<tUid> const held(state->images().begin(), state->images().end());
   tTable table;
-  table.add({"image", "needed by"});
-  for (unsigned int i = 0; !complete && i < set.count(); ++i) {
-    auto const& schedule = *set.getSchedule(i);
-    for (unsigned int k = 0; k < schedule.count(); ++k) {
-      auto const& entry = *schedule.getScheduleEntry(k);
-      if (held.contains(entry.imageId())) continue;
-      table.add(
-          {std::to_string(entry.imageId()), text(schedule.name()) + ": " + text(entry.name())});
-    }
-  }
-  auto const count = std::to_string(needed.size());
   if (complete) {
-    table = {};
-    table.add({"none missing of " + count});
+    table.add({"none missing of " + std::to_string(needed.size())});
+  } else {
+    tellMissing(output, table, set, {state->images().begin(), state->images().end()});
   }
-  if (auto const status = print(arguments.json, *state, table)) return status;
-  return complete ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS;
+  output.answer(*state);
+  if (auto const status = output.show(table)) return status;
+  return complete ? output.verdict("complete")
+                  : output.verdict("missing", nk_tools::STATUS_DIFFERS);
 }
 
-nk_tools::teExit removeByUid(tStation& station, tArguments const& arguments) {
-  std::vector<tUid> uids;
-  for (auto const& word : arguments.words) {
+// Reads the uids in `words`. The empty text, or what is wrong.
+std::string readUids(std::vector<std::string> const& words, std::set<tUid>& uids) {
+  for (auto const& word : words) {
+    tUid uid = 0;
     auto const* const end = word.data() + word.size();
-    auto const read = std::from_chars(word.data(), end, uids.emplace_back());
-    if (read.ec != std::errc() || read.ptr != end) return refuse(word + " is no uid of an image");
+    auto const read = std::from_chars(word.data(), end, uid);
+    if (read.ec != std::errc() || read.ptr != end) return word + " is no uid of an image";
+    uids.insert(uid);
   }
-  if (auto const status = removeImages(station, uids)) return status;
+  return {};
+}
+
+// What was not held is told as that: a uid that lost digits on its way is none of the panel's.
+nk_tools::teExit removeByUid(tStation& station, tOutput& output, tArguments const& arguments) {
+  std::set<tUid> uids;
+  auto const problem = readUids(arguments.words, uids);
+  if (!problem.empty()) return refuse(problem);
   std::unique_ptr<nk_messageStateRsp> state;
-  if (auto const status = askForState(station, state)) return status;
+  if (auto const status = askForState(station, output, state)) return status;
+  std::set<tUid> const before(state->images().begin(), state->images().end());
+  std::vector<tUid> held;
+  std::set_intersection(uids.begin(), uids.end(), before.begin(), before.end(),
+                        std::back_inserter(held));
+  if (!held.empty()) {
+    if (auto const status = removeImages(station, held)) return status;
+    if (auto const status = askForState(station, output, state)) return status;
+  }
   tTable table;
   table.add({"image", "result"});
-  bool allGone = true;
+  bool allGone = held.size() == uids.size();
   for (auto const uid : uids) {
-    bool const there = state->imageUidPresent(uid);
-    allGone = allGone && !there;
-    table.add({std::to_string(uid), there ? "still held" : "gone"});
+    bool const still = state->imageUidPresent(uid);
+    allGone = allGone && !still;
+    tell(output, table, uid, "",
+         still                  ? "still held"
+         : before.contains(uid) ? "gone"
+                                : "was not held");
   }
-  if (auto const status = print(arguments.json, *state, table)) return status;
-  return allGone ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS;
+  output.answer(*state);
+  if (auto const status = output.show(table)) return status;
+  return allGone ? output.verdict("gone") : output.verdict("different", nk_tools::STATUS_DIFFERS);
 }
 
 tRun declareSend(CLI::App& app) {
   auto const arguments = std::make_shared<tArguments>();
   addArguments(app, "FILE", arguments->words, "The images");
   addFlag(app, "--progress", arguments->progress, "Tell on standard error how it goes on");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) { return sendFiles(station, *arguments); };
+  return [arguments](tStation& station, tOutput& output) {
+    return sendFiles(station, output, *arguments);
+  };
 }
 
 tRun declareMissing(CLI::App& app) {
   auto const arguments = std::make_shared<tArguments>();
   addArgument(app, "FILE", arguments->file, "The schedules, - for standard input");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) { return printMissing(station, *arguments); };
+  return [arguments](tStation& station, tOutput& output) {
+    return printMissing(station, output, *arguments);
+  };
 }
 
 tRun declareRemove(CLI::App& app) {
   auto const arguments = std::make_shared<tArguments>();
   addArguments(app, "UID", arguments->words, "The images");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) { return removeByUid(station, *arguments); };
+  return [arguments](tStation& station, tOutput& output) {
+    return removeByUid(station, output, *arguments);
+  };
 }
 
 tRun declareUid(CLI::App& app) {
   auto const arguments = std::make_shared<tArguments>();
   addArguments(app, "FILE", arguments->words, "The images");
-  return [arguments](tStation&) {
+  return [arguments](tStation&, tOutput& output) {
     std::vector<tImageFile> images;
     auto const problem = readAll(arguments->words, images);
     if (!problem.empty()) return refuse(problem);
     tTable table;
-    for (auto const& image : images) table.add({std::to_string(image.uid), image.path});
-    return print(table);
+    for (auto const& image : images) {
+      table.add({std::to_string(image.uid), image.path});
+      tJson json;
+      json.addUInt64("uid", image.uid);
+      json.addString("path", tString(std::string_view(image.path)));
+      output.members().addToArray("images", std::move(json));
+    }
+    return output.show(table);
   };
 }
 

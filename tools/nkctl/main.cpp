@@ -1,5 +1,7 @@
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <string>
+#include <string_view>
 
 #include "tools/common/options.h"
 #include "tools/nkctl/commands.h"
@@ -8,11 +10,10 @@
 namespace {
 
 constexpr char footer[] =
-    "Answers are printed on standard output: as tables for people, or with --json as one line of\n"
-    "JSON, the message's own form; by time, generic and raw always so:\n"
-    "  {\"action\":\"generic\",\"type\":\"response\",\"text1\":...,\"text2\":...}  for generic "
-    "ones;\n"
-    "  {\"content\":BASE64,\"size\":BYTES}  for content that is no known message.\n"
+    "Answers are printed on standard output, as tables for people. With --json each run prints\n"
+    "one object on one line: link, to, status, result, error if the command failed, what the\n"
+    "command found out, and the answer in the message's own form. Content that is no known\n"
+    "message is {\"content\":BASE64,\"size\":BYTES}, which raw prints in any case.\n"
     "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n"
     "All commands but config init, schedules preview and images uid need --link and --to.\n\n";
 
@@ -25,7 +26,7 @@ constexpr char examples[] =
     "  nkctl --link unix:///tmp/panel.sock --to 0x20 generic hello world\n"
     "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast --timeout 30 raw content.bin";
 
-void addOptions(CLI::App& app, tStation::tOptions& options) {
+void addOptions(CLI::App& app, tStation::tOptions& options, bool& json) {
   nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; });
   nk_tools::addAddressOption(app, "--to", options.to, true,
                              "The panel's address, decimal or 0x..., or broadcast");
@@ -35,7 +36,14 @@ void addOptions(CLI::App& app, tStation::tOptions& options) {
   nk_tools::addSecondsOption(app, "--connect-timeout", options.connectTimeout, 0,
                              "How long to try to open the link; 0 tries once [2]");
   app.add_flag("--verbose", options.verbose, "Tell what the engine does");
+  app.add_flag("--json", json, "Print one object on one line");
   app.set_version_flag("--version", NK_VERSION);
+}
+
+// True if `word` stands on the command line as an option.
+bool hasWord(int argc, char** argv, std::string_view word) {
+  auto const end = std::find(argv, argv + argc, std::string_view("--"));
+  return std::find(argv, end, word) != end;
 }
 
 }  // namespace
@@ -45,7 +53,8 @@ int main(int argc, char** argv) {
   nk_tools::programName = "nkctl";
   CLI::App app("Sends a request to a display panel and prints the answer.", nk_tools::programName);
   tStation::tOptions options;
-  addOptions(app, options);
+  bool json = false;
+  addOptions(app, options, json);
   tRun run;
   for (auto const& command : commands()) {
     auto* const sub = app.add_subcommand(command.name, command.help)->fallthrough();
@@ -57,10 +66,16 @@ int main(int argc, char** argv) {
     if (!run) throw CLI::RequiredError("A command");
   });
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_DIFFERS) + examples);
-  return nk_tools::parseAndRun(app, argc, argv, [&] {
+  tOutput output(json, options);
+  bool ran = false;
+  auto const status = nk_tools::parseAndRun(app, argc, argv, [&] {
+    ran = true;
     tStation station(options);
-    auto const status = run(station);
-    if (status == nk_tools::STATUS_OK) station.close();
-    return status;
+    auto const result = run(station, output);
+    if (result == nk_tools::STATUS_OK) station.close();
+    return result;
   });
+  // A wrong command line sets nothing, and yet a script wants its object.
+  if (!ran) json = status == nk_tools::STATUS_USAGE && hasWord(argc, argv, "--json");
+  return ran || json ? output.finish(nk_tools::teExit(status)) : status;
 }

@@ -43,10 +43,15 @@ bool neverActive(tTimeSlot const& slot) {
   return crossesMidnight(slot) || slot.startTime() > lastSecondOfDay;
 }
 
-std::string slotState(tTimeSlot& slot, tTime& now) {
+char const* slotState(tTimeSlot& slot, tTime& now) {
   if (neverActive(slot)) return "never active";
-  if (slot.activeAtTime(&now)) return "active";
-  return "starts in " + clockText(slot.delayToStart(&now));
+  return slot.activeAtTime(&now) ? "active" : "starts in";
+}
+
+// The same in words, with the time until the slot starts.
+std::string slotWords(tTimeSlot& slot, tTime& now) {
+  std::string const state = slotState(slot, now);
+  return state != "starts in" ? state : state + " " + clockText(slot.delayToStart(&now));
 }
 
 }  // namespace
@@ -107,9 +112,45 @@ std::string slotsPreview(tTimeslots& slots, long long at) {
   for (unsigned int i = 0; i < slots.count(); ++i) {
     auto& slot = *slots.get(i);
     table.add({text(slot.name()), clockText(slot.startTime()), clockText(slot.stopTime()),
-               std::to_string(slot.activity()), slotState(slot, now)});
+               std::to_string(slot.activity()), slotWords(slot, now)});
   }
   return table.text();
+}
+
+void schedulesPreview(nk_messageSetSchedulesReq const& set, long long at, tJson& json) {
+  for (auto const& row : runningAt(set, at)) {
+    tJson one;
+    one.addInt("display", row.display);
+    one.addString("state", row.schedule == nullptr ? "nothing" : row.hidden ? "hidden" : "shown");
+    if (row.schedule != nullptr) {
+      one.addUInt64("uid", row.schedule->id());
+      one.addString("schedule", row.schedule->name());
+      one.addInt("since", row.schedule->startTime());
+    }
+    if (row.entry != nullptr) {
+      one.addInt("number", row.number);
+      one.addString("entry", row.entry->name());
+      one.addUInt64("imageUid", row.entry->imageId());
+      one.addInt("until", row.until);
+    }
+    json.addToArray("displays", std::move(one));
+  }
+}
+
+void slotsPreview(tTimeslots& slots, long long at, tJson& json) {
+  tTime now(at);
+  for (unsigned int i = 0; i < slots.count(); ++i) {
+    auto& slot = *slots.get(i);
+    tJson one;
+    one.addString("name", slot.name());
+    one.addInt("start", slot.startTime());
+    one.addInt("stop", slot.stopTime());
+    one.addInt("activity", slot.activity());
+    one.addString("state", slotState(slot, now));
+    if (std::string_view(slotState(slot, now)) == "starts in")
+      one.addInt("seconds", slot.delayToStart(&now));
+    json.addToArray("timeslots", std::move(one));
+  }
 }
 
 std::vector<std::string> scheduleWarnings(nk_messageSetSchedulesReq const& set) {

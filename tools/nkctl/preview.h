@@ -5,6 +5,7 @@
 
 #include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/timeSlots.h"
+#include "nkSupport/tJson.h"
 
 /// What a set of schedules means at a moment, by the rules of nk_messageSchedule and tTimeSlot. All
 /// moments are seconds since 1970-01-01 00:00:00 UTC.
@@ -32,6 +33,11 @@ std::vector<tRunning> runningAt(nk_messageSetSchedulesReq const& set, long long 
 std::string schedulesPreview(nk_messageSetSchedulesReq const& set, long long at);
 /// A table of the time slots at `at`: active, or when they start next.
 std::string slotsPreview(tTimeslots& slots, long long at);
+
+/// Both for programs: adds the arrays "displays" and "timeslots" to `json`. Moments are seconds
+/// there.
+void schedulesPreview(nk_messageSetSchedulesReq const& set, long long at, tJson& json);
+void slotsPreview(tTimeslots& slots, long long at, tJson& json);
 
 /// What is surely not meant, a line each: schedules of types that always count as expired, and
 /// slots that start behind their stop, or after the end of the day.

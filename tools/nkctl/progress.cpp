@@ -6,6 +6,7 @@
 #include <cstdio>
 
 #include "tools/common/program.h"
+#include "tools/common/text.h"
 
 namespace {
 

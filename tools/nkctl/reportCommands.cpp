@@ -5,15 +5,17 @@
 
 namespace {
 
-// Asks with `request`, prints the answer as JSON or as the table that `fill` makes of it.
+// Asks with `request` and tells the answer, for people as the table that `fill` makes of it.
 template <class Answer, class Fill>
-nk_tools::teExit report(tStation& station, nk_message& request, nk_message::teType expected,
-                        bool json, Fill fill) {
+nk_tools::teExit report(tStation& station, tOutput& output, nk_message& request,
+                        nk_message::teType expected, Fill fill) {
   std::unique_ptr<nk_message> answer;
-  if (auto const status = askFor(station, request, expected, answer)) return status;
+  if (auto const status = askFor(station, output, request, expected, answer)) return status;
   tTable table;
   fill(static_cast<Answer&>(*answer), table);
-  return print(json, *answer, table);
+  output.answer(*answer);
+  output.verdict("answered");
+  return output.show(table);
 }
 
 void fillStatistics(nk_messageStatisticsRsp const& totals, tTable& table) {
@@ -46,22 +48,18 @@ void fillDisplays(nk_messageGetDisplayConfigurationRsp& answer, tTable& table) {
 
 }  // namespace
 
-tRun declareStatistics(CLI::App& app) {
-  auto const json = std::make_shared<bool>();
-  addJsonFlag(app, *json);
-  return [json](tStation& station) {
+tRun declareStatistics(CLI::App&) {
+  return [](tStation& station, tOutput& output) {
     nk_messageStatisticsReq request(askedVersion);
-    return report<nk_messageStatisticsRsp>(station, request, nk_message::STATISTICS_RSP, *json,
+    return report<nk_messageStatisticsRsp>(station, output, request, nk_message::STATISTICS_RSP,
                                            fillStatistics);
   };
 }
 
-tRun declareDisplay(CLI::App& app) {
-  auto const json = std::make_shared<bool>();
-  addJsonFlag(app, *json);
-  return [json](tStation& station) {
+tRun declareDisplay(CLI::App&) {
+  return [](tStation& station, tOutput& output) {
     nk_messageGetDisplayConfigurationReq request(askedVersion);
     return report<nk_messageGetDisplayConfigurationRsp>(
-        station, request, nk_message::GET_DISPLAY_CONFIGURATION_RSP, *json, fillDisplays);
+        station, output, request, nk_message::GET_DISPLAY_CONFIGURATION_RSP, fillDisplays);
   };
 }

@@ -8,19 +8,19 @@ namespace {
 
 constexpr char fileHelp[] = "The schedules, - for standard input";
 
-nk_tools::teExit set(tStation& station, nk_messageSetSchedulesReq& schedules, bool json) {
+nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetSchedulesReq& schedules) {
   auto const wanted = schedules.checksum(askedVersion);
   std::unique_ptr<nk_message> answer;
-  if (auto const status = sendSchedules(station, schedules, wanted, answer)) return status;
+  if (auto const status = sendSchedules(station, output, schedules, wanted, answer)) return status;
   auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
-  return printComparison(json, *answer, wanted, response.getChecksum());
+  return compare(output, *answer, wanted, response.getChecksum());
 }
 
-nk_tools::teExit check(tStation& station, nk_messageSetSchedulesReq& schedules, bool json) {
-  nk_messageStateReq request(askedVersion);
+nk_tools::teExit check(tStation& station, tOutput& output, nk_messageSetSchedulesReq& schedules) {
   std::unique_ptr<nk_messageStateRsp> state;
-  if (auto const status = askForState(station, request, state)) return status;
-  return printComparison(json, *state, schedules.checksum(askedVersion), state->csSched());
+  if (auto const status = askForState(station, output, state)) return status;
+  return compare(output, *state, schedules.checksum(askedVersion),
+                 state->csSched());
 }
 
 tRun declareSet(CLI::App& app) {
@@ -37,7 +37,7 @@ struct tArguments {
   std::string at;
 };
 
-nk_tools::teExit printPreview(tArguments const& arguments) {
+nk_tools::teExit printPreview(tOutput& output, tArguments const& arguments) {
   auto at = tTime::now();
   if (!arguments.at.empty() && !parseMoment(arguments.at, at))
     return refuse("--at " + arguments.at + R"(: neither seconds nor "YYYY-MM-DD hh:mm:ss")");
@@ -46,6 +46,8 @@ nk_tools::teExit printPreview(tArguments const& arguments) {
   if (!problem.empty()) return refuse(problem);
   auto text = "At " + momentText(at) + " UTC\n\n" + schedulesPreview(set, at);
   auto warnings = scheduleWarnings(set);
+  output.members().addInt("at", at);
+  schedulesPreview(set, at, output.members());
   if (!arguments.config.empty()) {
     nk_messageSetConfigReq config(askedVersion);
     problem = readConfigFile(arguments.config, config);
@@ -53,10 +55,11 @@ nk_tools::teExit printPreview(tArguments const& arguments) {
     tTimeslots slots;
     config.timeslots_get(&slots);
     text += "\n" + slotsPreview(slots, at);
+    slotsPreview(slots, at, output.members());
     for (auto const& warning : slotWarnings(slots)) warnings.push_back(warning);
   }
-  for (auto const& warning : warnings) nk_tools::say("warning: " + warning);
-  return print(tString(std::string_view(text)));
+  for (auto const& warning : warnings) output.warn(warning);
+  return output.show(text);
 }
 
 tRun declarePreview(CLI::App& app) {
@@ -66,19 +69,19 @@ tRun declarePreview(CLI::App& app) {
             "Tell the time slots of this configuration too");
   addOption(app, "--at", arguments->at, "TIME",
             "The moment, UTC: seconds or \"YYYY-MM-DD hh:mm:ss\" [now]");
-  return [arguments](tStation&) { return printPreview(*arguments); };
+  return [arguments](tStation&, tOutput& output) { return printPreview(output, *arguments); };
 }
 
 }  // namespace
 
-nk_tools::teExit sendSchedules(tStation& station, nk_messageSetSchedulesReq& set,
+nk_tools::teExit sendSchedules(tStation& station, tOutput& output, nk_messageSetSchedulesReq& set,
                                tString const& wanted, std::unique_ptr<nk_message>& answer) {
   // Of neighbours to be dropped a panel drops only every second one, so that each round halves what
   // is left over. No more than 2^32 schedules can be.
   constexpr unsigned int mostRounds = 33;
   tString before;
   for (unsigned int round = 1; round <= mostRounds; ++round) {
-    if (auto const status = askFor(station, set, nk_message::SET_SCHEDULES_RSP, answer))
+    if (auto const status = askFor(station, output, set, nk_message::SET_SCHEDULES_RSP, answer))
       return status;
     auto const& now = static_cast<nk_messageSetSchedulesRsp const&>(*answer).getChecksum();
     if (now == wanted || now == before) break;

@@ -2,11 +2,6 @@
 
 namespace {
 
-struct tArguments {
-  std::string name;
-  bool json = false;
-};
-
 tTable stateTable(nk_messageStateRsp const& state) {
   tTable table;
   table.add({"serial number", std::to_string(state.serial())});
@@ -26,53 +21,64 @@ tTable stateTable(nk_messageStateRsp const& state) {
   return table;
 }
 
+nk_tools::teExit showState(tOutput& output, nk_messageStateRsp& state) {
+  auto table = stateTable(state);
+  output.answer(state);
+  return output.show(table);
+}
+
 }  // namespace
 
-nk_tools::teExit askForState(tStation& station, nk_messageStateReq& request,
+nk_tools::teExit askForState(tStation& station, tOutput& output, nk_messageStateReq& request,
                              std::unique_ptr<nk_messageStateRsp>& state) {
   std::unique_ptr<nk_message> answer;
-  if (auto const status = askFor(station, request, nk_message::STATE_RSP, answer)) return status;
+  if (auto const status = askFor(station, output, request, nk_message::STATE_RSP, answer))
+    return status;
   state.reset(static_cast<nk_messageStateRsp*>(answer.release()));
   return nk_tools::STATUS_OK;
 }
 
-nk_tools::teExit printComparison(bool json, nk_message& answer, tString const& file,
-                                 tString const& panel) {
+nk_tools::teExit askForState(tStation& station, tOutput& output,
+                             std::unique_ptr<nk_messageStateRsp>& state) {
+  nk_messageStateReq request(askedVersion);
+  return askForState(station, output, request, state);
+}
+
+nk_tools::teExit compare(tOutput& output, nk_message& answer, tString const& file,
+                         tString const& panel) {
   bool const same = file == panel;
+  char const* const result = same ? "same" : "different";
   tTable table;
   table.add({"file", text(file)});
   table.add({"panel", text(panel)});
-  table.add({"result", same ? "same" : "different"});
-  if (auto const status = print(json, answer, table)) return status;
-  return same ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS;
+  table.add({"result", result});
+  output.members().addString("file", file);
+  output.members().addString("panel", panel);
+  output.answer(answer);
+  if (auto const status = output.show(table)) return status;
+  return output.verdict(result, same ? nk_tools::STATUS_OK : nk_tools::STATUS_DIFFERS);
 }
 
-tRun declareState(CLI::App& app) {
-  auto const arguments = std::make_shared<tArguments>();
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) {
-    nk_messageStateReq request(askedVersion);
+tRun declareState(CLI::App&) {
+  return [](tStation& station, tOutput& output) {
     std::unique_ptr<nk_messageStateRsp> state;
-    if (auto const status = askForState(station, request, state)) return status;
-    auto table = stateTable(*state);
-    return print(arguments->json, *state, table);
+    if (auto const status = askForState(station, output, state)) return status;
+    output.verdict("answered");
+    return showState(output, *state);
   };
 }
 
 tRun declareSetName(CLI::App& app) {
-  auto const arguments = std::make_shared<tArguments>();
-  addArgument(app, "NAME", arguments->name, "The new name");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) {
-    tString const name{std::string_view(arguments->name)};
+  auto const name = std::make_shared<std::string>();
+  addArgument(app, "NAME", *name, "The new name");
+  return [name](tStation& station, tOutput& output) {
     nk_messageStateReq request(askedVersion);
-    request.setTaskNewName(name);
+    request.setTaskNewName(tString(std::string_view(*name)));
     std::unique_ptr<nk_messageStateRsp> state;
-    if (auto const status = askForState(station, request, state)) return status;
-    auto table = stateTable(*state);
-    if (auto const status = print(arguments->json, *state, table)) return status;
-    if (state->devName() == name) return nk_tools::STATUS_OK;
+    if (auto const status = askForState(station, output, request, state)) return status;
+    if (auto const status = showState(output, *state)) return status;
+    if (text(state->devName()) == *name) return output.verdict("same");
     nk_tools::say("the panel did not take the name");
-    return nk_tools::STATUS_DIFFERS;
+    return output.verdict("different", nk_tools::STATUS_DIFFERS);
   };
 }

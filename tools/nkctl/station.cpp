@@ -22,8 +22,6 @@ constexpr milliseconds closeTime{1000};
 // How often a call that lasts looks how the link is doing.
 constexpr milliseconds reportTime{50};
 
-void sayLog(void*, char const* text) { nk_tools::say(text); }
-
 }  // namespace
 
 tStation::tStation(tOptions const& options) : m_options(options) {
@@ -78,8 +76,8 @@ void tStation::close() {
 nk_tools::teExit tStation::checkOptions() const {
   bool const complete = m_options.link && m_options.to != nk_basicTelegram::addressNone;
   if (complete) return nk_tools::STATUS_OK;
-  nk_tools::say(m_options.link ? "--to is required" : "--link is required");
-  return nk_tools::STATUS_USAGE;
+  return nk_tools::fail(nk_tools::STATUS_USAGE,
+                        m_options.link ? "--to is required" : "--link is required");
 }
 
 nk_tools::teExit tStation::connect() {
@@ -92,14 +90,15 @@ nk_tools::teExit tStation::connect() {
     options.address = m_options.from;
     options.patience = m_options.timeout;
     options.maxBytes = tBlob::maxSize;
-    if (m_options.verbose) options.logOutput = sayLog;
+    if (m_options.verbose) options.logOutput = nk_tools::sayEngine;
     m_link = std::make_unique<nk_station>(descriptor, options);
   };
   auto const failed = [&](std::error_code reason) {
     if (m_options.verbose) nk_tools::say(reason.message() + "; trying again");
   };
   auto const giveUp = [&](std::error_code reason) {
-    nk_tools::say("cannot open " + m_options.link->text() + ": " + reason.message());
+    nk_tools::fail(nk_tools::STATUS_LINK,
+                   "cannot open " + m_options.link->text() + ": " + reason.message());
     gaveUp = true;
   };
   nk_dialer::tPlan plan;
@@ -113,30 +112,26 @@ nk_tools::teExit tStation::connect() {
 // Waits for the end of a call and says what went wrong.
 nk_tools::teExit tStation::outcomeOf(std::future<nk_station::tResult> call, tBlob* answer) {
   if (!call.valid()) {
-    nk_tools::say("the request is too large");
-    return nk_tools::STATUS_OTHER;
+    return nk_tools::fail(nk_tools::STATUS_OTHER, "the request is too large");
   }
   auto result = call.get();
-  auto const fail = [](nk_tools::teExit status, std::string const& problem) {
-    nk_tools::say(problem);
-    return status;
-  };
   if (result.outcome == nk_station::OUTCOME_ANSWER) answer->swap(result.content);
   if (!result.reason) return nk_tools::STATUS_OK;
   if (result.reason == std::errc::timed_out) {
-    return fail(nk_tools::STATUS_TIMEOUT,
-                answer != nullptr ? "no answer in time" : "the request did not go out in time");
+    return nk_tools::fail(nk_tools::STATUS_TIMEOUT, answer != nullptr
+                                                        ? "no answer in time"
+                                                        : "the request did not go out in time");
   }
   if (result.outcome == nk_station::OUTCOME_DAMAGED)
     return fail(nk_tools::STATUS_PROTOCOL, "the answer was damaged");
   if (result.reason == std::errc::invalid_argument)
-    return fail(nk_tools::STATUS_PROTOCOL, "the request could not be sent");
+    return nk_tools::fail(nk_tools::STATUS_PROTOCOL, "the request could not be sent");
   return sayOver(result.reason, " before it answered");
 }
 
 nk_tools::teExit tStation::sayOver(std::error_code reason, char const* when) {
   bool const inOrder = reason == std::errc::not_connected;
-  nk_tools::say(inOrder ? std::string("the peer closed the link") + when
-                        : "the link broke: " + reason.message());
-  return nk_tools::STATUS_PROTOCOL;
+  return nk_tools::fail(nk_tools::STATUS_PROTOCOL,
+                        inOrder ? std::string("the peer closed the link") + when
+                                : "the link broke: " + reason.message());
 }

@@ -1,10 +1,8 @@
 #include <algorithm>
 #include <set>
 
-#include "tools/common/messages.h"
 #include "tools/nkctl/site.h"
 #include "tools/nkctl/stateCommands.h"
-#include "tools/nkctl/station.h"
 
 namespace {
 
@@ -15,7 +13,6 @@ struct tArguments {
   bool dryRun = false;
   bool remove = false;
   bool progress = false;
-  bool json = false;
 };
 
 // How a panel differs from a directory.
@@ -47,20 +44,18 @@ struct tDifference {
 
 class tSync {
  public:
-  tSync(tStation& station, tArguments const& arguments)
-      : m_station(station), m_arguments(arguments) {}
+  tSync(tStation& station, tOutput& output, tArguments const& arguments)
+      : m_station(station), m_output(output), m_arguments(arguments) {}
 
   nk_tools::teExit run() {
     auto const problem = readSite(m_arguments.directory, m_site);
     if (!problem.empty()) return refuse(problem);
-    for (auto const& warning : siteWarnings(m_site)) nk_tools::say("warning: " + warning);
+    for (auto const& warning : siteWarnings(m_site)) m_output.warn(warning);
     if (auto const status = look()) return status;
     tDifference const before(m_site, *m_state, m_arguments.remove);
     if (!before.any()) return finish(before, "nothing to send");
     if (m_arguments.dryRun) return finish(before, "nothing was sent");
-    if (!m_arguments.json) {
-      if (auto const status = printComparison(before)) return status;
-    }
+    if (auto const status = printComparison(before)) return status;
     if (auto const status = send(before)) return status;
     if (auto const status = look()) return status;
     tDifference const after(m_site, *m_state, m_arguments.remove);
@@ -68,17 +63,32 @@ class tSync {
   }
 
  private:
-  nk_tools::teExit look() {
-    nk_messageStateReq request(askedVersion);
-    return askForState(m_station, request, m_state);
-  }
+  nk_tools::teExit look() { return askForState(m_station, m_output, m_state); }
 
   nk_tools::teExit finish(tDifference const& difference, char const* words) {
-    auto status =
-        m_arguments.json ? print(nk_tools::messageJson(*m_state)) : printComparison(difference);
-    if (status == nk_tools::STATUS_OK) status = told(words);
-    if (status != nk_tools::STATUS_OK) return status;
-    return difference.any() ? nk_tools::STATUS_DIFFERS : nk_tools::STATUS_OK;
+    addMembers(difference);
+    if (auto const status = printComparison(difference)) return status;
+    if (auto const status = m_output.show(words)) return status;
+    return difference.any() ? m_output.verdict("different", nk_tools::STATUS_DIFFERS)
+                            : m_output.verdict("same");
+  }
+
+  void addMembers(tDifference const& difference) {
+    auto& members = m_output.members();
+    if (m_site.config) members.addString("configuration", difference.config ? "different" : "same");
+    if (m_site.schedules)
+      members.addString("schedules", difference.schedules ? "different" : "same");
+    auto const image = [&](tUid uid, std::string const& name, char const* result) {
+      tJson json;
+      json.addUInt64("uid", uid);
+      if (!name.empty()) json.addString("name", tString(std::string_view(name)));
+      json.addString("result", result);
+      members.addToArray("images", std::move(json));
+    };
+    for (auto const& [uid, each] : m_site.images)
+      image(uid, each.name, m_state->imageUidPresent(uid) ? "same" : "missing");
+    for (auto const uid : difference.surplus) image(uid, "", "surplus");
+    m_output.answer(*m_state);
   }
 
   nk_tools::teExit printComparison(tDifference const& difference) {
@@ -99,7 +109,7 @@ class tSync {
     }
     for (auto const uid : difference.surplus)
       table.add({"image", "none", std::to_string(uid), "surplus"});
-    return print(table);
+    return m_output.show(table);
   }
 
   // Images come before the schedules that show them, and go after those that showed them.
@@ -111,32 +121,37 @@ class tSync {
       if (!problem.empty() || image.uid != uid)
         return refuse(problem.empty() ? known.path + " has just changed" : problem);
       if (auto const status = sendImage(m_station, image, m_arguments.progress)) return status;
-      if (auto const status = told("sent " + known.name)) return status;
+      if (auto const status = sent(known.name)) return status;
     }
     std::unique_ptr<nk_message> answer;
     if (difference.config) {
-      if (auto const status = askFor(m_station, *m_site.config, nk_message::SET_CONFIG_RSP, answer))
+      if (auto const status =
+              askFor(m_station, m_output, *m_site.config, nk_message::SET_CONFIG_RSP, answer))
         return status;
-      if (auto const status = told("sent the configuration")) return status;
+      if (auto const status = sent("the configuration")) return status;
     }
     if (difference.schedules) {
-      if (auto const status =
-              sendSchedules(m_station, *m_site.schedules, difference.schedulesChecksum, answer))
+      if (auto const status = sendSchedules(m_station, m_output, *m_site.schedules,
+                                            difference.schedulesChecksum, answer))
         return status;
-      if (auto const status = told("sent the schedules")) return status;
+      if (auto const status = sent("the schedules")) return status;
     }
     if (!difference.removes || difference.surplus.empty()) return nk_tools::STATUS_OK;
     if (auto const status = removeImages(m_station, difference.surplus)) return status;
-    return told("removed " + std::to_string(difference.surplus.size()) + " images");
+    return m_output.show("removed " + std::to_string(difference.surplus.size()) + " images");
   }
 
-  nk_tools::teExit told(std::string const& line) const {
-    return m_arguments.json ? nk_tools::STATUS_OK : print(tString(std::string_view(line)));
+  nk_tools::teExit sent(std::string const& what) {
+    m_sent.add(tString(std::string_view(what)));
+    m_output.members().addStringArray("sent", m_sent);  // known even if the rest fails
+    return m_output.show("sent " + what);
   }
 
   tStation& m_station;
+  tOutput& m_output;
   tArguments const& m_arguments;
   tSite m_site;
+  tStringList m_sent;
   std::unique_ptr<nk_messageStateRsp> m_state;
 };
 
@@ -149,6 +164,7 @@ tRun declareSync(CLI::App& app) {
   addFlag(app, "--dry-run", arguments->dryRun, "Only say what differs");
   addFlag(app, "--remove", arguments->remove, "Have the panel drop images that DIRECTORY lacks");
   addFlag(app, "--progress", arguments->progress, "Tell on standard error how images go out");
-  addJsonFlag(app, arguments->json);
-  return [arguments](tStation& station) { return tSync(station, *arguments).run(); };
+  return [arguments](tStation& station, tOutput& output) {
+    return tSync(station, output, *arguments).run();
+  };
 }

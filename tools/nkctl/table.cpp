@@ -6,7 +6,7 @@
 #include <charconv>
 #include <cstdlib>
 
-#include "tools/common/program.h"
+#include "tools/common/text.h"
 
 namespace {
 
@@ -17,14 +17,17 @@ std::size_t width(std::string const& cell) {
   }));
 }
 
-// `line` in the colour "#RRGGBB"; as it is if `colour` is none.
+// `line` on the colour "#RRGGBB", in black or white, whichever is easier to read there: whether the
+// terminal itself is dark or light is not known. As it is if `colour` is none.
 std::string painted(std::string const& line, tString const& colour) {
   unsigned int value = 0;
   auto const digits = colour.view().substr(colour.empty() ? 0 : 1);
   auto const end = digits.data() + digits.size();
   if (std::from_chars(digits.data(), end, value, 16).ptr != end || digits.size() != 6) return line;
-  return "\x1b[38;2;" + std::to_string(value >> 16) + ";" + std::to_string(value >> 8 & 255) + ";" +
-         std::to_string(value & 255) + "m" + line + "\x1b[0m";
+  unsigned int const red = value >> 16, green = value >> 8 & 255, blue = value & 255;
+  bool const isLight = red * 3 + green * 6 + blue > 1275;  // of 2550
+  return std::string(isLight ? "\x1b[30;48;2;" : "\x1b[97;48;2;") + std::to_string(red) + ";" +
+         std::to_string(green) + ";" + std::to_string(blue) + "m" + line + "\x1b[0m";
 }
 
 }  // namespace

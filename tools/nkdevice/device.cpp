@@ -20,8 +20,6 @@ constexpr milliseconds stopTime{1000};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
 constexpr unsigned int linesPerMinute = 60;
 
-void sayLog(void*, char const* text) { nk_tools::say(text); }
-
 void received(unsigned int station, tBlob* content, void* context) {
   auto const& link = *static_cast<nk_openLinks::tLink*>(context);
   static_cast<tPanel*>(link.context)->receive({station, link.peer.name}, *content);
@@ -35,7 +33,7 @@ nk_linkedEngine::tSetup setupFor(tDevice::tOptions const& options, tPanel& panel
   setup.guard = nk_linkGuard::tOptions::all(options.address);
   unsigned long long const own = setup.guard->maxHeld;
   setup.guard->maxHeld = static_cast<unsigned int>(std::min(own, options.limits.held));
-  if (options.panel.verbose) setup.logOutput = sayLog;
+  if (options.panel.verbose) setup.logOutput = nk_tools::sayEngine;
   return setup;
 }
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "nkSupport/tJson.h"
-#include "tools/common/program.h"
+#include "tools/common/text.h"
 
 namespace {
 
@@ -90,5 +90,5 @@ void nk_explain::printJson(tNote const& note) {
   std::string line(json.getJson(false).view());
   // The message's own text is put in as it is: there is no cheaper way to nest it.
   if (!note.json.empty()) line.replace(line.size() - 1, 1, ",\"message\":" + note.json + "}");
-  print(line);
+  print(nk_tools::strictJson(line));
 }
