@@ -2,6 +2,7 @@
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <termios.h>
 #include <unistd.h>
@@ -133,6 +134,12 @@ void nk_carrier::finishSending() {
   int result = end();
   while (result != 0 && errno == EINTR) result = end();
   if (result != 0) fail(errno);
+}
+
+unsigned int nk_carrier::unacknowledged() {
+  int count = 0;  // TIOCOUTQ has the same number for sockets, where it is called SIOCOUTQ
+  if (m_error || ::ioctl(m_descriptor.native_handle(), TIOCOUTQ, &count) != 0) return 0;
+  return static_cast<unsigned int>(std::max(count, 0));
 }
 
 void nk_carrier::checkProgress() {

@@ -73,6 +73,9 @@ class nk_carrier {
 
   /// Bytes that wait to be sent.
   unsigned int outgoing() const { return m_outgoing.size(); }
+  /// Bytes that the system has taken and the peer's system has not: asks the system. On a Unix
+  /// socket the system counts its own overhead too.
+  unsigned int unacknowledged();
   /// Bytes that have arrived and were not handed out.
   unsigned int incoming() const { return m_incoming.size(); }
   /// Bytes of memory that both buffers take.

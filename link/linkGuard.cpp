@@ -49,6 +49,7 @@ void nk_linkGuard::take() {
     ++m_counters.duplicates;
     return;
   }
+  if (part.isResponse()) ++m_answerFrames;
   bool const whole = part.partId() == 1 && part.isLastPart();
   if (whole || !m_options.assemble) return deliver(m_incoming.frame());
   m_held.add(part, m_incoming.frame(), m_now, m_complete);
@@ -69,12 +70,14 @@ bool nk_linkGuard::isForeign(nk_telegramPart const& part) const {
   return m_options.address && to != *m_options.address && to != nk_basicTelegram::addressBroadcast;
 }
 
-bool nk_linkGuard::isStranger(nk_telegramPart const& part) const {
+bool nk_linkGuard::isStranger(nk_telegramPart const& part) {
   if (!m_options.checkAnswers || !part.isResponse()) return false;
   auto const found = m_askedById.find(part.telegramId());
   if (found == m_askedById.end()) return true;
   unsigned int const asked = found->second->destination;
-  return asked != nk_basicTelegram::addressBroadcast && asked != part.sourceAddress();
+  if (asked == nk_basicTelegram::addressBroadcast || asked == part.sourceAddress()) return false;
+  m_counters.wrongSender = part.sourceAddress();
+  return true;
 }
 
 bool nk_linkGuard::isDuplicate() {

@@ -81,6 +81,8 @@ class nk_linkGuard {
     unsigned long long expired = 0;       ///< incomplete telegrams that got no part in time
     unsigned long long refused = 0;       ///< telegrams dropped for lack of room or memory
     unsigned long long incomplete = 0;    ///< telegrams that lack parts at present
+    /// Of the strangers the last one that answered in place of the peer that was asked.
+    unsigned int wrongSender = nk_basicTelegram::addressNone;
   };
 
   /// Called with each frame for the engine, start and end byte included; the bytes hold during the
@@ -100,6 +102,8 @@ class nk_linkGuard {
   /// and how many frames of such requests that were.
   unsigned int lastAsked() const { return m_lastAsked; }
   unsigned long long askedFrames() const { return m_askedFrames; }
+  /// How many frames of answers have passed the cures: delivered, or held for the rest of them.
+  unsigned long long answerFrames() const { return m_answerFrames; }
   /// Lets no more answers to the request `id` through.
   void forget(unsigned int id);
   /// Drops incomplete telegrams that have waited too long; receive() does so too. To be called now
@@ -129,7 +133,7 @@ class nk_linkGuard {
 
   void take();
   bool isForeign(nk_telegramPart const& part) const;
-  bool isStranger(nk_telegramPart const& part) const;
+  bool isStranger(nk_telegramPart const& part);
   bool isDuplicate();
   void forgetOldFrames();
   void remember(nk_telegramPart const& request);
@@ -146,6 +150,7 @@ class nk_linkGuard {
   std::unordered_map<unsigned int, std::list<tAsked>::iterator> m_askedById;
   unsigned int m_lastAsked = 0;
   unsigned long long m_askedFrames = 0;
+  unsigned long long m_answerFrames = 0;
   std::set<tFrameKey> m_recentKeys;
   std::deque<tRecent> m_recent;  // oldest first
   tCounters m_counters;

@@ -54,7 +54,8 @@ class nk_station {
     /// Until the system has taken the last byte of the request: longest time in which it takes no
     /// byte of the link, be it of this request or of others; counted from the call at the earliest.
     tDuration stall = tDuration::max();
-    /// For the answer, from when the system has taken the last byte of the request.
+    /// For the answer, from when the system has taken the last byte of the request; starts again
+    /// when the peer's system takes bytes of the link, and with each frame of an answer.
     tDuration answer = tDuration::max();
   };
 
@@ -141,8 +142,10 @@ class nk_station {
 
   /// Bytes that have gone out on the link, and whether the link is over.
   struct tTraffic {
-    unsigned long long sent = 0;  ///< bytes handed to the link, since the start
-    unsigned int waiting = 0;     ///< of these, bytes that the system has not taken yet
+    unsigned long long sent = 0;      ///< bytes handed to the link, since the start
+    unsigned int waiting = 0;         ///< of these, bytes that the system has not taken yet
+    unsigned int underWay = 0;        ///< bytes that the system has and the peer's system has not
+    unsigned long long received = 0;  ///< bytes that came, whatever became of them
     /// Why the link is over; not_connected if the peer has ended it in order. No error before.
     std::error_code over;
   };

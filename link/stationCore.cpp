@@ -29,12 +29,13 @@ nk_carrier::tLimits limitsFor(nk_station::tOptions const& options) {
 }
 
 nk_linkedEngine::tSetup setupFor(nk_station::tOptions const& options, void* context,
-                                 nk_clock const& clock) {
+                                 nk_clock const& clock,
+                                 void (*log)(void* context, char const* text)) {
   nk_linkedEngine::tSetup setup;
   setup.address = options.address;
   setup.context = context;
-  setup.logOutput = options.logOutput;
-  setup.logContext = options.logContext;
+  setup.logOutput = options.logOutput != nullptr ? log : nullptr;
+  setup.logContext = context;
   setup.logFcn = options.logFcn;
   setup.guard = options.guard ? *options.guard : nk_linkGuard::tOptions::all(options.address);
   setup.guard->now = [&clock] { return clock.now(); };
@@ -77,7 +78,13 @@ nk_station::tCore::tOwned::~tOwned() {
 }
 
 nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options)
-    : tCore(io, descriptor, options, setupFor(options, this, nk_clock::of(io))) {}
+    : tCore(io, descriptor, options, setupFor(options, this, nk_clock::of(io), logThrough)) {}
+
+// The engine's log, without the answers that withdraw() makes up.
+void nk_station::tCore::logThrough(void* context, char const* text) {
+  auto const& self = *static_cast<tCore*>(context);
+  if (!self.m_withdrawing) self.m_options.logOutput(self.m_options.logContext, text);
+}
 
 nk_station::tCore::tCore(asio::io_context& io, tOwned& descriptor, tOptions const& options,
                          nk_linkedEngine::tSetup const& setup)
@@ -189,8 +196,9 @@ void nk_station::tCore::round() {
 
 void nk_station::tCore::publish() {
   auto const counters = m_link.guard()->counters();
-  auto const& carrier = m_link.carrier();
-  tTraffic const traffic{carrier.sent(), carrier.outgoing(), over()};
+  auto& carrier = m_link.carrier();
+  tTraffic const traffic{carrier.sent(), carrier.outgoing(), carrier.unacknowledged(),
+                         carrier.received(), over()};
   tLockGuard guard(m_lock);
   m_counters = counters;
   m_traffic = traffic;
@@ -288,12 +296,14 @@ void nk_station::tCore::noteProgress() {
     request.taken = now;
     setDeadline(request);
   }
+  std::pair const answering(m_link.carrier().unacknowledged(), m_link.guard()->answerFrames());
+  if (std::exchange(m_answering, answering) != answering) m_answerProgress = now;
 }
 
 nk_station::tCore::tMoment nk_station::tCore::deadlineOf(tRequest const& request) const {
   auto const& limits = request.timeouts;
   auto const phase = request.taken
-                         ? momentAfter(*request.taken, limits.answer)
+                         ? momentAfter(std::max(*request.taken, m_answerProgress), limits.answer)
                          : momentAfter(std::max(request.accepted, m_lastProgress), limits.stall);
   return std::min(phase, momentAfter(request.accepted, limits.whole));
 }
@@ -347,7 +357,9 @@ void nk_station::tCore::giveUp(std::vector<tTicket> const& tickets, teOutcome ou
     withdraw(found->second);
     withdrawn = true;
   }
+  m_withdrawing = true;
   if (withdrawn) m_link.pump();
+  m_withdrawing = false;
   for (auto const ticket : tickets) {
     auto const found = m_requests.find(ticket);
     if (found == m_requests.end()) continue;

@@ -93,6 +93,7 @@ class nk_station::tCore {
   void checkFinish();
   void giveUp(std::vector<tTicket> const& tickets, teOutcome outcome, std::error_code reason);
   void withdraw(tRequest& request);
+  static void logThrough(void* context, char const* text);
   void complete(tTicket ticket, tResult result);
   void runCompletions();
   void arm();
@@ -102,6 +103,7 @@ class nk_station::tCore {
   tOptions const m_options;
   asio::io_context& m_io;
   nk_clock& m_clock;
+  bool m_withdrawing = false;  // the engine is being given answers that did not come
   nk_linkedEngine m_link;
   nk_timer m_timer;
   std::optional<tMoment> m_armed;  // when the timer will fire
@@ -115,6 +117,9 @@ class nk_station::tCore {
   std::deque<std::pair<tTicket, unsigned long long>> m_leaving;  // and the byte that ends each
   unsigned long long m_gone = 0;  // bytes of the link that the system has taken
   tMoment m_lastProgress{};       // when m_gone last grew
+  // What the time for answers starts again with: bytes between the systems, frames of answers.
+  std::pair<unsigned int, unsigned long long> m_answering;
+  tMoment m_answerProgress{};  // when m_answering last changed
   std::set<std::pair<tMoment, tTicket>> m_deadlines;
   std::deque<std::pair<tDone, tResult>> m_completed;  // to be called
   std::list<tRequests::node_type> m_lost;             // given up, but the engine kept the pointer
