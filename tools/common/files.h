@@ -10,8 +10,8 @@ namespace nk_tools {
 constexpr unsigned int largestContent = 256u << 20;
 
 /// Reads the whole file into `content`; the name "-" stands for standard input. Null if that went
-/// well, otherwise what is wrong with it, for the place behind its name: "cannot be opened". Files
-/// above 256 MiB are refused.
+/// well, otherwise what is wrong: a constant text to stand behind the name and a colon, the
+/// system's own where the system refused. Files above 256 MiB are refused.
 char const* readFile(std::string const& name, tBlob& content);
 
 }  // namespace nk_tools

@@ -39,8 +39,8 @@ constexpr tJsonField jsonText(char const* key, bool required = false) {
   return {key, JSON_TEXT, required};
 }
 
-/// What is wrong with `text`, with its place, such as "schedules[2].entries[0].uid: ..."; the empty
-/// text if it is one JSON object with these members and no others, none of them twice.
+/// What is wrong with `text`, with its place, such as "line 9: schedules[2].entries[0].uid ...";
+/// the empty text if it is one JSON object with these members and no others, none of them twice.
 std::string shapeProblem(std::string_view text, std::span<tJsonField const> fields);
 
 /// Reads the file, "-" for standard input, into `json` if it has this shape. The empty text, or

@@ -3,6 +3,7 @@
 #include <charconv>
 #include <chrono>
 #include <cstdio>
+#include <string_view>
 
 #include "nkProtocol/scheduleMessages.h"
 
@@ -14,6 +15,15 @@ using namespace std::chrono;
 std::string digits(unsigned int value, std::size_t width) {
   auto const text = std::to_string(value);
   return text.size() < width ? std::string(width - text.size(), '0') + text : text;
+}
+
+// "2026-03-01T08:00:00Z" as "2026-03-01 08:00:00"; any other text as it is.
+std::string withoutLetters(std::string text) {
+  constexpr std::size_t day = std::string_view("YYYY-MM-DD").size();
+  if (text.size() <= day || text[day] != 'T' || text.back() != 'Z') return text;
+  text[day] = ' ';
+  text.pop_back();
+  return text;
 }
 
 bool isDate(std::string const& text, long long& seconds) {
@@ -33,7 +43,8 @@ bool isDate(std::string const& text, long long& seconds) {
 
 }  // namespace
 
-bool parseMoment(std::string const& text, long long& seconds) {
+bool parseMoment(std::string const& written, long long& seconds) {
+  auto const text = withoutLetters(written);
   long long value = 0;
   auto const number = std::from_chars(text.data(), text.data() + text.size(), value);
   bool const isNumber = number.ec == std::errc() && number.ptr == text.data() + text.size();

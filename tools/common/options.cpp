@@ -3,6 +3,7 @@
 #include <malloc.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cstdio>
 #include <exception>
@@ -10,6 +11,7 @@
 #include "link/serialLine.h"
 #include "nkProtocol/protocol.h"
 #include "tools/common/manual.h"
+#include "tools/common/usage.h"
 
 namespace {
 
@@ -75,7 +77,24 @@ void nk_tools::addSecondsOption(CLI::App& app, std::string const& name,
   app.add_option_function<double>(name, store, help)->type_name("SECONDS");
 }
 
+void nk_tools::addVersionOption(CLI::App& app) {
+  app.set_version_flag("-V,--version", app.get_name() + " " + NK_VERSION,
+                       "Print name and version and exit");
+}
+
 namespace {
+
+// The words behind the program's name, last first, as they are to be parsed.
+std::vector<std::string> wordsOf(CLI::App const& app, int argc, char const* const* argv) {
+  std::vector<std::string> words(argv + 1, argv + argc);
+  auto const commands = app.get_subcommands([](CLI::App const*) { return true; });
+  if (!commands.empty() && !words.empty() && words.front() == "help") {
+    words.erase(words.begin());
+    words.emplace_back("--help");
+  }
+  std::reverse(words.begin(), words.end());
+  return words;
+}
 
 // Large blocks go back to the system as soon as they are free. Without this the heaps of both
 // threads keep some of every image that passed.
@@ -97,9 +116,11 @@ int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
     if (only == "--print-completion") return print(bashCompletion(app));
   }
   try {
-    app.parse(argc, argv);
+    app.parse(wordsOf(app, argc, argv));
   } catch (CLI::ParseError const& reason) {
-    return app.exit(reason) == 0 ? STATUS_OK : STATUS_USAGE;
+    if (reason.get_exit_code() == 0) return app.exit(reason);
+    return fail(STATUS_USAGE,
+                usageProblem(app, reason) + "; " + app.get_name() + " --help tells more");
   }
   keepMemorySmall();
   try {

@@ -30,8 +30,12 @@ CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned i
 void addSecondsOption(CLI::App& app, std::string const& name, std::chrono::milliseconds& value,
                       double least, std::string const& help);
 
+/// Adds -V and --version, which print the program's name and version.
+void addVersionOption(CLI::App& app);
+
 /// Reads the command line and calls `run` if it is right. Gives help and version their status 0,
-/// wrong usage its own, and STATUS_OTHER to what `run` throws.
+/// wrong usage its own, and STATUS_OTHER to what `run` throws. Of a program with commands, "help"
+/// and "help COMMAND" are --help and COMMAND --help.
 int parseAndRun(CLI::App& app, int argc, char const* const* argv,
                 std::function<teExit()> const& run);
 

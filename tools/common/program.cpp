@@ -1,5 +1,8 @@
 #include "tools/common/program.h"
 
+#include <poll.h>
+#include <unistd.h>
+
 #include <charconv>
 #include <cstdio>
 
@@ -63,3 +66,8 @@ nk_tools::teExit nk_tools::fail(teExit status, std::string_view problem) {
 }
 
 std::string const& nk_tools::failure() { return lastFailure; }
+
+bool nk_tools::readerGone() {
+  pollfd output{STDOUT_FILENO, 0, 0};  // errors are told without being asked for
+  return ::poll(&output, 1, 0) > 0;
+}

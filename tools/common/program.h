@@ -34,5 +34,7 @@ void sayEngine(void* context, char const* text);
 teExit fail(teExit status, std::string_view problem);
 /// What `fail` was last told; empty if it was not called.
 std::string const& failure();
+/// True if nobody reads standard output any more: it is a pipe whose reader has gone.
+bool readerGone();
 
 }  // namespace nk_tools

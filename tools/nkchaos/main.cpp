@@ -84,7 +84,7 @@ int main(int argc, char** argv) {
       ->type_name("MILLISECONDS")
       ->check(CLI::Range(1u, 3600000u));
   app.add_flag("--verbose", options.verbose, "Tell of each damage");
-  app.set_version_flag("--version", NK_VERSION);
+  nk_tools::addVersionOption(app);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
   return nk_tools::parseAndRun(app, argc, argv, [&] {
     if (areRates(options.damage.rates)) return tProxy(options).run();

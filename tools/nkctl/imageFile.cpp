@@ -61,6 +61,7 @@ std::string readImageFile(std::string const& path, tImageFile& image) {
 }
 
 nk_tools::teExit sendImage(tStation& station, tImageFile& image, bool progress) {
+  auto const size = image.content.size();
   nk_serializer content;
   {
     nk_messageImage message(askedVersion);
@@ -68,7 +69,7 @@ nk_tools::teExit sendImage(tStation& station, tImageFile& image, bool progress) 
     image.content.release();  // one copy of a large image less
     message.serializeMsg(&content);
   }
-  tProgress told(image.name);
+  tProgress told(image.name, size);
   auto const report = [&](unsigned long long gone, unsigned long long all) {
     told.report(gone, all);
   };

@@ -37,7 +37,7 @@ void addOptions(CLI::App& app, tStation::tOptions& options, bool& json) {
                              "How long to try to open the link; 0 tries once [2]");
   app.add_flag("--verbose", options.verbose, "Tell what the engine does");
   app.add_flag("--json", json, "Print one object on one line");
-  app.set_version_flag("--version", NK_VERSION);
+  nk_tools::addVersionOption(app);
 }
 
 // True if `word` stands on the command line as an option.

@@ -24,7 +24,7 @@ tRun declareRaw(CLI::App& app) {
     char const* problem = nk_tools::readFile(arguments->file, content);
     if (problem == nullptr && content.empty())
       problem = "is empty, and an empty telegram is never sent";
-    if (problem != nullptr) return refuse(arguments->file + " " + problem);
+    if (problem != nullptr) return refuse(arguments->file + ": " + problem);
     if (arguments->noResponse) return output.verdict("sent", station.tell(content));
     limitAnswers(content.size());
     if (auto const status = station.ask(content, answer)) return status;

@@ -170,7 +170,7 @@ int main(int argc, char** argv) {
   addPermissions(app, options.panel.permissions);
   addLimits(app, options.panel);
   app.add_flag("--verbose", options.panel.verbose, "Tell each request and what the engine does");
-  app.set_version_flag("--version", NK_VERSION);
+  nk_tools::addVersionOption(app);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
   return nk_tools::parseAndRun(app, argc, argv, [&] {
     tCompression::setMaxDecodedSize(options.panel.limits.largestContent());

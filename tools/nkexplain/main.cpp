@@ -1,6 +1,3 @@
-#include <poll.h>
-#include <unistd.h>
-
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <csignal>
@@ -66,11 +63,7 @@ std::string explainFile(tOptions const& options, nk_explain::tTeller const& tell
 
 bool outputFailed() { return std::fflush(stdout) != 0 || std::ferror(stdout) != 0; }
 
-// Also tells, before there is something to write, that the one who read has gone.
-bool nobodyReads() {
-  pollfd output{STDOUT_FILENO, 0, 0};
-  return outputFailed() || ::poll(&output, 1, 0) > 0;
-}
+bool nobodyReads() { return outputFailed() || nk_tools::readerGone(); }
 
 nk_tools::teExit run(tOptions const& options, bool live) {
   auto const tell = options.json ? nk_explain::printJson : nk_explain::printText;
@@ -115,7 +108,7 @@ int main(int argc, char** argv) {
       ->check(CLI::Range(1, 65535))
       ->excludes(link);
   app.add_flag("--json", options.json, "Print lines of JSON");
-  app.set_version_flag("--version", NK_VERSION);
+  nk_tools::addVersionOption(app);
   app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_LINK) + examples);
   app.final_callback([&] {
     if ((file->count() != 0) == (link->count() != 0)) throw CLI::RequiredError("FILE or --link");
