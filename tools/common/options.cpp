@@ -65,16 +65,16 @@ CLI::Option* nk_tools::addAddressOption(CLI::App& app, std::string const& name,
   return app.add_option_function<std::string>(name, parse, help)->type_name("ADDRESS");
 }
 
-void nk_tools::addSecondsOption(CLI::App& app, std::string const& name,
-                                std::chrono::milliseconds& value, double least,
-                                std::string const& help) {
+CLI::Option* nk_tools::addSecondsOption(CLI::App& app, std::string const& name,
+                                        std::chrono::milliseconds& value, double least,
+                                        std::string const& help) {
   auto const store = [&value, name, least](double seconds) {
     if (!(seconds >= least && seconds <= 1e6))
       throw CLI::ValidationError(
           name, "the seconds are not from " + CLI::detail::to_string(least) + " to 1000000");
     value = std::chrono::ceil<std::chrono::milliseconds>(std::chrono::duration<double>(seconds));
   };
-  app.add_option_function<double>(name, store, help)->type_name("SECONDS");
+  return app.add_option_function<double>(name, store, help)->type_name("SECONDS");
 }
 
 void nk_tools::addVersionOption(CLI::App& app) {

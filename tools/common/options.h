@@ -27,8 +27,9 @@ CLI::Option* addAddressOption(CLI::App& app, std::string const& name, unsigned i
                               bool broadcast, std::string const& help);
 
 /// Adds an option that takes seconds, fractions included, of which there are `least` or more.
-void addSecondsOption(CLI::App& app, std::string const& name, std::chrono::milliseconds& value,
-                      double least, std::string const& help);
+CLI::Option* addSecondsOption(CLI::App& app, std::string const& name,
+                              std::chrono::milliseconds& value, double least,
+                              std::string const& help);
 
 /// Adds -V and --version, which print the program's name and version.
 void addVersionOption(CLI::App& app);

@@ -65,7 +65,7 @@ nk_tools::teExit askFor(tStation& station, tOutput& output, nk_message& request,
   answer = nk_tools::readAnswer(std::move(bytes), expected, request.version(), problem);
   if (answer) return nk_tools::STATUS_OK;
   if (!shown.empty()) nk_tools::say(nk_tools::contentJson(shown).view());
-  return nk_tools::fail(nk_tools::STATUS_PROTOCOL, problem);
+  return station.fail(nk_tools::STATUS_PROTOCOL, problem);
 }
 
 void limitAnswers(unsigned int least) {

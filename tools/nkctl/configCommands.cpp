@@ -1,5 +1,6 @@
 #include "tools/nkctl/fileCommand.h"
 #include "tools/nkctl/settingsFile.h"
+#include "tools/nkctl/versions.h"
 
 namespace {
 
@@ -9,7 +10,7 @@ tRun declareInit(CLI::App& app) {
   auto const file = std::make_shared<std::string>();
   addArgument(app, "FILE", *file, "The new file, - for standard output");
   return [file](tStation&, tOutput& output) {
-    nk_messageSetConfigReq config(askedVersion);
+    nk_messageSetConfigReq config(newestVersion);
     if (output.isJson() && *file == "-") {
       output.nest("configuration", config.getJson());
       return output.verdict("written");
@@ -24,14 +25,15 @@ nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetConfigReq&
   std::unique_ptr<nk_message> answer;
   if (auto const status = askFor(station, output, config, nk_message::SET_CONFIG_RSP, answer))
     return status;
-  auto const& response = static_cast<nk_messageSetConfigRsp const&>(*answer);
-  return compare(output, *answer, config.checksum(askedVersion), response.getChecksum());
+  auto const& sum = static_cast<nk_messageSetConfigRsp const&>(*answer).getChecksum();
+  return compare(output, *answer, carriedChecksum(config, config.version(), sum), sum);
 }
 
 nk_tools::teExit check(tStation& station, tOutput& output, nk_messageSetConfigReq& config) {
   std::unique_ptr<nk_messageStateRsp> state;
   if (auto const status = askForState(station, output, state)) return status;
-  return compare(output, *state, config.checksum(askedVersion), state->csCfg());
+  auto const& sum = state->csCfg();
+  return compare(output, *state, carriedChecksum(config, config.version(), sum), sum);
 }
 
 tRun declareSet(CLI::App& app) {

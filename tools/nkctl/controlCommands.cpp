@@ -4,7 +4,7 @@
 
 tRun declareTime(CLI::App&) {
   return [](tStation& station, tOutput& output) {
-    nk_messageTime request(nk_message::VERSION_0);
+    nk_messageTime request(station.version(nk_message::VERSION_0));
     std::unique_ptr<nk_message> answer;
     if (auto const status = askFor(station, output, request, nk_message::TIME, answer))
       return status;
@@ -18,8 +18,9 @@ tRun declareTime(CLI::App&) {
 tRun declareShutdown(CLI::App&) {
   return [](tStation& station, tOutput& output) {
     nk_serializer content;
-    nk_messageShutdown(nk_message::VERSION_0).serializeMsg(&content);
-    return output.verdict("sent", station.tell(content));
+    nk_messageShutdown(station.version(nk_message::VERSION_0)).serializeMsg(&content);
+    if (auto const status = station.tell(content)) return status;
+    return output.verdict("sent", station.awaitEnd());
   };
 }
 
@@ -28,7 +29,8 @@ tRun declareGeneric(CLI::App& app) {
   addArgument(app, "TEXT1", texts->first, "The first text");
   addArgument(app, "TEXT2", texts->second, "The second text");
   return [texts](tStation& station, tOutput& output) {
-    nk_messageGenericReq request(nk_message::VERSION_0, tString(std::string_view(texts->first)),
+    nk_messageGenericReq request(station.version(nk_message::VERSION_0),
+                                 tString(std::string_view(texts->first)),
                                  tString(std::string_view(texts->second)));
     std::unique_ptr<nk_message> answer;
     if (auto const status = askFor(station, output, request, nk_message::GENERIC_RSP, answer))

@@ -1,5 +1,6 @@
 #include "tools/nkctl/imageFile.h"
 
+#include <algorithm>
 #include <charconv>
 
 #include "nkProtocol/imageMessage.h"
@@ -21,10 +22,23 @@ constexpr struct {
              {".7z", "application/x-7z-compressed"},
              {".xml", "application/xml"}};
 
-// What panels decompress at most, unless they are told otherwise.
-constexpr unsigned int largestTelegram = 64u << 20;
-// What stands around the content in its message.
-constexpr unsigned int besides = 1024;
+// Panels decompress no more than 64 MiB unless they are told otherwise; what stands around the
+// image in its message is less than the rest.
+constexpr unsigned int largestImage = (64u << 20) - 1024;
+
+char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
+
+// The kind of content that the ending of the name says, in whatever case; null if none.
+char const* mimeTypeOf(std::string_view name) {
+  for (auto const& kind : kinds) {
+    if (name.size() < kind.ending.size()) continue;
+    auto const ending = name.substr(name.size() - kind.ending.size());
+    if (std::equal(ending.begin(), ending.end(), kind.ending.begin(),
+                   [](char a, char b) { return lower(a) == b; }))
+      return kind.mimeType;
+  }
+  return nullptr;
+}
 
 unsigned long long uidOf(tImageFile const& image) {
   unsigned long long uid = 0;
@@ -41,21 +55,29 @@ unsigned long long uidOf(tImageFile const& image) {
 
 }  // namespace
 
+std::string imageEndings() {
+  std::string text;
+  for (auto const& kind : kinds) text.append(" ").append(kind.ending);
+  return text;
+}
+
+bool hasImageEnding(std::string_view name) { return mimeTypeOf(name) != nullptr; }
+
 std::string readImageFile(std::string const& path, tImageFile& image) {
   image.path = path;
   image.name = path.substr(path.rfind('/') + 1);
-  image.mimeType.clear();
-  for (auto const& kind : kinds) {
-    if (image.name.ends_with(kind.ending)) image.mimeType = kind.mimeType;
-  }
-  if (image.mimeType.empty()) return path + " ends in none of .png .jpg .jpeg .pdf .7z .xml";
+  if (path == "-") return "-: an image cannot come from standard input, its name says its kind";
+  auto const* const mimeType = mimeTypeOf(image.name);
+  if (mimeType == nullptr) return path + ": ends in none of" + imageEndings();
+  image.mimeType = mimeType;
   if (char const* const problem = nk_tools::imageNameProblem(image.name))
     return path + ": " + problem;
   if (char const* const problem = nk_tools::readFile(path, image.content))
-    return path + " " + problem;
-  if (image.content.empty()) return path + " is empty";
-  if (image.content.size() > largestTelegram - besides)
-    return path + " is too large for a telegram";
+    return path + ": " + problem;
+  if (image.content.empty()) return path + ": is empty";
+  if (image.content.size() > largestImage)
+    return path + ": is larger than " + std::to_string(largestImage) +
+           " bytes, the most that a telegram carries";
   image.uid = uidOf(image);
   return {};
 }
@@ -64,7 +86,7 @@ nk_tools::teExit sendImage(tStation& station, tImageFile& image, bool progress) 
   auto const size = image.content.size();
   nk_serializer content;
   {
-    nk_messageImage message(askedVersion);
+    nk_messageImage message(station.version());
     message.add(image.uid, image.name.c_str(), image.mimeType.c_str(), &image.content);
     image.content.release();  // one copy of a large image less
     message.serializeMsg(&content);
@@ -77,7 +99,7 @@ nk_tools::teExit sendImage(tStation& station, tImageFile& image, bool progress) 
 }
 
 nk_tools::teExit removeImages(tStation& station, std::vector<unsigned long long> const& uids) {
-  nk_messageImage message(askedVersion);
+  nk_messageImage message(station.version());
   message.setTaskRemove(nk_tools::IMAGES_REMOVE);
   for (auto const uid : uids) message.add(uid, "", "image/png");
   nk_serializer content;

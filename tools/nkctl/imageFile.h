@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "nkSupport/tBlob.h"
 #include "tools/nkctl/commands.h"
@@ -13,6 +14,11 @@ struct tImageFile {
   std::string mimeType;
   tBlob content;
 };
+
+/// " .png .jpg ...": the endings of names that say what kind of content an image has. They are
+/// compared without case.
+std::string imageEndings();
+bool hasImageEnding(std::string_view name);
 
 /// Reads a file. Its uid is the number in a name of the form that the library gives to stored
 /// images, image_id4711.png; of any other name the first 16 digits of the SHA-1 of the content, so

@@ -95,7 +95,7 @@ void tellMissing(tOutput& output, tTable& table, nk_messageSetSchedulesReq const
 }
 
 nk_tools::teExit printMissing(tStation& station, tOutput& output, tArguments const& arguments) {
-  nk_messageSetSchedulesReq set(askedVersion);
+  nk_messageSetSchedulesReq set(newestVersion);
   auto const problem = readSchedulesFile(arguments.file, set);
   if (!problem.empty()) return refuse(problem);
   tUidList list;

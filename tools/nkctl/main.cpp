@@ -17,6 +17,11 @@ constexpr char footer[] =
     "Of the answers to a broadcast the first one is printed. Diagnostics go to standard error.\n"
     "All commands but config init, schedules preview and images uid need --link and --to.\n\n";
 
+constexpr char environment[] =
+    "\n\nEnvironment:\n"
+    "  NO_COLOR  not empty: no colours in tables on terminals\n"
+    "  TERM      dumb: no colours either";
+
 constexpr char examples[] =
     "\n\nExamples:\n"
     "  nkctl --link tcp://127.0.0.1:4711 --to 2 time\n"
@@ -24,7 +29,7 @@ constexpr char examples[] =
     "  nkctl --link tcp://127.0.0.1:4711 --to 2 sync examples/site\n"
     "  nkctl schedules preview week.json --config hall.json --at \"2026-03-01 08:00:00\"\n"
     "  nkctl --link unix:///tmp/panel.sock --to 0x20 generic hello world\n"
-    "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast --timeout 30 raw content.bin";
+    "  nkctl --link serial:///dev/ttyUSB0?baud=9600 --to broadcast raw content.bin";
 
 void addOptions(CLI::App& app, tStation::tOptions& options, bool& json) {
   nk_tools::addLinkOption(app, [&](nk_linkUrl const& url) { options.link = url; });
@@ -32,9 +37,18 @@ void addOptions(CLI::App& app, tStation::tOptions& options, bool& json) {
                              "The panel's address, decimal or 0x..., or broadcast");
   nk_tools::addAddressOption(app, "--from", options.from, false, "The station's own address [1]");
   nk_tools::addSecondsOption(app, "--timeout", options.timeout, 0.001,
-                             "For the whole exchange, sending included [5]");
+                             "How long a request may stand still, and the answer take [5]");
   nk_tools::addSecondsOption(app, "--connect-timeout", options.connectTimeout, 0,
                              "How long to try to open the link; 0 tries once [2]");
+  app.add_option_function<unsigned int>(
+         "--message-version",
+         [&](unsigned int version) {
+           if (version > newestVersion)
+             throw CLI::ValidationError("--message-version", "is no version from 0 to 3");
+           options.version = nk_message::teVersion(version);
+         },
+         "Version of all messages, 0 to 3 [as the command and the panel need]")
+      ->type_name("NUMBER");
   app.add_flag("--verbose", options.verbose, "Tell what the engine does");
   app.add_flag("--json", json, "Print one object on one line");
   nk_tools::addVersionOption(app);
@@ -65,7 +79,7 @@ int main(int argc, char** argv) {
   app.final_callback([&run] {
     if (!run) throw CLI::RequiredError("A command");
   });
-  app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_DIFFERS) + examples);
+  app.footer(footer + nk_tools::exitHelp(nk_tools::STATUS_DIFFERS) + environment + examples);
   tOutput output(json, options);
   bool ran = false;
   auto const status = nk_tools::parseAndRun(app, argc, argv, [&] {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "tools/common/program.h"
@@ -100,11 +101,11 @@ std::string progressLine(std::string const& name, unsigned long long gone, unsig
 tProgress::tProgress(std::string const& name, unsigned long long size)
     : m_name(nk_tools::printable(name)), m_size(size), m_terminal(::isatty(STDERR_FILENO) != 0) {}
 
-tProgress::~tProgress() {
-  if (m_open) std::fputc('\n', stderr);
-}
-
 void tProgress::report(unsigned long long gone, unsigned long long all) {
+  if (all == 0) {
+    if (std::exchange(m_open, false)) std::fputc('\n', stderr);
+    return;
+  }
   bool const done = gone >= all;
   if (m_terminal) {
     auto const now = tClock::now();

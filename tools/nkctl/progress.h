@@ -18,10 +18,8 @@ class tProgress {
  public:
   /// Of `size` bytes with that name.
   tProgress(std::string const& name, unsigned long long size);
-  tProgress(tProgress const&) = delete;
-  tProgress& operator=(tProgress const&) = delete;
-  ~tProgress();
-  /// The part `gone` of `all` is done, in whatever unit; to be called as often as one likes.
+  /// The part `gone` of `all` is done, in whatever unit; to be called as often as one likes. `all`
+  /// is 0 when the transfer has failed.
   void report(unsigned long long gone, unsigned long long all);
 
  private:

@@ -50,7 +50,7 @@ void fillDisplays(nk_messageGetDisplayConfigurationRsp& answer, tTable& table) {
 
 tRun declareStatistics(CLI::App&) {
   return [](tStation& station, tOutput& output) {
-    nk_messageStatisticsReq request(askedVersion);
+    nk_messageStatisticsReq request(station.version());
     return report<nk_messageStatisticsRsp>(station, output, request, nk_message::STATISTICS_RSP,
                                            fillStatistics);
   };
@@ -58,7 +58,7 @@ tRun declareStatistics(CLI::App&) {
 
 tRun declareDisplay(CLI::App&) {
   return [](tStation& station, tOutput& output) {
-    nk_messageGetDisplayConfigurationReq request(askedVersion);
+    nk_messageGetDisplayConfigurationReq request(station.version());
     return report<nk_messageGetDisplayConfigurationRsp>(
         station, output, request, nk_message::GET_DISPLAY_CONFIGURATION_RSP, fillDisplays);
   };

@@ -9,7 +9,7 @@ namespace {
 constexpr char fileHelp[] = "The schedules, - for standard input";
 
 nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetSchedulesReq& schedules) {
-  auto const wanted = schedules.checksum(askedVersion);
+  auto const wanted = schedules.checksum(schedules.version());
   std::unique_ptr<nk_message> answer;
   if (auto const status = sendSchedules(station, output, schedules, wanted, answer)) return status;
   auto const& response = static_cast<nk_messageSetSchedulesRsp const&>(*answer);
@@ -19,7 +19,7 @@ nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetSchedulesR
 nk_tools::teExit check(tStation& station, tOutput& output, nk_messageSetSchedulesReq& schedules) {
   std::unique_ptr<nk_messageStateRsp> state;
   if (auto const status = askForState(station, output, state)) return status;
-  return compare(output, *state, schedules.checksum(askedVersion),
+  return compare(output, *state, schedules.checksum(schedules.version()),
                  state->csSched());
 }
 
@@ -40,8 +40,9 @@ struct tArguments {
 nk_tools::teExit printPreview(tOutput& output, tArguments const& arguments) {
   auto at = tTime::now();
   if (!arguments.at.empty() && !parseMoment(arguments.at, at))
-    return refuse("--at " + arguments.at + R"(: neither seconds nor "YYYY-MM-DD hh:mm:ss")");
-  nk_messageSetSchedulesReq set(askedVersion);
+    return refuse("--at " + arguments.at +
+                  R"(: neither seconds nor "YYYY-MM-DD hh:mm:ss" nor "YYYY-MM-DDThh:mm:ssZ")");
+  nk_messageSetSchedulesReq set(newestVersion);
   auto problem = readSchedulesFile(arguments.file, set);
   if (!problem.empty()) return refuse(problem);
   auto text = "At " + momentText(at) + " UTC\n\n" + schedulesPreview(set, at);
@@ -49,7 +50,7 @@ nk_tools::teExit printPreview(tOutput& output, tArguments const& arguments) {
   output.members().addInt("at", at);
   schedulesPreview(set, at, output.members());
   if (!arguments.config.empty()) {
-    nk_messageSetConfigReq config(askedVersion);
+    nk_messageSetConfigReq config(newestVersion);
     problem = readConfigFile(arguments.config, config);
     if (!problem.empty()) return refuse(problem);
     tTimeslots slots;

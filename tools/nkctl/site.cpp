@@ -18,7 +18,7 @@ std::string readIfThere(std::string const& name, std::string (*read)(std::string
   std::error_code problem;
   // Trouble with looking is trouble with reading, and so is a link that leads nowhere.
   if (fs::symlink_status(name, problem).type() == fs::file_type::not_found) return {};
-  message = std::make_unique<Message>(askedVersion);
+  message = std::make_unique<Message>(newestVersion);
   return read(name, *message);
 }
 
@@ -33,6 +33,13 @@ std::string readImages(std::string const& directory, tSite& site) {
   }
   if (problem) return directory + ": " + problem.message();
   for (auto const& path : paths) {
+    bool const isDirectory = fs::is_directory(path, problem);
+    if (isDirectory || !hasImageEnding(path)) {
+      site.passedOver.push_back(
+          path + " is passed over: it " +
+          (isDirectory ? "is a directory" : "ends in none of" + imageEndings()));
+      continue;
+    }
     tImageFile image;
     auto wrong = readImageFile(path, image);
     if (!wrong.empty()) return wrong;
@@ -46,17 +53,22 @@ std::string readImages(std::string const& directory, tSite& site) {
 }  // namespace
 
 std::string readSite(std::string const& directory, tSite& site) {
+  std::error_code unreadable;
+  bool const isDirectory = fs::is_directory(directory, unreadable);
+  if (unreadable) return directory + ": " + unreadable.message();
+  if (!isDirectory)
+    return directory + ": " + std::make_error_code(std::errc::not_a_directory).message();
   auto problem = readIfThere(directory + "/config.json", readConfigFile, site.config);
   if (problem.empty())
     problem = readIfThere(directory + "/schedules.json", readSchedulesFile, site.schedules);
   if (problem.empty()) problem = readImages(directory + "/images", site);
   if (problem.empty() && !site.config && !site.schedules && !site.hasImages)
-    problem = directory + " holds neither config.json nor schedules.json nor images/";
+    problem = directory + ": holds neither config.json nor schedules.json nor images/";
   return problem;
 }
 
 std::vector<std::string> siteWarnings(tSite const& site) {
-  std::vector<std::string> warnings;
+  auto warnings = site.passedOver;
   if (!site.schedules || !site.hasImages) return warnings;
   tUidList list;
   site.schedules->getRequiredImageUidList(list);

@@ -40,7 +40,7 @@ nk_tools::teExit askForState(tStation& station, tOutput& output, nk_messageState
 
 nk_tools::teExit askForState(tStation& station, tOutput& output,
                              std::unique_ptr<nk_messageStateRsp>& state) {
-  nk_messageStateReq request(askedVersion);
+  nk_messageStateReq request(station.version());
   return askForState(station, output, request, state);
 }
 
@@ -72,7 +72,7 @@ tRun declareSetName(CLI::App& app) {
   auto const name = std::make_shared<std::string>();
   addArgument(app, "NAME", *name, "The new name");
   return [name](tStation& station, tOutput& output) {
-    nk_messageStateReq request(askedVersion);
+    nk_messageStateReq request(station.version());
     request.setTaskNewName(tString(std::string_view(*name)));
     std::unique_ptr<nk_messageStateRsp> state;
     if (auto const status = askForState(station, output, request, state)) return status;

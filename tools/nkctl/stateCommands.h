@@ -4,9 +4,6 @@
 #include "nkProtocol/stateMessages.h"
 #include "tools/nkctl/commands.h"
 
-/// The version in which nkctl asks: all fields that there are.
-constexpr auto askedVersion = nk_message::VERSION_3;
-
 /// Sends `request`, a STATE_REQ, and takes the state.
 nk_tools::teExit askForState(tStation& station, tOutput& output, nk_messageStateReq& request,
                              std::unique_ptr<nk_messageStateRsp>& state);

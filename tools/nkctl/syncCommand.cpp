@@ -1,8 +1,10 @@
 #include <algorithm>
 #include <set>
 
+#include "tools/common/messages.h"
 #include "tools/nkctl/site.h"
 #include "tools/nkctl/stateCommands.h"
+#include "tools/nkctl/versions.h"
 
 namespace {
 
@@ -15,15 +17,29 @@ struct tArguments {
   bool progress = false;
 };
 
+bool tellsImages(nk_messageStateRsp const& state) {
+  return state.version() >= nk_message::VERSION_1;
+}
+
+// The message in `version`, in place of the one that was read.
+template <class Message, class Copy>
+void translate(std::unique_ptr<Message>& message, nk_message::teVersion version, Copy copy) {
+  if (!message || message->version() == version) return;
+  auto other = std::make_unique<Message>(version);
+  (other.get()->*copy)(message.get());
+  message = std::move(other);
+}
+
 // How a panel differs from a directory.
 struct tDifference {
   tDifference(tSite const& site, nk_messageStateRsp const& state, bool mayRemove)
       : removes(mayRemove) {
-    if (site.config) configChecksum = site.config->checksum(askedVersion);
-    if (site.schedules) schedulesChecksum = site.schedules->checksum(askedVersion);
+    auto const version = state.version();
+    if (site.config) configChecksum = carriedChecksum(*site.config, version, state.csCfg());
+    if (site.schedules) schedulesChecksum = site.schedules->checksum(version);
     config = site.config && configChecksum != state.csCfg();
     schedules = site.schedules && schedulesChecksum != state.csSched();
-    if (!site.hasImages) return;
+    if (!site.hasImages || !tellsImages(state)) return;
     std::set<tUid> const held(state.images().begin(), state.images().end());
     for (auto const& each : site.images) {
       if (!held.contains(each.first)) missing.push_back(each.first);
@@ -51,19 +67,86 @@ class tSync {
     auto const problem = readSite(m_arguments.directory, m_site);
     if (!problem.empty()) return refuse(problem);
     for (auto const& warning : siteWarnings(m_site)) m_output.warn(warning);
-    if (auto const status = look()) return status;
-    tDifference const before(m_site, *m_state, m_arguments.remove);
+    if (auto const status = meet()) return status;
+    tDifference before(m_site, *m_state, m_arguments.remove);
+    if (!tellsImages(*m_state))  // nobody can say which of them are there
+      for (auto const& each : m_site.images) before.missing.push_back(each.first);
     if (!before.any()) return finish(before, "nothing to send");
     if (m_arguments.dryRun) return finish(before, "nothing was sent");
     if (auto const status = printComparison(before)) return status;
-    if (auto const status = send(before)) return status;
-    if (auto const status = look()) return status;
-    tDifference const after(m_site, *m_state, m_arguments.remove);
-    return finish(after, after.any() ? "the panel still differs" : "the panel holds it all now");
+    return work(std::move(before));
   }
 
  private:
+  // Sends what differs; again if the panel has ended a link on which requests were on their way.
+  nk_tools::teExit work(tDifference difference) {
+    constexpr unsigned int mostRounds = 3;
+    m_station.lostRequests();
+    for (unsigned int round = 1;; ++round) {
+      if (auto const status = send(difference)) return status;
+      if (auto const status = look()) return status;
+      difference = tDifference(m_site, *m_state, m_arguments.remove);
+      bool const lost = m_station.lostRequests();
+      if (difference.any() && lost && round < mostRounds) continue;
+      return finish(difference,
+                    difference.any() ? "the panel still differs" : "the panel holds it all now");
+    }
+  }
+
   nk_tools::teExit look() { return askForState(m_station, m_output, m_state); }
+
+  // The first look: finds the version that the panel speaks, unless one was asked for.
+  nk_tools::teExit meet() {
+    if (m_station.versionWasAskedFor()) {
+      if (auto const status = look()) return status;
+    } else {
+      tBlob content;
+      if (auto const status = askInAnyVersion(content)) return status;
+      nk_tools::tContent const header{tBlob(content)};
+      if (header.type == nk_message::STATE_RSP && header.version <= newestVersion)
+        m_station.setVersion(header.version);
+      std::string problem;
+      auto answer = nk_tools::readAnswer(std::move(content), nk_message::STATE_RSP,
+                                         m_station.version(), problem);
+      if (!answer) return m_station.fail(nk_tools::STATUS_PROTOCOL, problem);
+      m_state.reset(static_cast<nk_messageStateRsp*>(answer.release()));
+    }
+    adapt();
+    return nk_tools::STATUS_OK;
+  }
+
+  // Asks in the newest version, and if that is not answered in all older ones at once.
+  nk_tools::teExit askInAnyVersion(tBlob& answer) {
+    limitAnswers();
+    auto const request = [](unsigned int version) {
+      nk_serializer content;
+      nk_messageStateReq(nk_message::teVersion(version)).serializeMsg(&content);
+      return tBlob(content);
+    };
+    auto newest = request(newestVersion);
+    auto const status = m_station.ask(newest, answer);
+    if (status != nk_tools::STATUS_TIMEOUT) return status;
+    nk_tools::say("asking in the older versions of messages");
+    std::vector<tBlob> older;
+    for (unsigned int version = newestVersion; version-- != 0;) older.push_back(request(version));
+    return m_station.askFirst(older, answer);
+  }
+
+  // Brings the site into the panel's version, and says what that does not carry.
+  void adapt() {
+    auto const version = m_state->version();
+    translate(m_site.config, version, &nk_messageSetConfigReq::setConfigFrom);
+    translate(m_site.schedules, version, &nk_messageSetSchedulesReq::setSchedulesFrom);
+    auto const warn = [this](std::string const& text) {
+      if (!text.empty()) m_output.warn(text);
+    };
+    if (m_site.config) warn(leftBehind(*m_site.config, version));
+    if (m_site.schedules) warn(leftBehind(*m_site.schedules, version));
+    if (m_site.hasImages && !tellsImages(*m_state))
+      warn(
+          "messages of version 0 do not tell which images a panel holds: all are sent, none "
+          "removed");
+  }
 
   nk_tools::teExit finish(tDifference const& difference, char const* words) {
     addMembers(difference);
@@ -85,10 +168,14 @@ class tSync {
       json.addString("result", result);
       members.addToArray("images", std::move(json));
     };
-    for (auto const& [uid, each] : m_site.images)
-      image(uid, each.name, m_state->imageUidPresent(uid) ? "same" : "missing");
+    for (auto const& [uid, each] : m_site.images) image(uid, each.name, resultOf(uid));
     for (auto const uid : difference.surplus) image(uid, "", "surplus");
     m_output.answer(*m_state);
+  }
+
+  char const* resultOf(tUid image) const {
+    if (!tellsImages(*m_state)) return "not told";
+    return m_state->imageUidPresent(image) ? "same" : "missing";
   }
 
   nk_tools::teExit printComparison(tDifference const& difference) {
@@ -104,8 +191,8 @@ class tSync {
              difference.schedulesChecksum, m_state->csSched());
     for (auto const& [uid, image] : m_site.images) {
       bool const held = m_state->imageUidPresent(uid);
-      table.add(
-          {"image", image.name, held ? std::to_string(uid) : "none", held ? "same" : "missing"});
+      auto const panel = !tellsImages(*m_state) ? "" : held ? std::to_string(uid) : "none";
+      table.add({"image", image.name, panel, resultOf(uid)});
     }
     for (auto const uid : difference.surplus)
       table.add({"image", "none", std::to_string(uid), "surplus"});
