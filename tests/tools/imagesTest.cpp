@@ -48,13 +48,30 @@ TEST(progress, isDrawnWithRateAndTime) {
     std::string line;
   } const rows[] = {
       {0, 1000, 1, "x  [------------------------] 0 %"},
+      {0, ~0ull, 1, "x  [------------------------] 0 %"},
       {1, 0, 0, "x  [########################] 100 %"},
       {500, 1000, 2, "x  [############------------] 50 %  250 bytes/s  0:02 left"},
       {1 << 20, 63 << 20, 1, "x  [------------------------] 1 %  1.0 MiB/s  1:02 left"},
       {1536, 1536, 1, "x  [########################] 100 %  1.5 KiB/s  0:00 left"},
   };
   for (auto const& row : rows)
-    EXPECT_EQ(progressBar("x", row.gone, row.all, row.seconds), row.line);
+    EXPECT_EQ(progressLine("x", row.gone, row.all, row.seconds, 79), row.line);
+  struct {
+    unsigned int columns;
+    std::string line;
+  } const widths[] = {
+      {79, "image_id13490917...0411708510.png  [####----] 50 %  250 bytes/s  0:02 left"},
+      {60, "image_...510.png  [####----] 50 %  250 bytes/s  0:02 left"},
+      {50, "image_id...08510.png  50 %  250 bytes/s  0:02 left"},
+      {39, "image_id13...8510.png  [####----] 50 %"},
+      {12, "ima...  50 %"},
+      {3, "..."},
+  };
+  for (auto const& row : widths) {
+    auto const line = progressLine("image_id13490917019411708510.png", 500, 1000, 2, row.columns);
+    EXPECT_LE(line.size(), row.columns);
+    if (row.columns > 12) EXPECT_EQ(line, row.line);
+  }
 }
 
 class images : public harness::programs {
@@ -232,9 +249,10 @@ TEST_F(images, areSentByTheStation) {
     std::string words;
   } const rows[] = {
       {"images uid" + here("a.png") + here("image_id07.png"), 0, "12220867466687316330  "},
-      {"images uid" + here("none.png"), 2, "none.png cannot be opened"},
+      {"images uid" + here("none.png"), 2, "none.png: No such file or directory"},
       {"images uid" + here("text.txt"), 2, "ends in none of"},
-      {"images send" + here("a.png") + here("empty.png"), 2, "empty.png is empty"},
+      {"images send -", 2, "cannot come from standard input"},
+      {"images send" + here("a.png") + here("empty.png"), 2, "empty.png: is empty"},
       {"images send" + here("a.png") + here("./a.png"), 2, "has the same uid as"},
       {"images missing " + set(R"("image":"a.png")"), 6, "12220867466687316330  s: e\n"},
       {"images send --progress" + here("a.png"), 0, "12220867466687316330  a.png  held\n"},
@@ -245,7 +263,7 @@ TEST_F(images, areSentByTheStation) {
       {"images remove -- -5", 2, "-5 is no uid"},
       {"images remove 5x", 2, "5x is no uid"},
       {"state", 0, "images         1\n               18446744073709551615\n"},
-      {"images", 2, "subcommand is required"},
+      {"images", 2, "a command is required: send, missing, remove, uid"},
   };
   for (auto const& row : rows) {
     expect(row.command, row.status, row.words);

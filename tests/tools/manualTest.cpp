@@ -21,8 +21,9 @@ TEST_F(programs, haveManualPagesWithAllThatHelpTells) {
       if (begin == word.npos) continue;
       EXPECT_NE(output.find(word.substr(begin)), std::string::npos) << name << word;
     }
-    for (auto const* const title : {"\nNAME\n", "\nSYNOPSIS\n", "\nOPTIONS\n", "\nDESCRIPTION\n",
-                                    "\nEXIT STATUS\n         0  done", "\nEXAMPLES\n         nk"})
+    for (auto const* const title :
+         {"\nNAME\n", "\nSYNOPSIS\n", "\nOPTIONS\n", "\nDESCRIPTION\n",
+          "\nEXIT STATUS\n       0      done", "\nEXAMPLES\n         nk", "\nSEE ALSO\n"})
       EXPECT_NE(output.find(title), std::string::npos) << name << title;
   }
 }
@@ -33,11 +34,11 @@ TEST_F(programs, areCompletedByBash) {
   } const rows[] = {
       {"nkctl s", "state statistics set-name schedules sync shutdown"},
       {"nkctl --link ''", ""},
-      {"nkctl --to 2 config ''",
-       "--help --link --to --from --timeout --connect-timeout --verbose --json "
-       "--version init set check"},
+      {"nkctl --to 2 config ''", "init set check"},
+      {"nkctl config set ''", ""},
+      {"nkctl events --sort id", "id-desc id-asc"},
       {"nkctl schedules preview --",
-       "--help --link --to --from --timeout --connect-timeout "
+       "--help --link --to --from --timeout --connect-timeout --message-version "
        "--verbose --json --version --config --at"},
       {"nkdevice --st", "--state --stations"},
       {"nkexplain --l", "--link --listen"},

@@ -105,7 +105,7 @@ TEST_F(settings, damagedFilesAreSetAside) {
   write(state + "/schedules.log", std::string("\x09\0\x03\0\x01\0\0\0", 8));
   write(state + "/schedules.log.new", "what a crash left behind");
   start();
-  EXPECT_NE(device->errors.find("config.log cannot be read; it is now "), std::string::npos);
+  EXPECT_NE(device->errors.find("config.log cannot be read ("), std::string::npos);
   EXPECT_NE(device->errors.find("schedules.log is damaged or beyond the limits; it is now "),
             std::string::npos);
   EXPECT_TRUE(std::filesystem::exists(state + "/config.log.bad"));
@@ -150,7 +150,10 @@ TEST_F(settings, filesAreReadStrictly) {
             {std::string(100000, '['), "nests too deep"},
             {"{}", "action is missing"},
             {R"({"action":"state","type":"request","tv":1})", "is no configuration"},
-            {head + R"("opMod":1})", "\"opMod\" is no key here"},
+            {head + R"("opMod":1})", "line 1: \"opMod\" is no key here"},
+            {head + "\n\"opMod\":1}", "line 2: \"opMod\" is no key here"},
+            {"\xEF\xBB\xBF" + head + "}", "byte order mark"},
+            {std::string("{\0", 2), "is UTF-16"},
             {head + R"("opMode":256})", "opMode is no integer from 0 to 255"},
             {head + R"("opMode":1.0})", "opMode is no integer"},
             {head + R"("updateTemp":-129})", "updateTemp is no integer from -128 to 127"},
@@ -189,13 +192,13 @@ TEST_F(settings, filesAreReadStrictly) {
     int status;
     std::string words;
   } const runs[] = {
-      {"config check " + (dir / "none"), 2, "none cannot be opened"},
+      {"config check " + (dir / "none"), 2, "none: No such file or directory"},
       {"schedules set " + file, 2, "\"action\" is no key here"},
       {"config check " + file, 2, "--link is required"},
       {"config init -", 0, "\"slideshowInterval_sec\": 5"},
       {"schedules preview --at 1772344801 --config " + file + " " + set, 0, "nothing"},
       {"schedules preview --at yesterday " + set, 2, "--at yesterday"},
-      {"config", 2, "subcommand is required"},
+      {"config", 2, "a command is required: init, set, check"},
   };
   for (auto const& row : runs) expectRun(NK_CTL " " + row.arguments, row.status, row.words);
 }

@@ -2,7 +2,14 @@
 
 #include <algorithm>
 
+#include "harness/link.h"
 #include "harness/programs.h"
+#include "link/linkedEngine.h"
+#include "link/listener.h"
+#include "nkProtocol/configMessages.h"
+#include "nkProtocol/imageMessage.h"
+#include "nkProtocol/scheduleMessages.h"
+#include "nkProtocol/stateMessages.h"
 
 namespace {
 
@@ -88,14 +95,14 @@ TEST_F(sync, readsTheDirectoryStrictly) {
     std::string file, content, words;
     int status;
   } const rows[] = {
-      {"images/notes.txt", "x", "notes.txt ends in none of", 2},
-      {"images/empty.png", "", "empty.png is empty", 2},
+      {"images/notes.txt", "x", "notes.txt is passed over: it ends in none of", 0},
+      {"images/empty.PNG", "", "empty.PNG: is empty", 2},
       {"images/image_id4711.jpg", "x", "has the same uid as", 2},
       {"config.json", "{", "config.json: line 1", 2},
       {"schedules.json",
        R"({"schedules":[{"uid":1,"startTime":0,"showOnLogicalDisplay":0,)"
        R"("entries":[{"uid":1,"duration":1,"image":"images/gone.png"}]}]})",
-       "gone.png cannot be opened", 2},
+       "gone.png: No such file or directory", 2},
       {"schedules.json",
        R"({"schedules":[{"uid":1,"startTime":0,"showOnLogicalDisplay":0,)"
        R"("entries":[{"uid":1,"duration":1,"imageUid":99}]}]})",
@@ -107,7 +114,81 @@ TEST_F(sync, readsTheDirectoryStrictly) {
     fs::remove_all(site);
     fs::copy(NK_SITE, site, fs::copy_options::recursive);
   }
-  expect("sync " + (dir / "none"), 2, "holds neither");
+  expect("sync " + (dir / "none"), 2, "none: No such file or directory");
+  expect("sync " + site + "/config.json", 2, "Not a directory");
+  expect("sync " + site + "/images", 2, "holds neither");
+}
+
+// A panel that knows messages up to a version only, and ends the link behind each answer.
+class tOldPanel {
+ public:
+  tOldPanel(asio::io_context& io, unsigned int version, bool answersOthers)
+      : m_io(io), m_version(nk_message::teVersion(version)), m_answersOthers(answersOthers) {
+    EXPECT_FALSE(m_listener.open(harness::urlOf("tcp://127.0.0.1:0")));
+    m_listener.start([this](int one) {
+      nk_linkedEngine::tSetup setup;
+      setup.address = 2;
+      setup.context = this;
+      setup.receive = [](unsigned int, tBlob* content, void* context) {
+        static_cast<tOldPanel*>(context)->handle(*content);
+      };
+      auto& link = *m_links.emplace_back(
+          std::make_unique<nk_linkedEngine>(m_io, one, nk_carrier::tLimits{}, setup));
+      link.start([this, &link] {
+        if (std::exchange(m_answered, false)) link.carrier().finishSending();
+      });
+    });
+  }
+  std::string link() { return m_listener.url().text(); }
+
+ private:
+  void handle(tBlob& content) {
+    std::unique_ptr<nk_message> const request(nk_message::getMessage(&content));
+    content.clear();
+    bool const known = request->version() <= m_version;
+    if (auto* const images = dynamic_cast<nk_messageImage*>(request.get()))
+      for (unsigned int i = 0; images->get(i) != nullptr; ++i)
+        m_images.push_back(images->get(i)->id());
+    if (!known && !m_answersOthers) return;
+    nk_serializer answer;
+    if (request->type() == nk_message::STATE_REQ) {
+      nk_messageStateRsp state(m_version);
+      state.set(1, "", m_config.checksum(m_version), m_schedules.checksum(m_version), 0, 0, "", "",
+                0, "", "", "", m_images);
+      state.serializeMsg(&answer);
+    } else if (auto* const config = dynamic_cast<nk_messageSetConfigReq*>(request.get())) {
+      m_config.setConfigFrom(config);
+      nk_messageSetConfigRsp(m_version, m_config.checksum(m_version)).serializeMsg(&answer);
+    } else if (auto* const set = dynamic_cast<nk_messageSetSchedulesReq*>(request.get())) {
+      m_schedules.setSchedulesFrom(set);
+      nk_messageSetSchedulesRsp(m_version, m_schedules.checksum(m_version)).serializeMsg(&answer);
+    }
+    m_answered = !answer.empty();
+    content = answer;
+  }
+
+  asio::io_context& m_io;
+  nk_message::teVersion const m_version;
+  bool const m_answersOthers;  // in its own version
+  bool m_answered = false;
+  nk_messageSetConfigReq m_config{m_version};
+  nk_messageSetSchedulesReq m_schedules{m_version};
+  std::vector<unsigned long long> m_images;
+  nk_listener m_listener{m_io};
+  std::vector<std::unique_ptr<nk_linkedEngine>> m_links;
+};
+
+TEST_F(sync, speaksTheVersionOfThePanel) {
+  for (unsigned int version = 0; version < 3; ++version) {
+    for (bool const answersOthers : {true, false}) {
+      tOldPanel panel(io, version, answersOthers);
+      station = panel.link();
+      expect("--timeout 0.5 sync " + site, 0, "the panel holds it all now");
+      EXPECT_NE(errors.find("carry no frames: 2 stay behind"), errors.npos) << errors;
+      EXPECT_EQ(errors.find("carry no stop times") != errors.npos, version < 2) << errors;
+      expect("--timeout 0.5 sync " + site, 0, version == 0 ? "not told" : "nothing to send");
+    }
+  }
 }
 
 }  // namespace

@@ -52,15 +52,17 @@ bool tStore::read(char const* name, tBlob& content, unsigned int most) {
   if (keepsNothing()) return false;
   // Only ENOENT means that there is no file. Any other failure shows when the file is read.
   if (!std::filesystem::exists(path(name), error) && !error) return false;
-  char const* why = "is larger than what this panel takes";
+  std::string why = "is larger than what this panel takes";
   // The size is looked at first: reading must not take more memory than the panel may have.
   if (auto const size = std::filesystem::file_size(path(name), error); error || size <= most) {
-    why = nk_tools::readFile(path(name), content);
+    auto problem = nk_tools::readFile(path(name), content);
     // A failure may pass. What is set aside is out of force, so that takes two failures.
-    if (why != nullptr) why = nk_tools::readFile(path(name), content);
+    if (problem != nullptr) problem = nk_tools::readFile(path(name), content);
+    if (problem == nullptr) return true;
+    why = "cannot be read (" + std::string(problem) + ")";
   }
-  if (why != nullptr) setAside(name, why);
-  return why == nullptr;
+  setAside(name, why.c_str());
+  return false;
 }
 
 bool tStore::write(char const* name, tBlob const& content) {
