@@ -26,8 +26,9 @@ std::string nk_tools::droppedText(nk_linkGuard::tCounters const& counters,
     if (count == 0) continue;
     text.append(text.empty() ? "" : ", ").append(std::to_string(count)).append(" ");
     text.append(count == 1 ? row.one : row.many);
-    if (row.count == &tCounters::strangers && counters.wrongSender != before.wrongSender)
-      text.append(" (from address ").append(std::to_string(counters.wrongSender)).append(")");
+    bool const isKnown = counters.wrongSender != nk_basicTelegram::addressNone;
+    if (row.count == &tCounters::strangers && isKnown)
+      text.append(", the last from address ").append(std::to_string(counters.wrongSender));
   }
   return text;
 }

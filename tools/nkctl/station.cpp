@@ -227,7 +227,7 @@ std::string tStation::whatCame() const {
   auto const bytes = m_link->traffic().received - m_before.received;
   if (bytes == 0) return "nothing came";
   auto const dropped = nk_tools::droppedText(m_link->guardCounters(), m_countersBefore);
-  return (dropped.empty() ? std::to_string(bytes) + " bytes" : dropped) + " came";
+  return dropped.empty() ? std::to_string(bytes) + " bytes came" : "nothing but " + dropped;
 }
 
 nk_tools::teExit tStation::failOver(std::error_code reason, std::string const& when) const {
