@@ -60,11 +60,10 @@ TEST(progress, isDrawnWithRateAndTime) {
     unsigned int columns;
     std::string line;
   } const widths[] = {
-      {79, "image_id13490917...0411708510.png  [####----] 50 %  250 bytes/s  0:02 left"},
-      {60, "image_...510.png  [####----] 50 %  250 bytes/s  0:02 left"},
-      {50, "image_id...08510.png  50 %  250 bytes/s  0:02 left"},
-      {39, "image_id13...8510.png  [####----] 50 %"},
-      {12, "im...  50 %"},
+      {79, "image_id13490917019411708510.png  [#######-------] 50 %  250 bytes/s  0:02 left"},
+      {60, "image_id...8510.png  [####----] 50 %  250 bytes/s  0:02 left"},
+      {39, "image_id1...708510.png  [####----] 50 %"},
+      {12, "i...ng  50 %"},
   };
   for (auto const& row : widths) {
     auto const line = progressLine("image_id13490917019411708510.png", 500, 1000, 2, row.columns);

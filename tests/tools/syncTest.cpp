@@ -158,10 +158,14 @@ class tOldPanel {
       state.serializeMsg(&answer);
     } else if (auto* const config = dynamic_cast<nk_messageSetConfigReq*>(request.get())) {
       m_config.setConfigFrom(config);
-      nk_messageSetConfigRsp(m_version, m_config.checksum(m_version)).serializeMsg(&answer);
+      nk_messageSetConfigRsp response(m_version);
+      response.setChecksum(m_config.checksum(m_version));
+      response.serializeMsg(&answer);
     } else if (auto* const set = dynamic_cast<nk_messageSetSchedulesReq*>(request.get())) {
       m_schedules.setSchedulesFrom(set);
-      nk_messageSetSchedulesRsp(m_version, m_schedules.checksum(m_version)).serializeMsg(&answer);
+      nk_messageSetSchedulesRsp response(m_version);
+      response.setChecksum(m_schedules.checksum(m_version));
+      response.serializeMsg(&answer);
     }
     m_answered = !answer.empty();
     content = answer;
