@@ -54,6 +54,14 @@ std::vector<tGoldenRow> eventMessageRows() {
 
 namespace {
 
+// PEER: which accessors a const event has is part of the interface.
+template <class Event>
+concept tWhollyReadable = requires(Event& event) {
+  event.category(), event.subEventCount(), event.subEventList(), event.occurence(),
+      event.subEvent(0), event.refImage();
+};
+static_assert(tWhollyReadable<nk_messageEvent> && !tWhollyReadable<nk_messageEvent const>);
+
 /// Sees the events that a response destroys, and notes their ids.
 struct tObserver {
   std::string seen;
@@ -72,6 +80,17 @@ std::string ids(tEvents const& events) {
     text += std::to_string(events.getEvent(i)->id()) + " ";
   }
   return text;
+}
+
+TEST(Event, IsCopiedWhole) {
+  auto const message = twoEvents(V0);
+  nk_messageEvent copy(0, 0, 0, 0, "", 0, nullptr, 0, "");
+  EXPECT_TRUE(dynamic_cast<tEvents&>(*message).getEvent(copy, 0));
+  EXPECT_TRUE(copy.timeFirst() == 1698894000 && copy.timeLast() == 1698894388 && copy.id() == 3);
+  EXPECT_TRUE(copy.type() == 0x0504 && copy.eventMessage() == "door open" && copy.category() == 1);
+  EXPECT_TRUE(copy.occurence() == 8 && copy.refImage() == "hall.png");
+  EXPECT_TRUE(copy.subEventList() == list({"a", "b"}) && copy.subEventCount() == 2);
+  EXPECT_TRUE(copy.subEvent(1) == "b" && copy.subEvent(2).empty());
 }
 
 TEST(Events, TheLimitDropsFromTheFront) {

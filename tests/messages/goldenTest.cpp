@@ -116,6 +116,7 @@ TEST(Checksums, AreThoseOfTheDocument) {
       return static_cast<unsigned int>(line.at(end - back) - '0');
     };
     auto const sent = readMessage(vectors.at(line.substr(0, end - 7)).at(number(5)));
+    auto const before = toHex(bytesOf(*sent));
     auto* const config = dynamic_cast<nk_messageSetConfigReq*>(sent.get());
     auto* const schedules = dynamic_cast<nk_messageSetSchedulesReq*>(sent.get());
     for (unsigned int asked = number(1); asked <= (number(1) | 1); ++asked) {
@@ -123,6 +124,7 @@ TEST(Checksums, AreThoseOfTheDocument) {
                                          : schedules->checksum(version(asked));
       EXPECT_EQ(sum, line.substr(end + 3).c_str()) << line << asked;
     }
+    EXPECT_EQ(toHex(bytesOf(*sent)), before) << "to ask changes nothing";
   }
   EXPECT_EQ(count, 7u);
 }

@@ -19,11 +19,9 @@ bool same(tBlob const& blob, tModel const& model) {
 
 // Does something to both, chosen by `random`; whether it succeeded.
 bool change(tBlob& blob, tModel& model, std::mt19937& random) {
-  auto const upTo = [&](std::size_t most) {
-    return static_cast<unsigned int>(random() % (most + 1));
-  };
+  auto const upTo = [&](unsigned int most) { return unsigned(random()) % (most + 1); };
   auto const end = model.end();
-  auto const size = static_cast<unsigned int>(model.size());
+  unsigned int const size = blob.size();
   unsigned int const count = upTo(upTo(9) == 0 ? 300 : 40);
   tModel bytes(count);
   for (auto& byte : bytes) byte = static_cast<unsigned char>(random());

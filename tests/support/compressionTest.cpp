@@ -203,49 +203,49 @@ TEST(CompressionTest, decodesUpToTheLimit) {
   }
 }
 
+constexpr struct {
+  tForm const& form;
+  char const *why, *encoded;
+} notEncodings[] = {
+    {rle, "no tokens", "01"},
+    {rle, "no bytes", "00"},
+    {rle, "a size longer than needed", "8100 0041"},
+    {rle, "a size of more than 32 bits", "8180808010 0041"},
+    {rle, "a size that does not end", "8080808080"},
+    {rle, "a size of 4 GiB", "ffffffff0f 0041"},
+    {rle, "a token longer than needed", "01 800041"},
+    {rle, "literals that are missing", "02 0241"},
+    {rle, "more literals than the size", "01 024142"},
+    {rle, "a run without its byte", "03 01"},
+    {rle, "a run beyond the size", "03 0341"},
+    {rle, "a run of the largest count", "03 ffffffff0f41"},
+    {rle, "bytes behind the end", "01 0041 00"},
+    {huffman, "no bytes", "00 f2e0 000000"},
+    {huffman, "a size of 4 GiB", "ffffffff0f f2e0 000000"},
+    {huffman, "a code that is not complete", "01 f2e1 000000 00"},
+    {huffman, "too many codes", "03 1210 000000 58"},
+    {huffman, "the only byte not alone", "02 10 000000 00"},
+    {huffman, "a length behind byte 255", "01 fff0 000000"},
+    {huffman, "two gaps in a row", "01 cf2d00 000000"},
+    {huffman, "a gap that is cut off", "01 f2"},
+    {huffman, "a half left over that is not 0", "03 1221 000000 58"},
+    {huffman, "no stream sizes", "03 1220 0000"},
+    {huffman, "no stream", "03 1220 000000"},
+    {huffman, "bits left over that are not 0", "03 1220 000000 59"},
+    {huffman, "a byte left over", "03 1220 000000 5800"},
+    {huffman, "a stream beyond the end", "03 1220 000002 58"},
+    {huffman, "a stream without content", "03 1220 010000 0058"},
+    {huffman, "a stream of the only byte", "01 f2e0 000000 00"},
+    {huffman, "a stream too short", "0b f4e1333ea3 000101 e0a0c9c0"},
+    {huffman, "a piece that is missing", "8a8001 f2e0 00000000"},
+    {huffman, "a piece without its fourth size", "8a8001 f2e0 000000 f2f0 000000"},
+    {huffman, "a last piece with a fourth size", "8a8001 f2e0 00000000 f2f0 00000000"},
+    {huffman, "a stream too long", "0b f4e1333ea3 010102 40e0a0c9c0"},
+};
+
 TEST(CompressionTest, refusesWhatIsNoEncoding) {
-  struct {
-    tForm const& form;
-    char const* why;
-    char const* encoded;
-  } const rows[] = {
-      {rle, "no tokens", "01"},
-      {rle, "no bytes", "00"},
-      {rle, "a size longer than needed", "8100 0041"},
-      {rle, "a size of more than 32 bits", "8180808010 0041"},
-      {rle, "a size that does not end", "8080808080"},
-      {rle, "a size of 4 GiB", "ffffffff0f 0041"},
-      {rle, "a token longer than needed", "01 800041"},
-      {rle, "literals that are missing", "02 0241"},
-      {rle, "more literals than the size", "01 024142"},
-      {rle, "a run without its byte", "03 01"},
-      {rle, "a run beyond the size", "03 0341"},
-      {rle, "a run of the largest count", "03 ffffffff0f41"},
-      {rle, "bytes behind the end", "01 0041 00"},
-      {huffman, "no bytes", "00 f2e0 000000"},
-      {huffman, "a size of 4 GiB", "ffffffff0f f2e0 000000"},
-      {huffman, "a code that is not complete", "01 f2e1 000000 00"},
-      {huffman, "too many codes", "03 1210 000000 58"},
-      {huffman, "the only byte not alone", "02 10 000000 00"},
-      {huffman, "a length behind byte 255", "01 fff0 000000"},
-      {huffman, "two gaps in a row", "01 cf2d00 000000"},
-      {huffman, "a gap that is cut off", "01 f2"},
-      {huffman, "a half left over that is not 0", "03 1221 000000 58"},
-      {huffman, "no stream sizes", "03 1220 0000"},
-      {huffman, "no stream", "03 1220 000000"},
-      {huffman, "bits left over that are not 0", "03 1220 000000 59"},
-      {huffman, "a byte left over", "03 1220 000000 5800"},
-      {huffman, "a stream beyond the end", "03 1220 000002 58"},
-      {huffman, "a stream without content", "03 1220 010000 0058"},
-      {huffman, "a stream of the only byte", "01 f2e0 000000 00"},
-      {huffman, "a stream too short", "0b f4e1333ea3 000101 e0a0c9c0"},
-      {huffman, "a piece that is missing", "8a8001 f2e0 00000000"},
-      {huffman, "a piece without its fourth size", "8a8001 f2e0 000000 f2f0 000000"},
-      {huffman, "a last piece with a fourth size", "8a8001 f2e0 00000000 f2f0 00000000"},
-      {huffman, "a stream too long", "0b f4e1333ea3 010102 40e0a0c9c0"},
-  };
   tLimit const limit(0xFFFFFFFF);
-  for (auto const& row : rows) {
+  for (auto const& row : notEncodings) {
     EXPECT_TRUE(row.form.decode(hex(row.encoded)).empty()) << row.form.name << ": " << row.why;
   }
 }
