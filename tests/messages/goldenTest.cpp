@@ -144,6 +144,7 @@ TEST(CutBodies, KeepWhatCame) {
       {"STATE_RSP", 1, 1, 82},
       {"GENERIC_REQ", 0, 1, 16},
       {"EVENTS_RSP", 0, 1, 65},
+      {"EVENTS_RSP", 0, 32, 9},
       {"SET_CONFIG_REQ", 3, 1, 102},
       {"GET_DISPLAY_CONFIGURATION_RSP", 1, 9, 44},
   };

@@ -188,9 +188,9 @@ TEST(tJson, carriesAnyBytes) {
   tJson json, read;
   for (unsigned int length = 1; length < 20; ++length) {
     for (unsigned int at = 0; at < length; ++at) {
-      for (char const escaped : {'"', '\\', '\x1F', '\0'}) {
+      for (char const odd : {'"', '\\', '\x1F', '\0', 'a'}) {
         std::string content(length, '\x80');
-        content[at] = escaped;
+        content[at] = odd;
         json.addString("text", tString(std::string_view(content)));
         ASSERT_TRUE(read.parse(json.getJson(false).view())) << length << ' ' << at;
         EXPECT_EQ(read.getString("text").view(), content);
