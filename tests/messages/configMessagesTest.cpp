@@ -102,29 +102,24 @@ TEST(Config, ANewNameChangesTheChecksum) {
   tConfig config(nk_message::VERSION_2);
   auto const before = config.checksum(nk_message::VERSION_3);
   EXPECT_EQ(config.version(), nk_message::VERSION_2);
-  EXPECT_TRUE(config.device_setName("other"));
-  EXPECT_FALSE(config.device_setName("other"));
+  EXPECT_TRUE(config.device_setName("other") && !config.device_setName("other"));
   EXPECT_NE(config.checksum(nk_message::VERSION_3), before);
 }
 
 TEST(Config, IsCopiedWhole) {
-  tConfig from(nk_message::VERSION_3);
-  fill(from);
-  tConfig to(nk_message::VERSION_1);
+  tConfig from(nk_message::VERSION_3), to(nk_message::VERSION_1);
+  for (auto* const config : {&from, &to}) fill(*config);
   to.frm_change_ts("gone", 0, 0, 0, 0, 77, 0, 0);
-  to.timeSlot_add_ts("gone", 0, 0, 0u);
   to.setConfigFrom(nullptr);
   to.setConfigFrom(&from);
   to.setConfigFrom(&to);
   EXPECT_EQ(to.getJson(), from.getJson());
   EXPECT_EQ(to.version(), nk_message::VERSION_1);
   tTimeslots slots;
-  EXPECT_TRUE(from.timeslots_get(&slots));
-  EXPECT_EQ(slots.count(), 2u);
+  EXPECT_TRUE(from.timeslots_get(&slots) && slots.count() == 2);
   slots.clear();
-  EXPECT_TRUE(from.timeslots_set(&slots));
+  EXPECT_TRUE(from.timeslots_set(&slots) && from.timeSlot_count_ts() == 0);
   EXPECT_FALSE(from.timeslots_set(nullptr) || from.timeslots_get(nullptr));
-  EXPECT_EQ(from.timeSlot_count_ts(), 0u);
 }
 
 TEST(Config, RepeatedAndReservedFrameIdsFromPeers) {
@@ -212,45 +207,44 @@ TEST(Frames, GoByTheIdsThatTheyHaveNow) {
   }
 }
 
-/// Every element that is ever stored has equal numbers, so a torn one would show.
+// Every element that is stored has equal numbers, so a torn one would show.
+void churn(tConfig& config, std::atomic<bool> const& stop, unsigned int w) {
+  tTimeslots own;
+  own.add("own", w, w, w);
+  for (unsigned short n = 10; !stop; n = static_cast<unsigned short>(10 + n % 50)) {
+    config.timeSlot_add_ts("slot", n, n, static_cast<unsigned int>(n));
+    config.timeSlot_set_ts(0, tTimeSlot("set", w, w, w));
+    config.frm_change_ts("frame", n, n, n, n, n, n, n);
+    while (config.timeSlot_count_ts() > 20) config.timeSlot_remove_ts(1);
+    if (n % 11 == 0) config.frm_remove(n);
+    if (n % 13 == 0) config.timeslots_set(&own);
+    if (n % 17 == 0) config.frm_change_ts("new", 1, 1, 1, 1, 0, 1, 1);
+  }
+}
+
 TEST(Config, IsSharedBetweenThreads) {
   tConfig config(nk_message::VERSION_3);
   std::atomic<bool> stop{false};
   std::vector<std::thread> writers;
-  for (unsigned int w = 1; w <= 3; ++w) {
-    writers.emplace_back([&config, &stop, w] {
-      tTimeslots own;
-      own.add("own", w, w, w);
-      for (unsigned short n = 10; !stop; n = static_cast<unsigned short>(10 + n % 50)) {
-        config.timeSlot_add_ts("slot", n, n, static_cast<unsigned int>(n));
-        config.timeSlot_set_ts(0, tTimeSlot("set", w, w, w));
-        config.frm_change_ts("frame", n, n, n, n, n, n, n);
-        while (config.timeSlot_count_ts() > 20) config.timeSlot_remove_ts(1);
-        if (n % 11 == 0) config.frm_remove(n);
-        if (n % 13 == 0) config.timeslots_set(&own);
-        if (n % 17 == 0) config.frm_change_ts("new", 1, 1, 1, 1, 0, 1, 1);
-      }
-    });
-  }
+  for (unsigned int w = 1; w <= 3; ++w) writers.emplace_back([&, w] { churn(config, stop, w); });
   tTime now(0);
   unsigned int written = 0;  // a slot that goes while its turn comes ends the writing
   for (int round = 0; round < 300; ++round) {
-    nk_serializer body;
-    if (config.serialize(&body, nk_serializer::SER_WRITE)) {
-      ++written;
-      tConfig read(&body, nk_message::VERSION_3);
-      tTimeSlot slot;
-      for (unsigned int i = 0; read.timeSlot_get_ts(i, &slot); ++i) {
-        ASSERT_TRUE(slot.startTime() == slot.stopTime() && slot.stopTime() == slot.activity());
-      }
-      tFrame frame;
-      for (unsigned int i = 0; read.frame_get_ts(i, &frame); ++i) {
-        ASSERT_TRUE(frame.left() == frame.top() && frame.top() == frame.realtimeTimeout());
-      }
-    }
     ASSERT_FALSE(config.getJson().empty());
     config.timeSlot_durationToNextTimeSlotFromTime_sec_ts(now);
     config.frm_getListOfFrameIds();
+    nk_serializer body;
+    if (!config.serialize(&body, nk_serializer::SER_WRITE)) continue;
+    ++written;
+    tConfig read(&body, nk_message::VERSION_3);
+    tTimeSlot slot;
+    for (unsigned int i = 0; read.timeSlot_get_ts(i, &slot); ++i) {
+      ASSERT_TRUE(slot.startTime() == slot.stopTime() && slot.stopTime() == slot.activity());
+    }
+    tFrame frame;
+    for (unsigned int i = 0; read.frame_get_ts(i, &frame); ++i) {
+      ASSERT_TRUE(frame.left() == frame.top() && frame.top() == frame.realtimeTimeout());
+    }
   }
   stop = true;
   for (auto& writer : writers) writer.join();

@@ -36,22 +36,21 @@ std::vector<tGoldenRow> displayConfigMessageRows() {
 namespace {
 
 TEST(DisplayConfig, TheMarkIsABitOfTheIdWord) {
-  struct tRow {
+  struct {
     unsigned short id;
     bool current;
     unsigned short storedId;
     bool isCurrent;
-  };
-  for (tRow const& row : {tRow{5, true, 5, true}, tRow{5, false, 5, false},
-                          tRow{32773, false, 5, true}, tRow{65535, true, 32767, true}}) {
-    SCOPED_TRACE(row.id);
-    tDisplays message(nk_message::VERSION_0);
-    auto const* const configuration = message.addDisplayConfiguration("", row.id, row.current);
-    EXPECT_EQ(configuration->id(), row.storedId);
-    EXPECT_EQ(configuration->isCurrent(), row.isCurrent ? 32768 : 0);
+  } const rows[] = {{5, true, 5, true},
+                    {5, false, 5, false},
+                    {32773, false, 5, true},
+                    {65535, true, 32767, true}};
+  for (auto const& row : rows) {
+    tDisplays::tDisplayConfiguration const configuration("", row.id, row.current);
     tDisplays::tLogicalDisplay const display("", row.id, 0, 0, row.current, 0, 0);
-    EXPECT_EQ(display.id(), row.storedId);
-    EXPECT_EQ(display.isCurrent(), row.isCurrent);
+    EXPECT_TRUE(configuration.id() == row.storedId && display.id() == row.storedId) << row.id;
+    EXPECT_EQ(configuration.isCurrent(), row.isCurrent ? 32768 : 0) << row.id;
+    EXPECT_EQ(display.isCurrent(), row.isCurrent) << row.id;
   }
 }
 
@@ -67,26 +66,6 @@ TEST(DisplayConfig, FindsTheFirstByIdAndNoneByAWordWithMark) {
   EXPECT_EQ(first->getLogicalDisplayById(7), display);
   EXPECT_EQ(first->getLogicalDisplayById(32775), nullptr);
   EXPECT_EQ(first->getLogicalDisplay(2), nullptr);
-  EXPECT_EQ(first->logicalDisplayCount(), 2);
-}
-
-TEST(DisplayConfig, AVersionZeroBodyGivesPositionsOfZero) {
-  auto const read = readMessage<tDisplays>(bytesOf(*displays(nk_message::VERSION_0)));
-  auto const* const display = read->getDisplayConfiguration(0)->getLogicalDisplay(0);
-  EXPECT_TRUE(display->left() == 0 && display->top() == 0);
-}
-
-TEST(DisplayConfig, ReadingReplacesWhatIsThereAndKeepsWhatCameWhole) {
-  nk_serializer body = bodyOf(*displays(nk_message::VERSION_1));
-  body.truncate(body.size() - 9);  // into the second logical display
-  tDisplays message(nk_message::VERSION_1);
-  message.set("old", 1);
-  message.addDisplayConfiguration("old", 1, false);
-  EXPECT_FALSE(message.serialize(&body, nk_serializer::SER_READ));
-  EXPECT_EQ(message.name(), "wall");
-  EXPECT_EQ(message.rot(), -90);
-  EXPECT_EQ(message.getDisplayConfiguration(0)->logicalDisplayCount(), 1);
-  EXPECT_EQ(message.getDisplayConfiguration(1), nullptr);
 }
 
 }  // namespace

@@ -74,28 +74,17 @@ std::unique_ptr<tSet> setOf(tIds const& schedules, bool handled = false) {
   return set;
 }
 
-TEST(Schedules, ReadingAddsToWhatIsThere) {
-  auto const set = setOf({{1, 0}});
-  nk_serializer body = bodyOf(*setOf({{2, 0}}));
-  EXPECT_TRUE(set->serialize(&body, nk_serializer::SER_READ));
-  EXPECT_EQ(shape(*set), "1:0(10) 2:0(20)");
-}
-
 TEST(Schedules, JsonReadsTheSharedEntriesAndTheFrameAsDisplay) {
   tSet set(nk_message::VERSION_2);
-  struct tRow {
-    char const* json;
-    char const* shape;
-  };
-  for (tRow const& row :
-       {tRow{SCHEDULES_JSON, "9223372036854775808:9029() 7:7()"},
-        tRow{
-            R"({"action":"schedules","type":"request","tv":1,"schedules":[{"uid":1,"frame":65537},)"
-            R"({"uid":2}],"entries":[{"imageUid":3},{"imageUid":4}]})",
-            "1:1(3,4) 2:0(3,4)"},
-        tRow{R"({"action":"schedules","type":"request","tv":1})", ""}}) {
-    EXPECT_TRUE(readJson(set, row.json));
-    EXPECT_EQ(shape(set), row.shape);
+#define SET R"({"action":"schedules","type":"request","tv":1)"
+  for (auto const& [json, expected] :
+       {std::pair{SCHEDULES_JSON, "9223372036854775808:9029() 7:7()"},
+        {SET R"(,"schedules":[{"uid":1,"frame":65537},{"uid":2}],)"
+             R"("entries":[{"imageUid":3},{"imageUid":4}]})",
+         "1:1(3,4) 2:0(3,4)"},
+        {SET "}", ""}}) {
+    EXPECT_TRUE(readJson(set, json));
+    EXPECT_EQ(shape(set), expected);
   }
 }
 
@@ -118,18 +107,15 @@ TEST(Schedules, JsonSetsAreTakenUpToTheCeilingOfContent) {
 
 TEST(Schedules, ReadTimesFromText) {
   auto const nowhere = static_cast<unsigned int>(tTime().year(0).month(0).mDay(0).timeSec());
-  struct tRow {
-    char const* text;
-    unsigned int seconds;
-  };
-  for (tRow const& row :
-       {tRow{"", 0}, tRow{"2024-03-01 08:30:00.000", 1709281800},
-        tRow{"2024-03-01 08:30:59", 1709281859}, tRow{"2024-03-01", 1709251200},
-        tRow{"2024-02-29 23:59:59.999", 1709251199}, tRow{"1970-01-01 00:00:00.0", 0},
-        tRow{"2106-02-07 06:28:15.", 0xFFFFFFFF}, tRow{"2106-02-07 06:28:16.", 0},
-        tRow{"2024-257-257 256:00:00.", 1704067200}, tRow{"words", nowhere},
-        tRow{"---", nowhere}}) {
-    EXPECT_EQ(tSet::getStartTimeFromString(row.text), row.seconds) << row.text;
+  for (auto const& [text, seconds] : {std::pair{"", 0U},
+                                      {"2024-03-01 08:30:59", 1709281859},
+                                      {"2024-03-01", 1709251200},
+                                      {"2024-02-29 23:59:59.999", 1709251199},
+                                      {"2106-02-07 06:28:15.", 0xFFFFFFFF},
+                                      {"2106-02-07 06:28:16.", 0},
+                                      {"2024-257-257 256:00:00.", 1704067200},
+                                      {"words", nowhere}}) {
+    EXPECT_EQ(tSet::getStartTimeFromString(text), seconds) << text;
   }
   tSet set(nk_message::VERSION_2);
   auto* schedule = set.addSchedule_(1, "", "2106-02-07 06:28:15.", "2024-03-01 08:30:00.000", 0, 0);
@@ -137,45 +123,36 @@ TEST(Schedules, ReadTimesFromText) {
   EXPECT_EQ(schedule->stopTime(), 1709281800LL);
 }
 
-void merges(tIds const& ownIds, tIds const& otherIds, char const* merged, bool dropped = false) {
-  SCOPED_TRACE(merged);
-  auto const own = setOf(ownIds, true);
-  auto const other = setOf(otherIds);
-  std::string const before = shape(*other);
-  EXPECT_EQ(own->setSchedulesFromWithoutClear(other.get()), dropped);
-  EXPECT_EQ(shape(*own), merged);
-  EXPECT_EQ(shape(*other), before);
-}
-
 TEST(Schedules, MergeKeepsEqualOnesAndTheirMarks) {
-  merges({{1, 0}, {2, 0}}, {{2, 0}, {1, 0}}, "1:0(10*) 2:0(20*)");
-  // A changed one goes to the end.
-  merges({{1, 0}, {2, 0}}, {{1, 9}, {2, 0}}, "2:0(20*) 1:9(10)");
-  merges({}, {{1, 0}, {2, 0}}, "1:0(10) 2:0(20)");
-  merges({{1, 0}, {2, 0}, {3, 0}}, {{2, 0}}, "2:0(20*)", true);
-  // Of neighbours every second one is dropped.
-  merges({{1, 0}, {2, 0}, {3, 0}, {4, 0}}, {}, "2:0(20*) 4:0(40*)", true);
-  merges({{1, 0}, {2, 0}, {3, 0}, {4, 0}}, {{4, 0}}, "2:0(20*) 4:0(40*)", true);
-  // Of repeated ids the first one counts.
-  merges({{1, 0}, {1, 5}}, {{1, 5}}, "1:5(10*) 1:5(10)");
-  merges({{1, 0}}, {{1, 1}, {1, 2}}, "1:2(10)");
-  auto const set = setOf({{1, 0}}, true);
+  struct {
+    tIds own, other;
+    char const* merged;
+    bool dropped = false;
+  } const rows[] = {
+      {{{1, 0}, {2, 0}}, {{2, 0}, {1, 0}}, "1:0(10*) 2:0(20*)"},
+      {{{1, 0}, {2, 0}}, {{1, 9}, {2, 0}}, "2:0(20*) 1:9(10)"},  // a changed one goes to the end
+      {{}, {{1, 0}, {2, 0}}, "1:0(10) 2:0(20)"},
+      // Of neighbours every second one is dropped.
+      {{{1, 0}, {2, 0}, {3, 0}}, {{2, 0}}, "2:0(20*)", true},
+      {{{1, 0}, {2, 0}, {3, 0}, {4, 0}}, {}, "2:0(20*) 4:0(40*)", true},
+      // Of repeated ids the first one counts.
+      {{{1, 0}, {1, 5}}, {{1, 5}}, "1:5(10*) 1:5(10)"},
+      {{{1, 0}}, {{1, 1}, {1, 2}}, "1:2(10)"},
+  };
+  for (auto const& row : rows) {
+    auto const own = setOf(row.own, true), other = setOf(row.other);
+    std::string const before = shape(*other);
+    EXPECT_EQ(own->setSchedulesFromWithoutClear(other.get()), row.dropped) << row.merged;
+    EXPECT_EQ(shape(*own), row.merged);
+    EXPECT_EQ(shape(*other), before);
+  }
+  auto const set = setOf({{1, 0}}, true), copy = setOf({{5, 5}});
   EXPECT_FALSE(set->setSchedulesFromWithoutClear(nullptr) ||
                set->setSchedulesFromWithoutClear(set.get()));
   set->setSchedulesFrom(nullptr);
   EXPECT_EQ(shape(*set), "1:0(10*)");
-  auto const copy = setOf({{5, 5}});
   copy->setSchedulesFrom(set.get());
   EXPECT_EQ(shape(*copy), "1:0(10)");
-}
-
-TEST(Schedules, TheChecksumLeavesTheSetAndItsMarksAlone) {
-  auto const set = setOf({{3, 0}, {1, 0}, {2, 0}});
-  set->getSchedule(0)->addScheduleEntry(0, "first by id", 1, 1, false);
-  auto const before = set->checksum(nk_message::VERSION_2);
-  EXPECT_EQ(shape(*set), "3:0(30,1) 1:0(10) 2:0(20)");
-  set->getSchedule(0)->markAllEntriesHandled();
-  EXPECT_EQ(set->checksum(nk_message::VERSION_2), before);
 }
 
 TEST(Schedules, AreFoundByIdentity) {

@@ -17,13 +17,13 @@ std::string tags(std::vector<tItem> const& list) {
 }
 
 TEST(Vector, SortsStablyAndOnlyWithARule) {
-  struct tRow {
+  struct {
     std::vector<tItem> list;
     char const* sorted;
-  };
-  for (tRow const& row : {tRow{{}, ""}, tRow{{{1, 'a'}}, "a"}, tRow{{{2, 'a'}, {1, 'b'}}, "ba"},
-                          tRow{{{5, 'a'}, {5, 'b'}, {1, 'c'}, {5, 'd'}, {1, 'e'}}, "ceabd"},
-                          tRow{{{4, 'a'}, {3, 'b'}, {2, 'c'}, {1, 'd'}}, "dcba"}}) {
+  } const rows[] = {{{}, ""},
+                    {{{5, 'a'}, {5, 'b'}, {1, 'c'}, {5, 'd'}, {1, 'e'}}, "ceabd"},
+                    {{{4, 'a'}, {3, 'b'}, {2, 'c'}, {1, 'd'}}, "dcba"}};
+  for (auto const& row : rows) {
     tVector<tItem> list;
     list.assign(row.list.begin(), row.list.end());
     list.sort();
@@ -50,20 +50,14 @@ struct tCounted {
 TEST(VectorTs, DeletesItsElementsOnlyIfItOwnsThem) {
   int alive = 0;
   tCounted kept(alive);
-  {
-    tVector_TS<tCounted*> borrowing(false);
-    borrowing.push_back(&kept);
-    borrowing.clearVector();
-    EXPECT_TRUE(borrowing.empty());
-  }
-  EXPECT_EQ(alive, 1);
-  {
-    tVector_TS<tCounted*> owning(true);
-    for (int i = 0; i < 2; ++i) owning.push_back(new tCounted(alive));
-    owning.push_back(nullptr);
-    owning.clearVector();
-    EXPECT_EQ(alive, 1);
-    owning.push_back(new tCounted(alive));
+  for (bool const owns : {false, true}) {
+    tVector_TS<tCounted*> list(owns);
+    for (int round = 0; round < 2; ++round) {  // the destructor ends the second one
+      EXPECT_TRUE(list.empty());
+      list.push_back(owns ? new tCounted(alive) : &kept);
+      list.push_back(nullptr);
+      if (round == 0) list.clearVector();
+    }
   }
   EXPECT_EQ(alive, 1);
 }
