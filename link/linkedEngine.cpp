@@ -21,10 +21,11 @@ constexpr unsigned int stepsPerRound = 64;
 
 nk_linkedEngine::nk_linkedEngine(asio::io_context& io, int descriptor,
                                  nk_carrier::tLimits const& limits, tSetup const& setup)
-    : m_carrier(io, descriptor, limits),
+    : m_io(io),
+      m_carrier(io, descriptor, limits),
       m_engine(setup.address, setup.receive, setup.context, setup.timeout_s, setup.logFcn,
                setup.logContext, setup.logOutput),
-      m_timer(io) {
+      m_tick(io) {
   if (!setup.guard) return;
   m_guard.emplace(*setup.guard, [this](unsigned char* frame, unsigned int length) {
     m_frames.append(frame, length);  // without memory for it, it is lost as on a bad line
@@ -108,7 +109,7 @@ bool nk_linkedEngine::finished() const {
 void nk_linkedEngine::round() {
   bool const more = pumpSome();
   if (more && !std::exchange(m_roundPosted, true)) {
-    asio::post(m_timer.get_executor(), [this, alive = std::weak_ptr(m_alive)] {
+    asio::post(m_io, [this, alive = std::weak_ptr(m_alive)] {
       if (alive.expired()) return;
       m_roundPosted = false;
       round();
@@ -118,9 +119,7 @@ void nk_linkedEngine::round() {
 }
 
 void nk_linkedEngine::tick() {
-  m_timer.expires_after(tickTime);
-  m_timer.async_wait([this, alive = std::weak_ptr(m_alive)](std::error_code problem) {
-    if (alive.expired() || problem) return;
+  m_tick.after(tickTime, [this] {
     m_carrier.checkProgress();
     if (m_guard) {
       m_guard->expire();

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <asio/io_context.hpp>
-#include <asio/steady_timer.hpp>
 #include <cstdarg>
 #include <functional>
 #include <memory>
@@ -79,11 +78,12 @@ class nk_linkedEngine {
   static unsigned int sendFor(nk_server* server, void* ctx, unsigned char* data,
                               unsigned int length, int* error);
 
+  asio::io_context& m_io;
   nk_carrier m_carrier;
   nk_protocol m_engine;
   std::optional<nk_linkGuard> m_guard;
   tBlob m_frames;  // from the guard, for the engine
-  asio::steady_timer m_timer;
+  nk_timer m_tick;
   std::function<void()> m_onEvent;
   bool m_roundPosted = false;
   // Handlers hold a weak pointer to it, as they may be on their way at destruction.

@@ -115,8 +115,7 @@ TEST_F(openLinks, whoNeverSendsAWholeFrameEndsInTime) {
   clock.advance(seconds(10));
   say("talking");
   EXPECT_TRUE(ended.empty()) << ended[0];
-  clock.advance(std::chrono::milliseconds(1));
-  EXPECT_TRUE(runUntil(io, [&] { return ended.size() >= 2; }));
+  clock.advance(std::chrono::milliseconds(100));  // it is looked at ten times a second
   std::sort(ended.begin(), ended.end());
   EXPECT_EQ(ended, (std::vector<std::string>{"noisy", "silent"}));
   EXPECT_EQ(reason, "no whole frame in 10 s");

@@ -195,6 +195,25 @@ TEST_F(panelTest, storesImagesOnce) {
   restart();
 }
 
+TEST_F(panelTest, takesOverWhatVersion01Kept) {
+  auto const file = [this](char const* name) { return options.state + "/" + name; };
+  auto const checksum = std::string(nk_tools::imageChecksum(harness::bytes("image")).c_str());
+  fs::create_directories(file("images"));
+  harness::write(file("config.bin"), config(2, 1, "hall"));
+  harness::write(file("schedules.bin"), schedules(2, 3));
+  harness::write(file("images.json"),
+                 R"({"images":[{"uid":5,"name":"a.png","cs":")" + checksum + R"(","mime":0}]})");
+  harness::write(file(("images/image_id5_" + checksum + ".png").c_str()), "image");
+  start();
+  EXPECT_EQ(panel->panel.settings().name(), "hall");
+  EXPECT_EQ(panel->panel.images().checksum(5), checksum.c_str());
+  restart();
+  panel->panel.keepChanges();
+  for (char const* former : {"config.bin", "schedules.bin", "images.json"})
+    EXPECT_FALSE(fs::exists(file(former))) << former;
+  restart();
+}
+
 TEST_F(panelTest, notesWhenTheExtremesWereFirstMeasured) {
   harness::tFakeClock clock;
   start();

@@ -182,7 +182,7 @@ TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
       {raw, 0, "frame  offset 0, size 3  BAD\n  ! wrong encoding"},
       {"--json " + text, 0, R"({"kind":"frame","offset":0,"size":3,"good":false,"fault":"wrong e)"},
       {wrong, 2, "line 1: \"hello\" is no hexadecimal text"},
-      {dir / "missing", 2, "cannot be opened"},
+      {dir / "missing", 2, "No such file or directory"},
       {"", 2, "FILE or --link is required"},
       {text + " --link " + panel, 2, "FILE or --link is required"},
       {text + " --record " + raw, 2, "--record requires --link"},

@@ -303,13 +303,16 @@ TEST_F(programs, panelObeysOnlyWhoMayOrderIt) {
   expect("set-name other", 6);
   expect("--from 16 set-name hall", 0, "hall");
   expect("schedules set " + empty, 0, "");
-  for (auto const* from : {"1", "7"}) expect(std::string("shutdown --from ") + from, 0);
+  for (auto const* from : {"1", "7"}) {
+    auto const order = "--link " + station + " --to 2 --timeout 0.2 shutdown --from " + from;
+    EXPECT_EQ(control(words(order)), 4) << errors;
+  }
+  device->waitFor("new name from station 1 (127.0.0.1:");
+  device->waitFor("shutdown from station 7 (127.0.0.1:");
   expect("events", 0, "new name set by station 16");
   for (auto const* refused : {"new name refused", "schedules refused", "shutdown refused"})
     EXPECT_EQ(harness::countOf(refused, output), 1u) << refused << output;
   EXPECT_EQ(harness::countOf("by station", output), 1u) << output;
-  device->waitFor("new name from station 1 (127.0.0.1:");
-  device->waitFor("shutdown from station 7 (127.0.0.1:");
 
   // By whom it cannot be told is obeyed nowhere.
   restart(SIGTERM);

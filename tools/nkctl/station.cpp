@@ -170,7 +170,7 @@ nk_tools::teExit tStation::ready() {
 nk_tools::teExit tStation::connect() {
   nk_tools::cutFor(*m_options.link);
   asio::io_context io{1};
-  bool gaveUp = false;
+  auto failure = nk_tools::STATUS_OK;
   auto const opened = [this](int descriptor) {
     nk_station::tOptions options;
     options.address = m_options.from;
@@ -178,20 +178,22 @@ nk_tools::teExit tStation::connect() {
     options.maxBytes = tBlob::maxSize;
     if (m_options.verbose) options.logOutput = nk_tools::sayEngine;
     m_link = std::make_unique<nk_station>(descriptor, options);
+    m_wasOpen = true;
   };
   auto const failed = [&](std::error_code reason) {
     if (m_options.verbose) nk_tools::say(reason.message() + "; trying again");
   };
   auto const giveUp = [&](std::error_code reason) {
-    fail(nk_tools::STATUS_LINK, "cannot open the link: " + reason.message());
-    gaveUp = true;
+    failure = m_wasOpen ? fail(nk_tools::STATUS_PROTOCOL,
+                               "the link is over and cannot be opened again: " + reason.message())
+                        : fail(nk_tools::STATUS_LINK, "cannot open the link: " + reason.message());
   };
   nk_dialer::tPlan plan;
   plan.giveUp = m_options.connectTimeout;
   nk_dialer dialer(io, *m_options.link, plan, {opened, failed, giveUp});
   dialer.dial();
-  while (!m_link && !gaveUp) io.run_one();
-  return gaveUp ? nk_tools::STATUS_LINK : nk_tools::STATUS_OK;
+  while (!m_link && failure == nk_tools::STATUS_OK) io.run_one();
+  return failure;
 }
 
 // Says what went wrong with a request; `answer` is null if it wanted none.

@@ -89,6 +89,7 @@ class tStation {
   std::unique_ptr<nk_station> m_link;
   nk_station::tTraffic m_before;  // when the last request began
   nk_linkGuard::tCounters m_countersBefore;
+  bool m_wasOpen = false;      // the link was open before, so it cannot be misspelt
   bool m_answered = false;     // the link has brought an answer
   bool m_peerCloses = false;   // the panel ends links behind answers
   bool m_unconfirmed = false;  // what was sent last may not have arrived

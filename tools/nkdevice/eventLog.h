@@ -28,7 +28,7 @@ enum teEvent : unsigned short {
 class tEventLog {
  public:
   /// `store` is borrowed for the life of this object.
-  explicit tEventLog(tStore& store) : m_file(store, "events.log") {}
+  explicit tEventLog(tStore& store) : m_file(store, "events.log", "events.bin") {}
 
   /// Takes over what is stored. To be called once, before anything is recorded.
   void load();

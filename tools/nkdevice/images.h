@@ -23,7 +23,10 @@ class tImages {
   /// `store` and `events` are borrowed for the life of this object. All images together have at
   /// most `room` bytes.
   tImages(tStore& store, tEventLog& events, unsigned long long room)
-      : m_store(store), m_events(events), m_room(room), m_file(store, "images.log") {}
+      : m_store(store),
+        m_events(events),
+        m_room(room),
+        m_file(store, "images.log", "images.json") {}
 
   /// Takes over what is stored; what is damaged is dropped, and recorded.
   void load();

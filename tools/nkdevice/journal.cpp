@@ -30,6 +30,7 @@ tString checksum(tBlob const& content) {
 
 bool tJournal::load(tTake const& take) {
   tBlob file;
+  if (!m_store.holds(m_name)) return loadFormer(take);
   if (!m_store.read(m_name, file, largestFile)) return false;
   for (unsigned int at = 0; at < file.size();) {
     tBlob record;
@@ -50,6 +51,15 @@ bool tJournal::load(tTake const& take) {
   }
   if (m_wholeSize == 0) m_store.setAside(m_name, "is damaged or beyond the limits");
   return m_wholeSize != 0;
+}
+
+bool tJournal::loadFormer(tTake const& take) {
+  tBlob content;
+  if (!m_store.read(m_former, content, largestFile)) return false;
+  m_isFormer = take(content);
+  m_settled = !m_isFormer;  // so that settle() stores it under its new name
+  if (!m_isFormer) m_store.setAside(m_former, "is damaged or beyond the limits");
+  return m_isFormer;
 }
 
 bool tJournal::add(tBlob const& change, unsigned int work, tWhole const& whole) {
@@ -104,6 +114,8 @@ bool tJournal::replace(tWhole const& whole) {
   m_wholeSize = m_size = record.size();
   m_work = 0;
   m_appends = m_settled = true;
+  if (m_isFormer && m_store.isSettled())
+    m_isFormer = ::unlink(m_store.path(m_former).c_str()) != 0 && errno != ENOENT;
   return true;
 }
 

@@ -20,8 +20,11 @@ class tJournal {
   /// memory runs out.
   using tWhole = std::function<bool(tBlob& record)>;
 
-  /// The file `name` in `store`, which is borrowed.
-  tJournal(tStore& store, char const* name) : m_store(store), m_name(name) {}
+  /// The file `name` in `store`, which is borrowed. `former` is the file in which version 0.1 kept
+  /// the value, as one record without a head: it is read if there is no file `name`, and deleted
+  /// once its content is stored there.
+  tJournal(tStore& store, char const* name, char const* former)
+      : m_store(store), m_name(name), m_former(former) {}
 
   /// Gives all records to `take`, oldest first, the whole before the changes. True if the whole was
   /// read. Without a whole the file is set aside, if there is one; of changes, those from the first
@@ -38,6 +41,7 @@ class tJournal {
   void settle(tWhole const& whole);
 
  private:
+  bool loadFormer(tTake const& take);
   bool append(tBlob const& record);
   bool takeBack();
   bool replace(tWhole const& whole);
@@ -46,7 +50,9 @@ class tJournal {
 
   tStore& m_store;
   char const* const m_name;
-  bool m_appends = false;  // if not, the next change replaces the file
+  char const* const m_former;
+  bool m_isFormer = false;  // what is in force came from there
+  bool m_appends = false;   // if not, the next change replaces the file
   bool m_settled = true;
   unsigned int m_wholeSize = 0;  // of the record of the whole in the file
   unsigned int m_size = 0;       // of the file

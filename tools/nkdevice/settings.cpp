@@ -24,8 +24,8 @@ tJournal::tWhole wholeOf(nk_message& message) {
 
 tSettings::tSettings(tStore& store, tLimits const& limits)
     : m_limits(limits),
-      m_configFile(store, "config.log"),
-      m_schedulesFile(store, "schedules.log"),
+      m_configFile(store, "config.log", "config.bin"),
+      m_schedulesFile(store, "schedules.log", "schedules.bin"),
       m_config(std::make_unique<tConfig>(storedVersion)),
       m_schedules(std::make_unique<tSchedules>(storedVersion)) {}
 

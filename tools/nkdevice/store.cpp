@@ -47,11 +47,15 @@ bool tStore::lock() {
   return false;
 }
 
+// Only ENOENT means that there is no file. Any other failure shows when the file is read.
+bool tStore::holds(char const* name) const {
+  std::error_code error;
+  return !keepsNothing() && (std::filesystem::exists(path(name), error) || error);
+}
+
 bool tStore::read(char const* name, tBlob& content, unsigned int most) {
   std::error_code error;
-  if (keepsNothing()) return false;
-  // Only ENOENT means that there is no file. Any other failure shows when the file is read.
-  if (!std::filesystem::exists(path(name), error) && !error) return false;
+  if (!holds(name)) return false;
   std::string why = "is larger than what this panel takes";
   // The size is looked at first: reading must not take more memory than the panel may have.
   if (auto const size = std::filesystem::file_size(path(name), error); error || size <= most) {

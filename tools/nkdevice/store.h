@@ -28,6 +28,8 @@ class tStore {
   /// Where the file `name` is.
   std::string path(std::string const& name) const { return m_directory + "/" + name; }
 
+  /// False if there is surely no file `name`.
+  bool holds(char const* name) const;
   /// Reads the file `name` into `content`. False if there is none, and if it cannot be read or is
   /// larger than `most` bytes: then it is set aside.
   bool read(char const* name, tBlob& content, unsigned int most);
