@@ -16,9 +16,12 @@ class nk_timer;
 /// Threads: now() may be called from any thread, everything else only on the io_context's thread.
 class nk_clock : public asio::execution_context::service {
  public:
+  /// A point of the monotonic time.
   using tMoment = std::chrono::steady_clock::time_point;
+  /// By which Asio tells this service from others.
   static inline asio::execution_context::id id;
 
+  /// Made by of(), or by a test that installs a clock of its own. `io` is borrowed.
   explicit nk_clock(asio::execution_context& io) : service(io) {}
   /// The clock of `io`: the system's steady clock, unless another has been installed.
   static nk_clock& of(asio::io_context& io) { return asio::use_service<nk_clock>(io); }
@@ -44,6 +47,7 @@ class nk_clock : public asio::execution_context::service {
 /// thread.
 class nk_timer {
  public:
+  /// A point of the monotonic time.
   using tMoment = nk_clock::tMoment;
 
   /// `io` is borrowed.

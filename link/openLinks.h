@@ -31,6 +31,7 @@
 /// Everything runs on the thread that runs the io_context, and on its nk_clock, guards included.
 class nk_openLinks {
  public:
+  /// Points of the io_context's time, and what lies between them.
   using tMoment = nk_clock::tMoment;
   using tDuration = std::chrono::milliseconds;
 
@@ -80,7 +81,9 @@ class nk_openLinks {
   /// Lets each link go as soon as nothing waits to be sent on it.
   void finish();
 
+  /// How many links are open, those that are about to end included.
   unsigned int size() const { return static_cast<unsigned int>(m_silent.size() + m_known.size()); }
+  /// True if there are none.
   bool empty() const { return size() == 0; }
 
  private:

@@ -19,8 +19,7 @@ nk_tools::teExit set(tStation& station, tOutput& output, nk_messageSetSchedulesR
 nk_tools::teExit check(tStation& station, tOutput& output, nk_messageSetSchedulesReq& schedules) {
   std::unique_ptr<nk_messageStateRsp> state;
   if (auto const status = askForState(station, output, state)) return status;
-  return compare(output, *state, schedules.checksum(schedules.version()),
-                 state->csSched());
+  return compare(output, *state, schedules.checksum(schedules.version()), state->csSched());
 }
 
 tRun declareSet(CLI::App& app) {
