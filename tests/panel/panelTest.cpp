@@ -195,6 +195,23 @@ TEST_F(panelTest, storesImagesOnce) {
   restart();
 }
 
+TEST_F(panelTest, aDamagedChangeCostsNoOther) {
+  start();
+  for (unsigned int uid = 1; uid < 5; ++uid) panel->ask(imageContent({{uid, "a.png", "x"}}));
+  auto const log = options.state + "/images.log";
+  auto bytes = harness::contentOfFile(log);
+  bytes[bytes.find("\"uid\":2,") + 1] ^= 1;
+  panel.reset();
+  harness::write(log, bytes);
+  start();
+  EXPECT_EQ(panel->panel.images().uids(), (std::vector<unsigned long long>{1, 3, 4}));
+  auto const files = fs::directory_iterator(options.state + "/images");
+  EXPECT_EQ(std::distance(files, {}), 4) << "nobody knows what the change named";
+  EXPECT_EQ(harness::contentOfFile(log + ".bad"), bytes);
+  panel->panel.keepChanges();
+  restart();
+}
+
 TEST_F(panelTest, takesOverWhatVersion01Kept) {
   auto const file = [this](char const* name) { return options.state + "/" + name; };
   auto const checksum = std::string(nk_tools::imageChecksum(harness::bytes("image")).c_str());

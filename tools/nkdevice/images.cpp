@@ -17,6 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
+// Ends the names of files that cannot be read: they stay, for people to look at.
+constexpr char const* unreadable = ".bad";
+
 std::string numbered(unsigned long long uid, char const* what) {
   return "image " + std::to_string(uid) + " " + what;
 }
@@ -122,7 +125,8 @@ void tImages::load() {
                     image.name);
   }
   if (!damaged.empty() && !commit({}, damaged)) take({}, damaged);
-  sweepAll();
+  // With changes left out, files without an image may be what is left of confirmed ones.
+  if (!m_file.isDamaged()) sweepAll();
 }
 
 unsigned int tImages::handle(nk_messageImage& message) {
@@ -303,9 +307,11 @@ std::string tImages::fileName(tUid uid, tImage const& image) {
 bool tImages::isWhole(tUid uid, tImage& image) const {
   tBlob content;
   auto const path = filePath(fileName(uid, image));
-  // A failure to read may pass, and what is dropped is lost.
+  // Read errors may be temporary and a dropped image is deleted, so try twice.
   bool const isRead =
       nk_tools::readFile(path, content) == nullptr || nk_tools::readFile(path, content) == nullptr;
+  std::error_code error;
+  if (!isRead) fs::rename(path, path + unreadable, error);
   image.size = content.size();
   return isRead && nk_tools::imageChecksum(content) == image.checksum;
 }
@@ -339,7 +345,7 @@ void tImages::sweepAll() {
   for (fs::directory_iterator each(directory(), error), end; !error && each != end;
        each.increment(error)) {
     auto name = each->path().filename().string();
-    if (!needed.contains(name)) m_useless.insert(std::move(name));
+    if (!needed.contains(name) && !name.ends_with(unreadable)) m_useless.insert(std::move(name));
   }
   if (error && error != std::errc::no_such_file_or_directory)
     m_store.reportTrouble("read", directory(), error.value());

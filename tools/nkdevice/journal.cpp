@@ -14,8 +14,9 @@
 namespace {
 
 constexpr unsigned int largestFile = 128u << 20;
-// Changes may take this much room and work, however small the whole is.
+// Room for changes before the file is replaced, however small the whole is.
 constexpr unsigned int leastChanges = 64 << 10;
+// Most that replaying the changes may cost at the next start.
 constexpr unsigned int mostWork = 64 << 20;
 // The longest first line of a record.
 constexpr unsigned int longestHead = 64;
@@ -32,29 +33,42 @@ bool tJournal::load(tTake const& take) {
   tBlob file;
   if (!m_store.holds(m_name)) return loadFormer(take);
   if (!m_store.read(m_name, file, largestFile)) return false;
-  for (unsigned int at = 0; at < file.size();) {
-    tBlob record;
-    auto const size = unpack(file, at, record);
-    auto const work = record.size();
-    if (size == 0 || !take(record)) {
-      if (at == 0) break;
-      m_store.reportTrouble(m_store.path(m_name) + " is damaged; the changes from byte " +
-                            std::to_string(at) + " on are dropped");
-      m_appends = false;
-      return true;
+  unsigned int at = 0, damaged = 0;
+  for (tRecord record; (record = unpack(file, at)).size != 0; at += record.size) {
+    if (record.intact && take(record.content)) {
+      if (at == 0) m_wholeSize = record.size;
+    } else {
+      ++damaged;
     }
-    m_appends = true;
-    m_work += at == 0 ? 0 : work;
-    at += size;
-    if (m_wholeSize == 0) m_wholeSize = size;
-    m_size = at;
+    if (m_wholeSize == 0) break;
   }
-  if (m_wholeSize == 0) m_store.setAside(m_name, "is damaged or beyond the limits");
-  return m_wholeSize != 0;
+  if (m_wholeSize == 0) {
+    m_store.setAside(m_name, "is damaged or beyond the limits");
+    return false;
+  }
+  m_isDamaged = damaged != 0 || (at < file.size() && !isTorn(file, at));
+  if (m_isDamaged) keepDamaged(file);
+  m_size = at;
+  // What replaying costs is not known, so the next change replaces a file that has changes.
+  if (m_size > m_wholeSize) m_work = mostWork;
+  m_appends = at == file.size() && !m_isDamaged;
+  // A change that the last run did not bring to the medium is in force from now on.
+  m_settled = m_appends && m_store.sync(m_name) && m_store.syncEntries();
+  if (m_store.holds(m_former)) ::unlink(m_store.path(m_former).c_str());
+  return true;
+}
+
+void tJournal::keepDamaged(tBlob const& file) {
+  auto const copy = std::string(m_name) + ".bad";
+  m_store.write(copy.c_str(), file);
+  m_store.reportTrouble(m_store.path(m_name) + " has damaged changes, which are left out; " + copy +
+                        " is a copy");
 }
 
 bool tJournal::loadFormer(tTake const& take) {
   tBlob content;
+  // Once there was a newer file, the former one is out of date.
+  if (m_store.holds((std::string(m_name) + ".bad").c_str())) return false;
   if (!m_store.read(m_former, content, largestFile)) return false;
   m_isFormer = take(content);
   m_settled = !m_isFormer;  // so that settle() stores it under its new name
@@ -72,7 +86,8 @@ bool tJournal::add(tBlob const& change, unsigned int work, tWhole const& whole) 
   // A file whose name may not be on the medium yet could vanish with all that is appended to it.
   bool const fits = record.size() <= std::max(m_wholeSize, leastChanges) &&
                     m_size - m_wholeSize <= std::max(m_wholeSize, leastChanges) - record.size() &&
-                    work <= mostWork && m_work <= mostWork - work;
+                    m_size <= largestFile - record.size() && work <= mostWork &&
+                    m_work <= mostWork - work;
   if (!m_appends || !fits || !isSettled()) return replace(whole);
   if (!append(record)) return false;
   m_work += work;
@@ -94,8 +109,8 @@ bool tJournal::append(tBlob const& record) {
   return !takeBack() && added;
 }
 
-// Cuts off what was appended in vain. If that fails, too, a whole record counts after a restart,
-// and so it has to count now.
+// Removes a record whose append failed. If that fails too and the record is complete, a restart
+// would load it, so it counts as stored.
 bool tJournal::takeBack() {
   int result = 0;
   do {
@@ -108,6 +123,11 @@ bool tJournal::replace(tWhole const& whole) {
   tBlob content, record;
   if (!whole(content) || !pack(content, record)) {
     m_store.reportTrouble(std::string("no memory to store ") + m_name);
+    return false;
+  }
+  // What could not be loaded again must not be taken.
+  if (record.size() > largestFile) {
+    m_store.reportTrouble(std::string(m_name) + " would be too large to be loaded again");
     return false;
   }
   if (!m_store.write(m_name, record)) return false;
@@ -123,7 +143,8 @@ void tJournal::settle(tWhole const& whole) {
   if (!m_settled && !m_store.keepsNothing()) replace(whole);
 }
 
-// Long runs are stored as such: what takes few bytes on the link takes few on the medium.
+// Run lengths keep repetitive records small: content that is compressed on the link must not
+// multiply what is written.
 bool tJournal::pack(tBlob const& content, tBlob& record) {
   constexpr unsigned int worthIt = 4;
   bool const rle = tCompression::encodedSizeRLE(content) < content.size() / worthIt;
@@ -136,18 +157,33 @@ bool tJournal::pack(tBlob const& content, tBlob& record) {
          record.append("\n", 1);
 }
 
-// The record at `from` and its size in the file; 0 if it is damaged.
-unsigned int tJournal::unpack(tBlob const& file, unsigned int from, tBlob& content) {
+// The record at `from`. Its size is 0 at the end of the file, and if it does not tell where it
+// ends.
+tJournal::tRecord tJournal::unpack(tBlob const& file, unsigned int from) {
   std::string_view const rest(reinterpret_cast<char const*>(file.data()) + from,
                               file.size() - from);
   std::string const head(rest.substr(0, rest.substr(0, longestHead).find('\n') + 1));
+  tRecord record;
   unsigned int size = 0;
   char sum[41] = "", form[6] = "";
-  if (std::sscanf(head.c_str(), "%40s %u %5s", sum, &size, form) != 3) return 0;
+  if (std::sscanf(head.c_str(), "%40s %u %5s", sum, &size, form) != 3) return record;
   auto const first = static_cast<unsigned int>(head.size());
-  if (size >= rest.size() - first || rest[first + size] != '\n') return 0;
-  content = tBlob(rest.data() + first, size);
-  if (checksum(content) != sum) return 0;
-  if (std::string_view(form) == "rle") content = tCompression::decodeRLE(content);
-  return first + size + 1;
+  if (size >= rest.size() - first || rest[first + size] != '\n') return record;
+  record.size = first + size + 1;
+  record.content = tBlob(rest.data() + first, size);
+  record.intact = checksum(record.content) == sum;
+  if (record.intact && std::string_view(form) == "rle")
+    record.content = tCompression::decodeRLE(record.content);
+  return record;
+}
+
+// True if the file ends within the record at `from`, as after a crash in the middle of an append.
+bool tJournal::isTorn(tBlob const& file, unsigned int from) {
+  std::string_view const rest(reinterpret_cast<char const*>(file.data()) + from,
+                              file.size() - from);
+  auto const end = rest.substr(0, longestHead).find('\n');
+  if (end == rest.npos) return rest.size() < longestHead;
+  unsigned int size = 0;
+  return std::sscanf(std::string(rest.substr(0, end)).c_str(), "%*40s %u", &size) == 1 &&
+         size >= rest.size() - (end + 1);
 }

@@ -27,26 +27,37 @@ class tJournal {
       : m_store(store), m_name(name), m_former(former) {}
 
   /// Gives all records to `take`, oldest first, the whole before the changes. True if the whole was
-  /// read. Without a whole the file is set aside, if there is one; of changes, those from the first
-  /// on that is cut or damaged are dropped, which is reported.
+  /// read. Without a whole the file is set aside, if there is one. Damaged changes are left out,
+  /// which is reported, and a copy of the file is kept. What is in force then is on the medium if
+  /// isSettled().
   bool load(tTake const& take);
   /// Stores a change. True: it is in force, and a restart finds it. False, and reported: it is not.
-  /// `work` says what taking the record takes at the next start: the size of what it stands for.
+  /// `work` is the estimated cost of replaying the record at the next start, in bytes of the value
+  /// that it makes.
   bool add(tBlob const& change, unsigned int work, tWhole const& whole);
   /// True if all that is in force is known to be on the medium. Until then nothing may be deleted
   /// that an older record names.
   bool isSettled() const { return m_settled && m_store.isSettled(); }
+  /// True if load() left out damaged changes: the value may lack something that was stored.
+  bool isDamaged() const { return m_isDamaged; }
   /// Stores the whole if the file on the medium may differ from what is in force. To be called now
   /// and then.
   void settle(tWhole const& whole);
 
  private:
   bool loadFormer(tTake const& take);
+  void keepDamaged(tBlob const& file);
   bool append(tBlob const& record);
   bool takeBack();
   bool replace(tWhole const& whole);
   static bool pack(tBlob const& content, tBlob& record);
-  static unsigned int unpack(tBlob const& file, unsigned int from, tBlob& content);
+  struct tRecord {
+    unsigned int size = 0;  // in the file
+    bool intact = false;
+    tBlob content = {};
+  };
+  static tRecord unpack(tBlob const& file, unsigned int from);
+  static bool isTorn(tBlob const& file, unsigned int from);
 
   tStore& m_store;
   char const* const m_name;
@@ -54,6 +65,7 @@ class tJournal {
   bool m_isFormer = false;  // what is in force came from there
   bool m_appends = false;   // if not, the next change replaces the file
   bool m_settled = true;
+  bool m_isDamaged = false;
   unsigned int m_wholeSize = 0;  // of the record of the whole in the file
   unsigned int m_size = 0;       // of the file
   unsigned int m_work = 0;       // of all changes in the file

@@ -7,7 +7,7 @@
 namespace {
 
 constexpr auto storedVersion = tStore::storedVersion;
-// What an element of the value adds to the work of taking a change at the next start.
+// Estimated cost of replaying one element of the value, in bytes.
 constexpr unsigned int elementWork = 100;
 
 // Writes `message` into the blob that a journal asks for.
@@ -41,12 +41,25 @@ bool tSettings::load() {
       return true;
     };
   };
-  m_configFile.load(
-      taker(m_config, [this](auto& content, auto& problem) { return changed(content, problem); }));
+  auto const takeConfig =
+      taker(m_config, [this](auto& content, auto& problem) { return changed(content, problem); });
+  m_configFile.load([&](tBlob& record) {
+    nk_tools::tContent content{tBlob(record)};
+    return content.type == nk_message::STATE_REQ ? takeName(content) : takeConfig(record);
+  });
   m_schedulesFile.load(taker(
       m_schedules, [this](auto& content, auto& problem) { return merged(content, problem); }));
   m_configChecksum = m_config->checksum(storedVersion);
   return !m_configChecksum.empty() && makeChecksums(*m_schedules, m_schedulesChecksums);
+}
+
+// Without a copy of the configuration: there may be many names in a row.
+bool tSettings::takeName(nk_tools::tContent& content) {
+  nk_messageStateReq named(content.version);
+  if (!content.readInto(named) || !m_limits.problemOfText(named.newName().length()).empty())
+    return false;
+  m_config->device_setName(named.newName());
+  return true;
 }
 
 void tSettings::settle() {
@@ -57,8 +70,11 @@ void tSettings::settle() {
 std::string tSettings::setConfig(nk_tools::tContent& request) {
   std::string problem;
   auto next = changed(request, problem);
-  if (next != nullptr && !store(std::move(next), request.body)) problem = "it cannot be stored";
-  return problem;
+  if (next == nullptr) return problem;
+  auto const elements =
+      request.type == nk_message::STATE_REQ ? 0u : next->timeSlot_count_ts() + next->frm_count();
+  auto const work = request.body.size() + elements * elementWork;
+  return store(std::move(next), request.body, work) ? problem : "it cannot be stored";
 }
 
 std::string tSettings::setSchedules(nk_tools::tContent& request) {
@@ -115,7 +131,7 @@ std::unique_ptr<nk_messageSetSchedulesReq> tSettings::merged(nk_tools::tContent&
   auto next = std::make_unique<tSchedules>(storedVersion);
   next->setSchedulesFrom(m_schedules.get());
   next->setSchedulesFromWithoutClear(&received);
-  // What merging left over may not add up from request to request.
+  // Merging keeps some old schedules. Without this check they would accumulate.
   if (exceeds(*next)) next->setSchedulesFrom(&received);
   return next;
 }
@@ -137,13 +153,10 @@ bool tSettings::makeChecksums(tSchedules const& set, tChecksums& checksums) {
 
 // The checksums are made first: without memory for them nothing may change. What does not change
 // anything is not stored again.
-bool tSettings::store(std::unique_ptr<tConfig> next, tBlob const& change) {
+bool tSettings::store(std::unique_ptr<tConfig> next, tBlob const& change, unsigned int work) {
   auto checksum = next->checksum(storedVersion);
   if (checksum == m_configChecksum) return true;
-  auto const elements = next->timeSlot_count_ts() + next->frm_count();
-  if (checksum.empty() ||
-      !m_configFile.add(change, change.size() + elements * elementWork, wholeOf(*next)))
-    return false;
+  if (checksum.empty() || !m_configFile.add(change, work, wholeOf(*next))) return false;
   m_config = std::move(next);
   m_configChecksum = std::move(checksum);
   return true;

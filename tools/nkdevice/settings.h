@@ -44,7 +44,8 @@ class tSettings {
 
   std::unique_ptr<tConfig> changed(nk_tools::tContent& request, std::string& problem) const;
   std::unique_ptr<tSchedules> merged(nk_tools::tContent& request, std::string& problem) const;
-  bool store(std::unique_ptr<tConfig> next, tBlob const& change);
+  bool store(std::unique_ptr<tConfig> next, tBlob const& change, unsigned int work);
+  bool takeName(nk_tools::tContent& content);
   bool store(std::unique_ptr<tSchedules> next, tBlob const& change);
   bool exceeds(tSchedules const& set) const;
   static bool makeChecksums(tSchedules const& set, tChecksums& checksums);

@@ -60,7 +60,7 @@ bool tStore::read(char const* name, tBlob& content, unsigned int most) {
   // The size is looked at first: reading must not take more memory than the panel may have.
   if (auto const size = std::filesystem::file_size(path(name), error); error || size <= most) {
     auto problem = nk_tools::readFile(path(name), content);
-    // A failure may pass. What is set aside is out of force, so that takes two failures.
+    // A read error may be temporary. The file is set aside only if a second try fails.
     if (problem != nullptr) problem = nk_tools::readFile(path(name), content);
     if (problem == nullptr) return true;
     why = "cannot be read (" + std::string(problem) + ")";
@@ -88,6 +88,13 @@ bool tStore::write(char const* name, tBlob const& content) {
   ::unlink(fresh.c_str());  // it would hold the last space of a full disk
   reportTrouble("write", path(name), error);
   return false;
+}
+
+bool tStore::sync(char const* name) {
+  tFile file(0, text(path(name)));
+  bool const synced = file.isOpen() && file.syncContent();
+  if (!synced) reportTrouble("bring to the medium", path(name), errno);
+  return synced;
 }
 
 bool tStore::syncEntries() {

@@ -41,6 +41,8 @@ class tStore {
   bool read(char const* name, nk_message& message, unsigned int most);
   bool write(char const* name, nk_message& message);
 
+  /// Brings the bytes of the file `name` to the medium. False, and reported, if that fails.
+  bool sync(char const* name);
   /// To be called after a change of the directory's entries: brings them to the medium now, or, if
   /// that fails, with a later settle(). Until then nothing may be deleted that older entries name.
   bool syncEntries();
