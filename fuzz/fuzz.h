@@ -55,4 +55,14 @@ class tInput {
   unsigned int m_left;
 };
 
+/// Runs a story over one input: it begins, goes on until the input is used up, and finishes.
+template <class tStory>
+int tell(unsigned char const* data, std::size_t size) {
+  tInput input(data, size);
+  tStory story(input);
+  while (!input.empty()) story.goOn(input);
+  story.finish();
+  return 0;
+}
+
 }  // namespace fuzz

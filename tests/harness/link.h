@@ -62,6 +62,7 @@ class tEndpoint {
     std::string content;
     bool timedOut;
     void* userData;
+    bool operator==(tCall const&) const = default;
   };
 
   tEndpoint(unsigned int address, tPipe* in, tPipe* out, unsigned int defaultTimeout_s = 10)
