@@ -65,6 +65,11 @@ inline std::pair<tDescriptor, tDescriptor> socketPair() {
   return {tDescriptor(ends[0]), tDescriptor(ends[1])};
 }
 
+/// Sends `bytes`, which the system must take at once.
+inline void give(tDescriptor const& to, std::string const& bytes) {
+  EXPECT_EQ(::send(to.get(), bytes.data(), bytes.size(), 0), ssize_t(bytes.size()));
+}
+
 inline std::string randomBytes(unsigned int count, unsigned int seed) {
   return text(noise(count, seed));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "harness/hex.h"
+#include "harness/link.h"
 #include "harness/manualClock.h"
 #include "harness/system.h"
 
@@ -41,12 +41,14 @@ class openLinks : public testing::Test {
   // From peers with "!" behind their name it is a request, whose large answer they do not read.
   void say(std::string const& name, unsigned int size = 10) {
     bool const asks = name.ends_with('!');
-    tBlob payload = harness::noise(size), frame;
-    nk_telegramPart part(++id, 1, 2, 1, 0, asks, &payload,
-                         asks ? nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE
-                              : nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
-                         nk_basicTelegram::COMPRESSION_NONE);
-    part.serialize(&frame);
+    auto const frame =
+        harness::bytesOf({.id = ++id,
+                          .last = asks,
+                          .from = 1,
+                          .to = 2,
+                          .type = asks ? nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE
+                                       : nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
+                          .size = size});
     for (unsigned int sent = 0; sent < frame.size();) {
       auto const count =
           ::send(peers[name].get(), frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
