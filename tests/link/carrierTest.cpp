@@ -58,7 +58,7 @@ tPair openPair(asio::io_context& io, nk_linkUrl::teKind kind, nk_carrier::tLimit
   harness::tTerminal terminal;
   nk_linkUrl url;
   url.kind = kind;
-  url.host = "127.0.0.1";
+  url.host = "127.1";  // no address to asio, so that the system's resolver is asked
   url.path = kind == nk_linkUrl::KIND_SERIAL ? terminal.path : dir / "socket";
   nk_listener listener(io);
   auto const takePanel = [&](int one) { pair.panel = std::make_unique<tEnd>(io, one, limits); };

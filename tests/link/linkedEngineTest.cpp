@@ -17,11 +17,6 @@ using harness::runUntil;
 // Leaves the content where it is, so that it goes back as the answer.
 void echo(unsigned int, tBlob*, void*) {}
 
-void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
-  auto& kept = *static_cast<std::string*>(userData);
-  kept = timedOut ? "timed out" : harness::text(*content);
-}
-
 // The frames of requests from address 1 to address 2.
 std::string framesOf(std::string const& content, unsigned int count = 1) {
   harness::tPair pair;
@@ -76,7 +71,10 @@ TEST_F(linkedEngine, timeOutsFireOnAQuietLink) {
   auto& station = echoing({});
   std::string answer;
   tBlob blob("?", 1);
-  station.engine().enqueue_TS(&blob, 3, keepAnswer, 5, &answer);
+  auto const keep = [](unsigned int, tBlob*, void*, bool timedOut, void* kept) {
+    *static_cast<std::string*>(kept) = timedOut ? "timed out" : "answered";
+  };
+  station.engine().enqueue_TS(&blob, 3, keep, 5, &answer);
   station.pump();
   clock.advance(6);
   EXPECT_TRUE(runUntil(io, [&] { return !answer.empty(); }));
