@@ -1,6 +1,4 @@
-// An engine and what happens to it: bytes, frames and telegrams that come in, whole and damaged,
-// requests, time, links that do not take what they are given. A model of the engine says which
-// calls it owes the application, and which telegrams its peers.
+// An engine, and a model that says which calls it owes the application, which telegrams its peers.
 
 #include <algorithm>
 #include <array>
@@ -87,9 +85,7 @@ class tModel {
     if (isNew || !part.isLastPart()) return std::nullopt;
     auto const [first, payloads] = std::move(context);
     m_incomplete.erase(key);
-    if (payloads.begin()->first != 1 || payloads.rbegin()->first != payloads.size()) {
-      return std::nullopt;
-    }
+    if (payloads.begin()->first != 1 || payloads.rbegin()->first != payloads.size()) return {};
     tBlob joined;
     for (auto const& [number, payload] : payloads) joined.append(payload);
     return contentOf(*first, joined);
@@ -182,10 +178,7 @@ class tStory {
   }
 
   void arrive(tBlob bytes) {
-    if (m_arrivals++ % 2 == 0) {
-      m_toEngine.bytes.append(bytes);
-      return;
-    }
+    if (m_arrivals++ % 2 == 0) return void(m_toEngine.bytes.append(bytes));
     m_engine.engine.pushData(bytes.data(), bytes.size());
     m_model.stream.append(bytes);
     m_newData = m_newData || !bytes.empty();

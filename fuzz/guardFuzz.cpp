@@ -1,5 +1,4 @@
-// The guard against a model that looks at the stream as a whole: which frames it must deliver, with
-// which cures, however the bytes are divided.
+// The guard against a model that looks at the stream as a whole, however the bytes are divided.
 
 #include <algorithm>
 #include <array>
@@ -24,8 +23,7 @@ using tPart = nk_telegramPart;
 constexpr unsigned int ownAddress = 2, maxPayload = 60;
 constexpr unsigned int broadcast = nk_basicTelegram::addressBroadcast;
 
-/// Finds the frames of a stream with as little thought as possible: what stands between the last
-/// start byte and the next end byte, if a part can be read from it alone.
+/// A frame is what stands from a start byte to the next end byte, if a part can be read from it.
 struct tFrames {
   unsigned int longest;
   std::string bytes = {};

@@ -1,5 +1,4 @@
-// A panel that is sent one request after another, damaged ones among them, and a second panel that
-// takes over its directory: it must answer the same, and find nothing left over.
+// A panel that is sent anything, and a second one that takes over its directory.
 
 #include <filesystem>
 #include <memory>

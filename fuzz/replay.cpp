@@ -1,5 +1,4 @@
-// Runs a fuzz target over files, or over all files of directories: what was found once stays found,
-// with any compiler and without a fuzzer.
+// Runs a fuzz target over files, or over all files of directories: what was found stays found.
 
 #include <algorithm>
 #include <filesystem>

@@ -1,6 +1,4 @@
-// A station against a panel that answers rightly, wrongly or not at all, while requests are made,
-// cancelled and run out of time and the link breaks. The station runs on the fuzzer's thread and on
-// a clock that the input moves.
+// A station against a panel that answers rightly, wrongly or not at all, on a clock of the input's.
 
 #include <unistd.h>
 

@@ -23,9 +23,7 @@ inline std::string toHex(tBlob const& bytes) {
   std::string text;
   for (unsigned int i = 0; i < bytes.size(); ++i) {
     if (i != 0) text += ' ';
-    for (int const nibble : {bytes.data()[i] >> 4, bytes.data()[i] & 15}) {
-      text += "0123456789abcdef"[nibble];
-    }
+    for (int const shift : {4, 0}) text += "0123456789abcdef"[bytes.data()[i] >> shift & 15];
   }
   return text;
 }

@@ -16,13 +16,11 @@
 #include "harness/hex.h"
 #include "link/linkUrl.h"
 
-/// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
-/// with their scope, random bytes, and waiting with a deadline.
+/// What tests of links need from the system, gone with its scope, and waiting with a deadline.
 namespace harness {
 
-/// The most that a test waits for anything, on a loaded machine or under an emulator too. A
-/// condition that comes about ends the wait at once. The time limits of ctest follow from this
-/// line, and those of programs that tests run from patienceText().
+/// The most that a test waits for anything, under an emulator too. The time limits of ctest follow
+/// from this line, and those of programs that tests run from patienceText().
 constexpr std::chrono::seconds patience{240};
 inline std::string patienceText() { return std::to_string(patience.count()); }
 

@@ -81,8 +81,7 @@ TEST_F(linkedEngine, timeOutsFireOnAQuietLink) {
   EXPECT_EQ(answer, "timed out");
 }
 
-// A few bytes may ask for a lot: answers must not be made faster than they go, and nobody else may
-// notice.
+// A few bytes may ask for a lot: answers must not be made faster than they go.
 TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
   constexpr unsigned int large = 1u << 20;
   asio::io_context io{1};

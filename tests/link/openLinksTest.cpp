@@ -64,9 +64,8 @@ class openLinks : public testing::Test {
   std::optional<nk_openLinks> links;
 };
 
-// Three places, two for each origin. Each row connects peers, whose second letter is their origin
-// if it is a digit, lets those with "+" at the end send a whole frame, lets time pass and lets one
-// more come from the origin of its name.
+// Three places, two for each origin, the second letter of a name ("-" for none). Peers with "+"
+// send a whole frame; after the pause one more comes.
 TEST_F(openLinks, whoGivesWayToANewcomer) {
   using tNames = std::vector<std::string>;
   struct {
@@ -137,34 +136,31 @@ TEST_F(openLinks, whatAllHoldTogetherIsBounded) {
 }
 
 TEST(peer, hasANameAndAnOrigin) {
-  struct {
-    char const* address;
-    std::string name, origin;
-  } const rows[] = {{"10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
-                    {"::ffff:10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
-                    {"2001:db8:1:2:3:4:5:6", "[2001:db8:1:2:3:4:5:6]:9", "2001:db8:1:2::/64"}};
-  for (auto const& row : rows) {
-    auto const peer = nk_peer::at(asio::ip::make_address(row.address), 9);
-    EXPECT_EQ(peer.name, row.name);
-    EXPECT_EQ(peer.origin, row.origin);
+  std::array<char const*, 3> const rows[] = {
+      {"10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+      {"::ffff:10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+      {"2001:db8:1:2:3:4:5:6", "[2001:db8:1:2:3:4:5:6]:9", "2001:db8:1:2::/64"}};
+  for (auto const& [address, name, origin] : rows) {
+    auto const peer = nk_peer::at(asio::ip::make_address(address), 9);
+    EXPECT_EQ(peer.name, name);
+    EXPECT_EQ(peer.origin, origin);
   }
-  struct {
-    char const* list;
-    std::string peers;  // of those below, as digits for yes and no
-  } const lists[] = {{"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
-                     {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
-                     {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
+  // Which of the peers below are on the list, as digits for yes and no.
+  std::pair<char const*, char const*> const lists[] = {
+      {"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
+      {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
+      {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
   nk_peer const peers[] = {nk_peer::at(asio::ip::make_address("10.0.0.7"), 1),
                            nk_peer::at(asio::ip::make_address("::ffff:10.9.9.9"), 1),
                            nk_peer::at(asio::ip::make_address("2001:db8::1"), 1),
                            {"uid 1000, pid 1", "uid 1000"}};
-  for (auto const& row : lists) {
+  for (auto const& [text, expected] : lists) {
     nk_peerList list;
-    bool const right = *row.list == '\0' || list.add(row.list);
+    bool const right = *text == '\0' || list.add(text);
     std::string found = right ? "" : "-";
     for (auto const& each : peers)
       if (right) found += list.contains(each) ? '1' : '0';
-    EXPECT_EQ(found, row.peers) << row.list;
+    EXPECT_EQ(found, expected) << text;
   }
   auto const [mine, other] = harness::socketPair();
   auto const user = "uid " + std::to_string(::getuid());

@@ -47,11 +47,13 @@ class stationCalls : public testing::Test {
         wantsAnswer);
     if (ticket == nk_station::refused) return {};
     calls.push_back({ticket, {}});
+    clock.settle();
     return number;
   }
   bool done(std::size_t number) const { return calls[number].result.has_value(); }
   void answer(std::size_t request, unsigned int source = 2, std::string_view content = "!") {
     peer->send(peer->answer(peer->requests.at(request).id, source, 1, harness::bytes(content)));
+    clock.settle();
   }
   void expectEnd(std::size_t number, nk_station::teOutcome outcome, std::errc reason = {}) {
     ASSERT_TRUE(done(number));
@@ -132,7 +134,6 @@ TEST_F(stationCalls, limits) {
     for (int i = 0; i < 100; ++i, clock.settle()) peer->read();
     answer(0);
     answer(1);
-    clock.settle();
     expectEnd(0, OUTCOME_ANSWER);
   };
   auto const timeOut = [&] { clock.advance(ample); };
@@ -158,14 +159,12 @@ TEST_F(stationCalls, limits) {
     SCOPED_TRACE(row.what);
     open(options);
     call(harness::noise(row.sent ? 1 : large), 2 * ample, row.sent);
-    clock.settle();
     auto content = harness::noise(large + 1);
     EXPECT_FALSE(call(std::move(content))) << "too many bytes";
     EXPECT_EQ(content.size(), large + 1);
     content.truncate(large);
     ASSERT_TRUE(call(std::move(content)));
     EXPECT_FALSE(call(harness::bytes("-"))) << "too many requests";
-    clock.settle();
     row.act();
     clock.settle();
     expectEnd(1, row.outcome, row.reason);
@@ -176,25 +175,18 @@ TEST_F(stationCalls, limits) {
 TEST_F(stationCalls, outcomesBesides) {
   open();
   call(tBlob());
-  clock.settle();
   expectEnd(0, OUTCOME_NOT_SENT, std::errc::invalid_argument);
   call(harness::bytes("!"), ample, false);
-  clock.settle();
   expectEnd(1, OUTCOME_SENT);
   call(harness::bytes("?"));
-  clock.settle();
   peer->read();
   answer(1, 3);  // not the one who was asked
-  clock.settle();
   EXPECT_FALSE(done(2));
   call(harness::bytes("?"));
-  clock.settle();
   peer->read();
   answer(2, 2, "");
-  clock.settle();
   expectEnd(3, OUTCOME_DAMAGED, std::errc::bad_message);
   call(harness::noise(large), ample, false);
-  clock.settle();
   call(harness::bytes("unsent"));
   core->requestShutDown();
   core->run();
@@ -234,7 +226,6 @@ TEST_F(stationCalls, aStepOfTheWallClockChangesNothing) {
   }
   peer->read();
   answer(0);
-  clock.settle();
   expectEnd(0, OUTCOME_ANSWER);
 }
 
@@ -253,8 +244,7 @@ TEST_F(stationCalls, askingAgainForEverKeepsNobodyFromEndingIt) {
   EXPECT_EQ(completed, accepted + 1);
 }
 
-// A panel with address 2 on a thread of its own. It answers with what it is asked, but not what
-// begins with "-".
+// A panel on a thread of its own that answers with what it is asked, but not what begins with "-".
 class tPanel {
  public:
   explicit tPanel(int descriptor)
