@@ -146,16 +146,14 @@ class tStory {
     return all;
   }
 
-  /// Content cut into parts; they may be left out, repeated, out of order, numbered from 0 or 2,
-  /// end too early, or have a byte changed, and what they say of their compression may be wrong.
+  /// Content cut into parts that may lack, repeat, be out of order, damaged or lie.
   static tBlob telegram(fuzz::tInput& input) {
     unsigned int const id = input.below(6);
     auto const source = input.oneOf({1U, 3U, nk_basicTelegram::addressNone});
-    auto const destination =
-        input.oneOf({ownAddress, ownAddress, nk_basicTelegram::addressBroadcast, 1U});
+    auto const destination = input.oneOf({ownAddress, ownAddress, tPart::addressBroadcast, 1U});
     unsigned int const flags = input.number<unsigned char>();
-    auto const type = nk_basicTelegram::teType(flags & 3);
-    auto const compression = nk_basicTelegram::teCompression(flags & 0x30);
+    auto const type = tPart::teType(flags & 3);
+    auto const compression = tPart::teCompression(flags & 0x30);
     bool const endsEarly = (flags & 4) != 0, lies = (flags & 8) != 0;
     unsigned int const count = 1 + input.below(5), first = input.oneOf({1U, 1U, 0U, 2U});
     bool const inOrder = input.below(2) == 0;

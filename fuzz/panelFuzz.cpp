@@ -58,8 +58,7 @@ tBlob imageBody(fuzz::tInput& input) {
   return tBlob(std::move(body));
 }
 
-// All that stations can ask for, but for what changes with the time, and for the events: the second
-// panel has started once more.
+// What stations can ask for, but for the time, and the events: the second panel has started again.
 std::string answers(tPanel& panel) {
   auto const& settings = panel.settings();
   std::string all = settings.name().c_str();

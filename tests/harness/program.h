@@ -29,10 +29,8 @@ class tProgram {
     posix_spawn_file_actions_addopen(&files, 0, input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&files, out[1], 1);
     posix_spawn_file_actions_adddup2(&files, err[1], 2);
-    for (int const one : {1, 2}) {
-      if (terminal == nullptr) break;
+    for (int one = 1; terminal != nullptr && one <= 2; ++one)
       posix_spawn_file_actions_addopen(&files, one, terminal->path.c_str(), O_WRONLY, 0);
-    }
     std::vector<char*> words;
     for (auto& each : arguments) words.push_back(each.data());
     words.push_back(nullptr);

@@ -229,8 +229,7 @@ TEST(carrierBounds, unreadBytesStayWithTheSystem) {
   lazy.start([&] { ++events; });
   harness::give(peer, std::string(5000, 'x'));
   EXPECT_TRUE(runUntil(io, [&] { return lazy.incoming() == 1000; }));
-  while (io.poll() != 0) {
-  }
+  while (io.poll() != 0) continue;
   EXPECT_EQ(lazy.incoming(), 1000u);
   unsigned char buffer[1000];
   for (unsigned int sum = 0; sum < 5000;) {

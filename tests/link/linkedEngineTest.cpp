@@ -14,9 +14,6 @@ namespace {
 
 using harness::runUntil;
 
-// Leaves the content where it is, so that it goes back as the answer.
-void echo(unsigned int, tBlob*, void*) {}
-
 // The frames of requests from address 1 to address 2.
 std::string framesOf(std::string const& content, unsigned int count = 1) {
   harness::tPair pair;
@@ -39,7 +36,7 @@ class linkedEngine : public testing::Test {
   static nk_linkedEngine::tSetup echoSetup() {
     nk_linkedEngine::tSetup setup;
     setup.address = 2;
-    setup.receive = echo;
+    setup.receive = [](unsigned int, tBlob*, void*) {};  // content that stays is the answer
     return setup;
   }
   void give(std::string const& bytes) { harness::give(peer, bytes); }

@@ -268,8 +268,7 @@ class tPanel {
   std::thread m_thread;
 };
 
-// Threads ask and cancel as fast as they can and get their own answers; then the station is
-// destroyed, from elsewhere or from a completion, which may still ask.
+// Threads ask and cancel; then the station is destroyed, from elsewhere or from a completion.
 TEST(station, noCompletionIsLostDoubledOrMixedUp) {
   for (unsigned int round = 0; round < 20; ++round) {
     auto [mine, other] = harness::socketPair();

@@ -11,8 +11,7 @@
 #include "nkProtocol/controlMessages.h"
 #include "nkProtocol/protocol.h"
 
-// A station and a panel that talk through nkchaos, first undamaged and then with all damages on.
-// NK_SOAK_SECONDS says for how long.
+// A station and a panel talk through nkchaos, undamaged and damaged, for NK_SOAK_SECONDS.
 
 namespace {
 
