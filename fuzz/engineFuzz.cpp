@@ -1,6 +1,4 @@
-// An engine and what happens to it: bytes, frames and telegrams that come in, whole and damaged,
-// requests, time, links that do not take what they are given. A model of the engine says which
-// calls it owes the application, and which telegrams its peers.
+// An engine, and a model that says which calls it owes the application, which telegrams its peers.
 
 #include <algorithm>
 #include <array>
@@ -24,13 +22,6 @@ using tPart = nk_telegramPart;
 
 constexpr unsigned int ownAddress = 2, defaultTimeout_s = 10, payloadSize = 100;
 
-bool sameCalls(std::vector<tCall> const& a, std::vector<tCall> const& b) {
-  return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](tCall const& x, tCall const& y) {
-    return x.address == y.address && x.content == y.content && x.timedOut == y.timedOut &&
-           x.userData == y.userData;
-  });
-}
-
 /// The content of a whole telegram: empty if it cannot be decoded.
 std::string contentOf(tPart& header, tBlob payload) {
   tPart whole(0, 0, 0, 1, 0, true, &payload, header.type(), header.compression());
@@ -51,8 +42,7 @@ class tModel {
   };
 
   void handleOutgoing(bool canSend, bool takesBytes) {
-    std::vector<tTelegram> left;
-    for (auto& telegram : telegrams) {
+    for (auto& telegram : std::exchange(telegrams, {})) {
       if (telegram.sent && telegram.timesOutAfter < tTime::now()) {
         answers.push_back({nk_basicTelegram::addressNone, "(null)", true, telegram.userData});
         continue;
@@ -64,9 +54,8 @@ class tModel {
         telegram.sent = true;
         if (!telegram.waits) continue;
       }
-      left.push_back(telegram);
+      telegrams.push_back(telegram);
     }
-    telegrams = left;
   }
   void handleStream() {
     tPart part;
@@ -96,9 +85,7 @@ class tModel {
     if (isNew || !part.isLastPart()) return std::nullopt;
     auto const [first, payloads] = std::move(context);
     m_incomplete.erase(key);
-    if (payloads.begin()->first != 1 || payloads.rbegin()->first != payloads.size()) {
-      return std::nullopt;
-    }
+    if (payloads.begin()->first != 1 || payloads.rbegin()->first != payloads.size()) return {};
     tBlob joined;
     for (auto const& [number, payload] : payloads) joined.append(payload);
     return contentOf(*first, joined);
@@ -111,9 +98,8 @@ class tModel {
           {part.telegramId(), part.sourceAddress(), reply, true, false, 0, nullptr, false});
       return;
     }
-    auto const asked = std::find_if(telegrams.begin(), telegrams.end(), [&part](auto const& each) {
-      return each.waits && each.id == part.telegramId();
-    });
+    auto const asked = std::ranges::find_if(
+        telegrams, [&](auto const& each) { return each.waits && each.id == part.telegramId(); });
     if (asked == telegrams.end()) return;
     answers.push_back({part.sourceAddress(), content, false, asked->userData});
     telegrams.erase(asked);
@@ -128,29 +114,20 @@ class tModel {
 
 class tStory {
  public:
-  tStory() {
+  explicit tStory(fuzz::tInput&) {
     tCompression::setMaxDecodedSize(2000);
     nk_protocol::setMaxPayloadSize(payloadSize);
     nk_protocol::u32TlgNumber = 0;
   }
 
   void goOn(fuzz::tInput& input) {
-    switch (input.below(8)) {
-      case 0:
-        return arrive(input.bytes(input.below(64)));
-      case 1:
-        return m_clock.advance(input.number<signed char>());
-      case 2:
-      case 3:
-        return arrive(telegram(input));
-      case 4:
-        return request(input);
-      case 5:
-        m_model.reply = m_engine.reply = content(input, 3);
-        return;
-      default:
-        return poll(input);
-    }
+    auto const what = input.below(8);
+    if (what == 0) return arrive(input.bytes(input.below(64)));
+    if (what == 1) return m_clock.advance(input.number<signed char>());
+    if (what <= 3) return arrive(telegram(input));
+    if (what == 4) return request(input);
+    if (what > 5) return poll(input);
+    m_model.reply = m_engine.reply = content(input, 3);
   }
   /// With a link that works, what is queued goes out, and nothing is called twice.
   void finish() {
@@ -169,25 +146,20 @@ class tStory {
     return all;
   }
 
-  /// Content cut into parts; they may be left out, repeated, out of order, numbered from 0 or 2,
-  /// end too early, or have a byte changed, and what they say of their compression may be wrong.
+  /// Content cut into parts that may lack, repeat, be out of order, damaged or lie.
   static tBlob telegram(fuzz::tInput& input) {
     unsigned int const id = input.below(6);
     auto const source = input.oneOf({1U, 3U, nk_basicTelegram::addressNone});
-    auto const destination =
-        input.oneOf({ownAddress, ownAddress, nk_basicTelegram::addressBroadcast, 1U});
+    auto const destination = input.oneOf({ownAddress, ownAddress, tPart::addressBroadcast, 1U});
     unsigned int const flags = input.number<unsigned char>();
-    auto const type = nk_basicTelegram::teType(flags & 3);
-    auto const compression = nk_basicTelegram::teCompression(flags & 0x30);
+    auto const type = tPart::teType(flags & 3);
+    auto const compression = tPart::teCompression(flags & 0x30);
     bool const endsEarly = (flags & 4) != 0, lies = (flags & 8) != 0;
     unsigned int const count = 1 + input.below(5), first = input.oneOf({1U, 1U, 0U, 2U});
     bool const inOrder = input.below(2) == 0;
     tBlob whole = harness::bytes(content(input, 60));
-    if (!lies && compression == nk_basicTelegram::COMPRESSION_RLE) {
-      whole = tCompression::encodeRLE(whole);
-    } else if (!lies && compression == nk_basicTelegram::COMPRESSION_HUFF) {
-      whole = tCompression::encodeHuffman(whole);
-    }
+    if (!lies && compression == tPart::COMPRESSION_RLE) whole = tCompression::encodeRLE(whole);
+    if (!lies && compression == tPart::COMPRESSION_HUFF) whole = tCompression::encodeHuffman(whole);
     tBlob bytes;
     unsigned int const size = whole.size() / count;
     for (unsigned int i = 0; i < count; ++i) {
@@ -204,10 +176,7 @@ class tStory {
   }
 
   void arrive(tBlob bytes) {
-    if (m_arrivals++ % 2 == 0) {
-      m_toEngine.bytes.append(bytes);
-      return;
-    }
+    if (m_arrivals++ % 2 == 0) return void(m_toEngine.bytes.append(bytes));
     m_engine.engine.pushData(bytes.data(), bytes.size());
     m_model.stream.append(bytes);
     m_newData = m_newData || !bytes.empty();
@@ -219,11 +188,8 @@ class tStory {
     unsigned int const timeout_s = input.below(30);
     std::string const all = content(input, 50);
     void* const userData = &m_userData[m_model.telegrams.size() % std::size(m_userData)];
-    if (waits) {
-      m_engine.request(all, destination, timeout_s, userData);
-    } else {
-      m_engine.tell(all, destination);
-    }
+    waits ? m_engine.request(all, destination, timeout_s, userData)
+          : m_engine.tell(all, destination);
     m_model.telegrams.push_back({nk_protocol::u32TlgNumber, destination, all, false, waits,
                                  tTime::now() + (timeout_s != 0 ? timeout_s : defaultTimeout_s),
                                  userData, false});
@@ -254,15 +220,11 @@ class tStory {
     compare();
   }
   void compare() {
-    require(sameCalls(m_engine.requests, m_model.requests), "each request is handed over once");
-    require(sameCalls(m_engine.answers, m_model.answers),
+    require(std::exchange(m_engine.requests, {}) == std::exchange(m_model.requests, {}),
+            "each request is handed over once");
+    require(std::exchange(m_engine.answers, {}) == std::exchange(m_model.answers, {}),
             "each answer and time-out meets its request");
-    for (auto* calls :
-         {&m_engine.requests, &m_engine.answers, &m_model.requests, &m_model.answers}) {
-      calls->clear();
-    }
-    for (auto const& telegram : m_model.toPeers) checkSent(telegram);
-    m_model.toPeers.clear();
+    for (auto const& telegram : std::exchange(m_model.toPeers, {})) checkSent(telegram);
     require(m_toPeers.bytes.empty(), "nothing else goes out");
   }
   void checkSent(tModel::tTelegram const& telegram) {
@@ -293,9 +255,5 @@ class tStory {
 }  // namespace
 
 int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
-  fuzz::tInput input(data, size);
-  tStory story;
-  while (!input.empty()) story.goOn(input);
-  story.finish();
-  return 0;
+  return fuzz::tell<tStory>(data, size);
 }

@@ -7,8 +7,7 @@
 
 #include "nkSupport/tBlob.h"
 
-/// One input of a fuzz target, which each target defines. clang's fuzzer calls it with inputs that
-/// it makes up, replay.cpp with those that were kept. Returns 0. A fault ends the program.
+/// One input of a target, from clang's fuzzer or replay.cpp. Returns 0; a fault ends the program.
 extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size);
 
 namespace fuzz {
@@ -20,8 +19,7 @@ inline void require(bool holds, char const* property) {
   std::abort();
 }
 
-/// Cuts an input into what a target asks for, from its front; zeros stand behind its end.
-/// The input is borrowed.
+/// Cuts a borrowed input into what a target asks for; zeros stand behind its end.
 class tInput {
  public:
   tInput(unsigned char const* data, std::size_t size)
@@ -54,5 +52,15 @@ class tInput {
   unsigned char const* m_next;
   unsigned int m_left;
 };
+
+/// Runs a story over one input: it begins, goes on until the input is used up, and finishes.
+template <class tStory>
+int tell(unsigned char const* data, std::size_t size) {
+  tInput input(data, size);
+  tStory story(input);
+  while (!input.empty()) story.goOn(input);
+  story.finish();
+  return 0;
+}
 
 }  // namespace fuzz

@@ -1,11 +1,9 @@
-// The guard against a model that looks at the stream as a whole: which frames it must deliver, with
-// which cures, however the bytes are divided.
+// The guard against a model that looks at the stream as a whole, however the bytes are divided.
 
 #include <algorithm>
+#include <array>
 #include <map>
-#include <set>
 #include <string>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -25,8 +23,7 @@ using tPart = nk_telegramPart;
 constexpr unsigned int ownAddress = 2, maxPayload = 60;
 constexpr unsigned int broadcast = nk_basicTelegram::addressBroadcast;
 
-/// Finds the frames of a stream with as little thought as possible: what stands between the last
-/// start byte and the next end byte, if a part can be read from it alone.
+/// A frame is what stands from a start byte to the next end byte, if a part can be read from it.
 struct tFrames {
   unsigned int longest;
   std::string bytes = {};
@@ -34,15 +31,11 @@ struct tFrames {
 
   /// True if `byte` ends a good frame, which `bytes` and `part` then hold.
   bool add(char byte, tPart& part) {
-    if (byte == frameStart) {
-      bytes.clear();
-      begun = true;
-    }
-    if (!begun) return false;
+    if (byte == frameStart) bytes.clear();
+    if (!begun && byte != frameStart) return false;
     bytes += byte;
-    bool const inside = byte == frameStart || (static_cast<unsigned char>(byte) & 0x80) != 0;
-    begun = inside;
-    if (inside || byte != frameEnd || bytes.size() > longest) return false;
+    begun = byte == frameStart || (static_cast<unsigned char>(byte) & 0x80) != 0;
+    if (begun || byte != frameEnd || bytes.size() > longest) return false;
     tBlob stream = harness::bytes(bytes);
     return part.streamContainsTelegram(&stream);
   }
@@ -89,9 +82,9 @@ class tModel {
     if (!m_options.assemble || whole) return delivered.push_back(m_in.bytes);
     auto const number = part.partId();
     if (number == 0) return;
-    auto& held = m_held[{part.telegramId(), part.sourceAddress(), part.destinationAddress(),
-                         part.timestamp(), part.type(), part.compression()}];
-    auto& [frames, last] = held;
+    tKey const key{part.telegramId(), part.sourceAddress(), part.destinationAddress(),
+                   part.timestamp(),  part.type(),          part.compression()};
+    auto& [frames, last] = m_held[key];
     unsigned int const highest = frames.empty() ? 0 : frames.rbegin()->first;
     if (last != 0 && (number > last || part.isLastPart())) return;
     if (part.isLastPart() && number < highest) return;
@@ -99,12 +92,10 @@ class tModel {
     if (part.isLastPart()) last = number;
     if (last == 0 || frames.size() != last) return;
     for (auto const& each : frames) delivered.push_back(each.second);
-    m_held.erase({part.telegramId(), part.sourceAddress(), part.destinationAddress(),
-                  part.timestamp(), part.type(), part.compression()});
+    m_held.erase(key);
   }
 
-  using tKey = std::tuple<unsigned int, unsigned int, unsigned int, unsigned int, unsigned int,
-                          unsigned int>;
+  using tKey = std::array<unsigned int, 6>;
   using tHeld = std::pair<std::map<unsigned int, std::string>, unsigned int>;
   nk_linkGuard::tOptions const m_options;
   tFrames m_in{2 + base128::encodedSize(frameHeaderSize + maxPayload + frameCrcSize)};
@@ -132,9 +123,8 @@ std::string bytesOf(fuzz::tInput& input) {
 /// A guard with cures chosen by the input, its model, and what happens to both.
 class tStory {
  public:
-  explicit tStory(unsigned int cures)
-      : m_crowded((cures & 16) != 0),
-        m_options(optionsFor(cures)),
+  explicit tStory(fuzz::tInput& input)
+      : m_options(optionsFor(input.number<unsigned char>())),
         m_guard(m_options,
                 [this](unsigned char* frame, unsigned int length) {
                   m_delivered.emplace_back(reinterpret_cast<char*>(frame), length);
@@ -146,23 +136,21 @@ class tStory {
     std::string const bytes = bytesOf(input);
     auto const* const start = reinterpret_cast<unsigned char const*>(bytes.data());
     auto const length = static_cast<unsigned int>(bytes.size());
-    if (input.below(4) == 0) {
-      m_guard.sent(start, length);
-      m_model.sent(bytes);
-      return;
-    }
+    if (input.below(4) == 0) return m_guard.sent(start, length), m_model.sent(bytes);
     m_arrived += length;
     unsigned int const piece = 1 + input.below(70);
     for (unsigned int at = 0; at < length; at += piece)
       m_guard.receive(start + at, std::min(piece, length - at));
     m_model.receive(bytes, m_now);
-    require(m_crowded || sameDeliveries(), "just the good frames are delivered");
+    m_count += m_delivered.size();
+    require(std::exchange(m_delivered, {}) == std::exchange(m_model.delivered, {}) || m_crowded,
+            "just the good frames are delivered");
     unsigned int const most = m_crowded ? maxHeld : m_arrived * 40;
     require(m_guard.heldBytes() <= most + 2 * maxPayload + 100, "what is held is bounded");
   }
   void finish() const {
     auto const counters = m_guard.counters();
-    require(counters.delivered == m_delivered.size(), "each delivery is counted");
+    require(counters.delivered == m_count, "each delivery is counted");
     require(counters.skippedBytes <= m_arrived, "no byte is skipped twice");
   }
 
@@ -172,6 +160,7 @@ class tStory {
   nk_linkGuard::tOptions optionsFor(unsigned int cures) {
     nk_linkGuard::tOptions options;
     options.maxPayload = maxPayload;
+    m_crowded = (cures & 16) != 0;
     if ((cures & 1) != 0) options.address = ownAddress;
     options.assemble = (cures & 2) != 0;
     options.checkAnswers = (cures & 4) != 0;
@@ -181,30 +170,19 @@ class tStory {
     options.now = [this] { return m_now; };
     return options;
   }
-  // Looks at those only that have come since it looked last.
-  bool sameDeliveries() {
-    auto const from = std::exchange(m_compared, static_cast<std::ptrdiff_t>(m_delivered.size()));
-    return m_delivered.size() == m_model.delivered.size() &&
-           std::equal(m_delivered.begin() + from, m_delivered.end(),
-                      m_model.delivered.begin() + from);
-  }
 
-  bool const m_crowded;
+  bool m_crowded = false;
   tMoment m_now{};
   nk_linkGuard::tOptions const m_options;
   nk_linkGuard m_guard;
   tModel m_model;
   std::vector<std::string> m_delivered;
-  std::ptrdiff_t m_compared = 0;
+  std::size_t m_count = 0;  // of all that were delivered
   unsigned int m_arrived = 0;
 };
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
-  fuzz::tInput input(data, size);
-  tStory story(input.number<unsigned char>());
-  while (!input.empty()) story.goOn(input);
-  story.finish();
-  return 0;
+int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+  return fuzz::tell<tStory>(data, size);
 }

@@ -50,8 +50,7 @@ inline tString rewritten(nk_message const& message, tString const& text) {
 inline void settlesInJson(nk_message& message) {
   tString const text = message.getJson();
   tString const once = rewritten(message, text);
-  // Schedules are written with their own entries and read with shared ones; of statistics only the
-  // count is read.
+  // Schedules are read with shared entries; of statistics only the count is read.
   bool const loses = message.type() == nk_message::SET_SCHEDULES_REQ ||
                      message.type() == nk_message::STATISTICS_RSP;
   require(loses || once == text, "the JSON form reads back");

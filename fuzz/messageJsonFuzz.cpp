@@ -4,8 +4,7 @@ namespace {
 
 using fuzz::require;
 
-// Gives `json` to a fresh message of that type. A text that it refuses changes nothing, but for the
-// two that empty their list first.
+// A text that a message refuses changes nothing, but for the two that empty their list first.
 void check(unsigned short type, tJson json) {
   auto const message = fuzz::fresh(type, nk_message::VERSION_3);
   if (message == nullptr) return;

@@ -1,13 +1,11 @@
-// A panel that is sent one request after another, damaged ones among them, and a second panel that
-// takes over its directory: it must answer the same, and find nothing left over.
-
-#include <unistd.h>
+// A panel that is sent anything, and a second one that takes over its directory.
 
 #include <filesystem>
 #include <memory>
 #include <string>
 
 #include "fuzz.h"
+#include "harness/files.h"
 #include "nkProtocol/stateMessages.h"
 #include "nkSupport/tCompression.h"
 #include "tools/common/images.h"
@@ -24,14 +22,6 @@ constexpr nk_message::teType types[] = {
     nk_message::TIME,      nk_message::GENERIC_REQ,    nk_message::GET_DISPLAY_CONFIGURATION_REQ,
 };
 
-// Every input has a directory of its own, in memory where the system offers that.
-fs::path freshDirectory() {
-  static fs::path const root = fs::exists("/dev/shm") ? "/dev/shm" : fs::temp_directory_path();
-  auto const directory = root / ("nkPanelFuzz" + std::to_string(::getpid()));
-  fs::remove_all(directory);
-  return directory;
-}
-
 std::unique_ptr<tPanel> panelIn(fs::path const& directory) {
   tPanel::tOptions options;
   options.state = directory;
@@ -42,15 +32,12 @@ std::unique_ptr<tPanel> panelIn(fs::path const& directory) {
   return panel;
 }
 
-tBlob ask(tPanel& panel, nk_message::teType type, nk_message::teVersion version,
-          tBlob const& body) {
+void ask(tPanel& panel, nk_message::teType type, nk_message::teVersion version, tBlob const& body) {
   nk_serializer content;
   unsigned short number = type, revision = version;
   content.numbers(nk_serializer::SER_WRITE, number, revision);
   content.append(body);
-  tBlob bytes(std::move(content));
-  panel.receive({1, "the fuzzer"}, bytes);
-  return bytes;
+  panel.receive({1, "the fuzzer"}, content);
 }
 
 // Body of an IMAGE message with one image, right or nearly so.
@@ -71,8 +58,7 @@ tBlob imageBody(fuzz::tInput& input) {
   return tBlob(std::move(body));
 }
 
-// All that stations can ask for, but for what changes with the time, and for the events: the second
-// panel has started once more.
+// What stations can ask for, but for the time, and the events: the second panel has started again.
 std::string answers(tPanel& panel) {
   auto const& settings = panel.settings();
   std::string all = settings.name().c_str();
@@ -88,7 +74,9 @@ std::string answers(tPanel& panel) {
 
 int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
   tCompression::setMaxDecodedSize(1 << 20);
-  auto const directory = freshDirectory();
+  // In memory where the system offers that.
+  harness::tTempDir const dir(fs::exists("/dev/shm") ? "/dev/shm" : "/tmp");
+  fs::path const directory = dir / "state", stored = directory / "images";
   auto panel = panelIn(directory);
   fuzz::tInput input(data, size);
   while (!input.empty()) {
@@ -108,12 +96,7 @@ int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
   panel = panelIn(directory);
   require(answers(*panel) == held, "a panel answers after a restart as before");
   require(panel->events().count() == events, "no event is lost or added by a restart");
-  std::size_t files = 0;
-  if (fs::exists(directory / "images"))
-    files =
-        static_cast<std::size_t>(std::distance(fs::directory_iterator(directory / "images"), {}));
-  require(files == images, "there is one file for each image");
-  panel.reset();
-  fs::remove_all(directory);
+  auto const files = fs::exists(stored) ? std::distance(fs::directory_iterator(stored), {}) : 0;
+  require(files == static_cast<std::ptrdiff_t>(images), "there is one file for each image");
   return 0;
 }

@@ -1,5 +1,4 @@
-// Runs a fuzz target over files, or over all files of directories: what was found once stays found,
-// with any compiler and without a fuzzer.
+// Runs a fuzz target over files, or over all files of directories: what was found stays found.
 
 #include <algorithm>
 #include <filesystem>
@@ -23,30 +22,22 @@ tPaths filesAt(std::filesystem::path const& path) {
   return files;
 }
 
-bool replay(std::filesystem::path const& path) {
+void replay(std::filesystem::path const& path) {
   // On standard error and before the run, so that the last name is that of an input that ends it.
   std::fprintf(stderr, "%s\n", path.c_str());
   std::ifstream file(path, std::ios::binary);
   // Of the exact size, so that a read past the end shows.
   std::vector<unsigned char> const bytes{std::istreambuf_iterator<char>(file), {}};
-  if (!file) return false;
+  fuzz::require(bool(file), "an input can be read");
   LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
-  return true;
 }
 
 }  // namespace
 
 int main(int count, char** arguments) {
   unsigned int inputs = 0;
-  for (int i = 1; i < count; ++i) {
-    for (auto const& path : filesAt(arguments[i])) {
-      if (!replay(path)) {
-        std::fprintf(stderr, "cannot read it\n");
-        return 1;
-      }
-      ++inputs;
-    }
-  }
+  for (int i = 1; i < count; ++i)
+    for (auto const& path : filesAt(arguments[i])) replay(path), ++inputs;
   std::fprintf(stderr, "%u inputs\n", inputs);
   return inputs != 0 ? 0 : 1;
 }

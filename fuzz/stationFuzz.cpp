@@ -1,6 +1,4 @@
-// A station against a panel that answers rightly, wrongly or not at all, while requests are made,
-// cancelled and run out of time and the link breaks. The station runs on the fuzzer's thread and on
-// a clock that the input moves.
+// A station against a panel that answers rightly, wrongly or not at all, on a clock of the input's.
 
 #include <unistd.h>
 
@@ -27,9 +25,8 @@ constexpr unsigned int maxOpen = 6, maxBytes = 4000;
 // Telegrams begin with the number of the call that they are of, answers with their own.
 tBlob numbered(std::size_t number, unsigned int noise) {
   auto const value = static_cast<unsigned int>(number);
-  tBlob content(&value, sizeof value);
-  tBlob const rest = harness::noise(noise);
-  content.append(rest.data(), rest.size());
+  tBlob content = harness::noise(sizeof value + noise);
+  std::memcpy(content.data(), &value, sizeof value);
   return content;
 }
 
@@ -41,7 +38,7 @@ std::size_t numberOf(tBlob const& content) {
 
 class tStory {
  public:
-  tStory() {
+  explicit tStory(fuzz::tInput&) {
     int ends[2];
     require(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK, 0, ends) == 0, "a socket pair");
     int const least = 1;
@@ -57,36 +54,18 @@ class tStory {
   ~tStory() { closeEnd(); }
 
   void goOn(fuzz::tInput& input) {
-    switch (input.below(12)) {
-      case 0:
-      case 1:
-      case 2:
-        return request(input);
-      case 3:
-        m_peer->read(input.oneOf({100U, 3000U, 100000U}));
-        break;
-      case 4:
-      case 5:
-      case 6:
-        answer(input);
-        break;
-      case 7:
-        cancel(input);
-        break;
-      case 8:
-        m_clock.advance(input.oneOf({milliseconds(20), milliseconds(300), milliseconds(20000)}));
-        break;
-      case 9:
-        noise(input.bytes(input.below(60)));
-        break;
-      case 10:
-        m_finishes.push_back(
-            {m_clock.now() + milliseconds(500), m_core->requestFinish(milliseconds(500))});
-        break;
-      case 11:
-        end(input.below(8));
-        break;
-    }
+    auto const what = input.below(12);
+    if (what < 3) return request(input);
+    if (what == 3) m_peer->read(input.oneOf({100U, 3000U, 100000U}));
+    if (what > 3 && what < 7) answer(input);
+    if (what == 7) cancel(input);
+    if (what == 8)
+      m_clock.advance(input.oneOf({milliseconds(20), milliseconds(300), milliseconds(20000)}));
+    if (what == 9) m_noisy = true, m_peer->send(input.bytes(input.below(60)));
+    if (what == 10)
+      m_finishes.push_back(
+          {m_clock.now() + milliseconds(500), m_core->requestFinish(milliseconds(500))});
+    if (what == 11) end(input.below(8));
     settle();
   }
   // Nothing may be left over when the station ends.
@@ -126,10 +105,8 @@ class tStory {
     auto const kind = input.number<unsigned char>();
     unsigned int const size =
         input.below(20) == 0 ? 0 : input.oneOf({4U, 14U, 1000U, 3000U, maxBytes, maxBytes + 1});
-    nk_station::tTimeouts const limits[] = {
-        {},
-        milliseconds(500),
-        nk_station::tTimeouts::ofProgress(milliseconds(300), milliseconds(400))};
+    auto const progress = nk_station::tTimeouts::ofProgress(milliseconds(300), milliseconds(400));
+    nk_station::tTimeouts const limits[] = {{}, milliseconds(500), progress};
     bool const fits = !m_closed && m_open < maxOpen && m_unsent + size <= maxBytes;
     bool const accepted = make(size, kind % 8 == 7 ? broadcast : 2 + kind % 2, (kind & 16) == 0,
                                limits[kind / 32 % 3], input.below(8));
@@ -212,15 +189,9 @@ class tStory {
     m_answers.push_back({id, source, station == 1});
     auto frame =
         harness::tWirePeer::answer(id, source, station, numbered(m_answers.size() - 1, kind));
-    if (kind >= 224) {
-      frame.data()[input.below(255) % frame.size()] ^= 0x40;
-    }
+    if (kind >= 224) frame.data()[input.below(255) % frame.size()] ^= 0x40;
     m_peer->send(frame);
     if (kind % 32 == 31) m_peer->send(frame);
-  }
-  void noise(tBlob const& bytes) {
-    m_noisy = true;
-    m_peer->send(bytes);
   }
   void cancel(fuzz::tInput& input) {
     auto const number = input.below(255);
@@ -290,10 +261,6 @@ class tStory {
 
 }  // namespace
 
-extern "C" int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
-  fuzz::tInput input(data, size);
-  tStory story;
-  while (!input.empty()) story.goOn(input);
-  story.finish();
-  return 0;
+int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
+  return fuzz::tell<tStory>(data, size);
 }

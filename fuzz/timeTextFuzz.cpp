@@ -21,8 +21,7 @@ void checkFields(fuzz::tInput input) {
   std::string text;
   for (int i = 0; i < 6; ++i) {
     fields[i] = input.number<short>();
-    // In a date the minus sign stands between the fields.
-    if (i < 3) fields[i] = std::abs(fields[i]);
+    if (i < 3) fields[i] = std::abs(fields[i]);  // in a date a minus stands between the fields
     text += std::to_string(fields[i]) + "-- ::."[i];
   }
   tBlob const fraction = input.bytes(UINT_MAX);

@@ -9,12 +9,11 @@
 
 namespace harness {
 
-/// A directory that is removed with all that is in it.
+/// A directory below `root` that is removed with all that is in it.
 class tTempDir {
  public:
-  tTempDir() {
-    char name[] = "/tmp/nkXXXXXX";
-    m_path = ::mkdtemp(name);
+  explicit tTempDir(std::string const& root = "/tmp") : m_path(root + "/nkXXXXXX") {
+    ::mkdtemp(m_path.data());
   }
   ~tTempDir() { std::filesystem::remove_all(m_path); }
   tTempDir(tTempDir const&) = delete;

@@ -8,19 +8,12 @@
 namespace harness {
 
 /// The bytes that pairs of hexadecimal digits name; blanks are skipped.
-inline tBlob hex(std::string_view digits) {
-  auto const value = [](char c) { return c <= '9' ? c - '0' : (c | 0x20) - 'a' + 10; };
+inline tBlob hex(std::string digits) {
+  std::erase(digits, ' ');
   tBlob bytes;
-  int high = -1;
-  for (char const c : digits) {
-    if (c == ' ') continue;
-    if (high < 0) {
-      high = value(c);
-      continue;
-    }
-    auto const byte = static_cast<unsigned char>(high << 4 | value(c));
+  for (std::size_t i = 0; i < digits.size(); i += 2) {
+    auto const byte = static_cast<unsigned char>(std::stoi(digits.substr(i, 2), nullptr, 16));
     bytes.append(&byte, 1);
-    high = -1;
   }
   return bytes;
 }
@@ -30,9 +23,7 @@ inline std::string toHex(tBlob const& bytes) {
   std::string text;
   for (unsigned int i = 0; i < bytes.size(); ++i) {
     if (i != 0) text += ' ';
-    for (int const nibble : {bytes.data()[i] >> 4, bytes.data()[i] & 15}) {
-      text += "0123456789abcdef"[nibble];
-    }
+    for (int const shift : {4, 0}) text += "0123456789abcdef"[bytes.data()[i] >> shift & 15];
   }
   return text;
 }

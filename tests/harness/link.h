@@ -11,6 +11,26 @@
 
 namespace harness {
 
+/// What a frame holds; unless told otherwise a whole request of the panel at address 2.
+struct tFrame {
+  unsigned int id;
+  unsigned int number = 1;
+  bool last = true;
+  unsigned int from = 2, to = 1;
+  nk_basicTelegram::teType type = nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE;
+  unsigned int timestamp = 0x65431234;
+  unsigned int size = 3;  ///< of the payload, which follows from the id
+  nk_basicTelegram::teCompression compression = nk_basicTelegram::COMPRESSION_NONE;
+};
+
+inline std::string bytesOf(tFrame const& frame) {
+  tBlob payload = noise(frame.size, frame.id), out;
+  nk_telegramPart part(frame.id, frame.from, frame.to, frame.number, frame.timestamp, frame.last,
+                       &payload, frame.type, frame.compression);
+  part.serialize(&out);
+  return text(out);
+}
+
 /// One direction of an in-memory link.
 struct tPipe {
   tBlob bytes;
@@ -62,6 +82,7 @@ class tEndpoint {
     std::string content;
     bool timedOut;
     void* userData;
+    bool operator==(tCall const&) const = default;
   };
 
   tEndpoint(unsigned int address, tPipe* in, tPipe* out, unsigned int defaultTimeout_s = 10)

@@ -19,8 +19,7 @@ class tManualClock : public nk_clock {
   }
 
   tMoment now() const override { return m_now; }
-  /// Moves the time in one step, then runs everything that is ready: handlers and timers that are
-  /// due, the earliest first.
+  /// Moves the time in one step, then runs all handlers, and timers that are due in their order.
   void advance(tMoment::duration step) {
     m_now += step;
     settle();

@@ -29,10 +29,8 @@ class tProgram {
     posix_spawn_file_actions_addopen(&files, 0, input.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_adddup2(&files, out[1], 1);
     posix_spawn_file_actions_adddup2(&files, err[1], 2);
-    for (int const one : {1, 2}) {
-      if (terminal == nullptr) break;
+    for (int one = 1; terminal != nullptr && one <= 2; ++one)
       posix_spawn_file_actions_addopen(&files, one, terminal->path.c_str(), O_WRONLY, 0);
-    }
     std::vector<char*> words;
     for (auto& each : arguments) words.push_back(each.data());
     words.push_back(nullptr);
@@ -94,25 +92,13 @@ class tProgram {
 
 /// Two serial lines that are joined: what one program writes, the other reads.
 class tCable {
- public:
-  explicit tCable(asio::io_context& io)
-      : left(m_left.path), right(m_right.path), m_leftOpen(hold(left)), m_rightOpen(hold(right)) {
-    nk_carrier::tLimits const limits;
-    m_a = std::make_unique<nk_carrier>(io, m_left.master.release(), limits);
-    m_b = std::make_unique<nk_carrier>(io, m_right.master.release(), limits);
-    for (auto* const end : {m_a.get(), m_b.get()}) {
-      end->start([this] {
-        move(*m_a, *m_b);
-        move(*m_b, *m_a);
-      });
-    }
-  }
-
- private:
-  // An open line does not hang up when a program leaves it.
-  static tDescriptor hold(std::string const& line) {
-    return tDescriptor(::open(line.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-  }
+  struct tEnd : tTerminal {
+    explicit tEnd(asio::io_context& io)
+        : held(::open(path.c_str(), O_RDWR | O_NOCTTY | O_CLOEXEC)),
+          carrier(io, master.release(), {}) {}
+    tDescriptor held;  // an open line does not hang up when a program leaves it
+    nk_carrier carrier;
+  };
   static void move(nk_carrier& from, nk_carrier& to) {
     unsigned char buffer[4096];
     int error = 0;
@@ -122,15 +108,18 @@ class tCable {
       to.send(buffer, count, error);
     }
   }
-
-  tTerminal m_left, m_right;
+  tEnd m_left, m_right;
 
  public:
-  std::string const left, right;
-
- private:
-  tDescriptor m_leftOpen, m_rightOpen;
-  std::unique_ptr<nk_carrier> m_a, m_b;
+  explicit tCable(asio::io_context& io) : m_left(io), m_right(io) {
+    for (auto* const end : {&m_left, &m_right}) {
+      end->carrier.start([this] {
+        move(m_left.carrier, m_right.carrier);
+        move(m_right.carrier, m_left.carrier);
+      });
+    }
+  }
+  std::string const &left = m_left.path, &right = m_right.path;
 };
 
 }  // namespace harness

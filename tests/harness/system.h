@@ -16,13 +16,11 @@
 #include "harness/hex.h"
 #include "link/linkUrl.h"
 
-/// What tests of links need from the system: files, descriptors and pseudo-terminals that vanish
-/// with their scope, random bytes, and waiting with a deadline.
+/// What tests of links need from the system, gone with its scope, and waiting with a deadline.
 namespace harness {
 
-/// The most that a test waits for anything, on a loaded machine or under an emulator too. A
-/// condition that comes about ends the wait at once. The time limits of ctest follow from this
-/// line, and those of programs that tests run from patienceText().
+/// The most that a test waits for anything, under an emulator too. The time limits of ctest follow
+/// from this line, and those of programs that tests run from patienceText().
 constexpr std::chrono::seconds patience{240};
 inline std::string patienceText() { return std::to_string(patience.count()); }
 
@@ -63,6 +61,11 @@ inline std::pair<tDescriptor, tDescriptor> socketPair() {
   int ends[2] = {-1, -1};
   EXPECT_EQ(::socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends), 0);
   return {tDescriptor(ends[0]), tDescriptor(ends[1])};
+}
+
+/// Sends `bytes`, which the system must take at once.
+inline void give(tDescriptor const& to, std::string const& bytes) {
+  EXPECT_EQ(::send(to.get(), bytes.data(), bytes.size(), 0), ssize_t(bytes.size()));
 }
 
 inline std::string randomBytes(unsigned int count, unsigned int seed) {

@@ -9,8 +9,7 @@
 
 namespace harness {
 
-/// The far end of a link, frame by frame, for panels that do as they are told. The socket is
-/// borrowed and must not block.
+/// The far end of a link, frame by frame. The socket is borrowed and must not block.
 class tWirePeer {
  public:
   explicit tWirePeer(int socket) : m_socket(socket) {}

@@ -4,7 +4,7 @@
 
 #include <tuple>
 
-#include "harness/hex.h"
+#include "harness/link.h"
 #include "harness/system.h"
 
 namespace {
@@ -12,53 +12,33 @@ namespace {
 using std::chrono::milliseconds;
 using tStrings = std::vector<std::string>;
 
+using harness::bytesOf;
+using harness::tFrame;
+
 constexpr unsigned int me = 1, panel = 2, other = 3, all = nk_basicTelegram::addressBroadcast;
 constexpr auto asking = nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE;
 constexpr auto telling = nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE;
 constexpr auto answering = nk_basicTelegram::TYPE_RESPONSE;
 
-struct tFrame {
-  unsigned int id;
-  unsigned int number = 1;
-  bool last = true;
-  unsigned int from = panel;
-  unsigned int to = me;
-  nk_basicTelegram::teType type = asking;
-  unsigned int timestamp = 0x65431234;
-  unsigned int size = 3;  // of the payload
-  nk_basicTelegram::teCompression compression = nk_basicTelegram::COMPRESSION_NONE;
-};
-
-std::string bytesOf(tFrame const& frame) {
-  tBlob payload = harness::noise(frame.size, frame.id), out;
-  nk_telegramPart part(frame.id, frame.from, frame.to, frame.number, frame.timestamp, frame.last,
-                       &payload, frame.type, frame.compression);
-  EXPECT_TRUE(part.serialize(&out));
-  return harness::text(out);
-}
-
 // A guard, the frames that it delivered, and its clock.
 class tGuarded {
  public:
-  explicit tGuarded(nk_linkGuard::tOptions const& options = {})
-      : guard(
-            [this, own = options]() mutable {
-              own.now = [this] { return now; };
-              return own;
-            }(),
-            [this](unsigned char* frame, unsigned int length) {
-              delivered.emplace_back(reinterpret_cast<char*>(frame), length);
-            }) {}
+  explicit tGuarded(nk_linkGuard::tOptions options = {})
+      : guard(timed(std::move(options)), [this](unsigned char* frame, unsigned int length) {
+          delivered.emplace_back(reinterpret_cast<char*>(frame), length);
+        }) {}
+  nk_linkGuard::tOptions timed(nk_linkGuard::tOptions options) {
+    options.now = [this] { return now; };
+    return options;
+  }
   // Receives `stream` in pieces of `size` bytes, and in one piece for 0.
-  tStrings const& receive(std::string const& stream, unsigned int size = 0) {
+  void receive(std::string const& stream, unsigned int size = 0) {
     for (std::size_t done = 0; done < stream.size();) {
       auto const piece = stream.substr(done, size == 0 ? stream.npos : size);
       guard.receive(reinterpret_cast<unsigned char const*>(piece.data()),
                     static_cast<unsigned int>(piece.size()));
-      received += piece.size();
       done += piece.size();
     }
-    return delivered;
   }
   void sent(std::string const& bytes) {
     guard.sent(reinterpret_cast<unsigned char const*>(bytes.data()),
@@ -67,57 +47,33 @@ class tGuarded {
 
   nk_linkGuard::tMoment now{};
   tStrings delivered;
-  unsigned long long received = 0;
   nk_linkGuard guard;
 };
 
-// The next intact telegram comes with its own last byte, whatever stood before it, and nothing
-// comes that was not sent. Single flipped bits are damage that a CRC always sees.
+// Whatever is left of a frame, the next one comes with its own last byte.
 TEST(linkGuard, deliversTheNextIntactTelegramAfterAnyDamage) {
   std::string const first = bytesOf({.id = 7}), next = bytesOf({.id = 8});
-  tStrings damaged;
-  for (int byte = 0; byte < 256; ++byte) {
-    std::string const prefix(1, static_cast<char>(byte));
-    damaged.insert(damaged.end(), {prefix, prefix + first.substr(1), first.substr(1) + prefix});
-  }
-  for (unsigned int cut = 0; cut < first.size(); ++cut) {
-    for (auto const* junk : {"", "\x01", "\x02", "\x80"})
-      damaged.push_back(first.substr(0, cut) + junk);
-    damaged.push_back(first.substr(cut + 1));
-    for (unsigned int bit = 0; bit < 8; ++bit) {
-      damaged.push_back(first);
-      damaged.back()[cut] = static_cast<char>(damaged.back()[cut] ^ (1 << bit));
-    }
-  }
-  for (auto const& damage : damaged) {
-    if (damage == first || damage == first + '\x01') continue;  // not damaged, as it turns out
-    auto const shown = harness::toHex(harness::bytes(damage));
-    for (unsigned int const size : {0u, 1u, 7u}) {
-      tGuarded line;
-      bool const harmless = damage.find(first) != damage.npos;
-      line.receive(damage + next.substr(0, next.size() - 1), size);
-      EXPECT_EQ(line.delivered.size(), harmless ? 1u : 0u) << shown;
-      line.receive(next.substr(next.size() - 1));
-      ASSERT_EQ(line.delivered.size(), harmless ? 2u : 1u) << shown;
-      EXPECT_EQ(line.delivered.back(), next) << shown;
+  for (unsigned int cut = 0; cut + 1 < first.size(); ++cut) {
+    for (std::string const junk : {"", "\x01", "\x02", "\x80", "x"}) {
+      for (auto const& rest : {std::string(), first.substr(cut + 1)}) {
+        auto const damaged = first.substr(0, cut) + junk + rest;
+        if (damaged == first) continue;
+        tGuarded line;
+        line.receive(damaged + next, cut % 7);
+        EXPECT_EQ(line.delivered, tStrings{next}) << harness::toHex(harness::bytes(damaged));
+      }
     }
   }
 }
 
-nk_linkGuard::tOptions with(std::function<void(nk_linkGuard::tOptions&)> const& change) {
-  nk_linkGuard::tOptions options;
-  change(options);
-  return options;
-}
-
+using tOptions = nk_linkGuard::tOptions;
 using tCounters = nk_linkGuard::tCounters;
 
 // Receives `frames`, with a pause after each, when requests 1 (to the panel) and 3 (to all) wait
 // for answers; `delivered` come out.
-void cures(char const* what, nk_linkGuard::tOptions const& options,
-           std::vector<tFrame> const& frames, std::vector<tFrame> const& delivered,
-           unsigned long long tCounters::*counter, unsigned long long count,
-           unsigned int pause_ms = 0) {
+void cures(char const* what, tOptions const& options, std::vector<tFrame> const& frames,
+           std::vector<tFrame> const& delivered, unsigned long long tCounters::*counter,
+           unsigned long long count, unsigned int pause_ms = 0) {
   for (unsigned int const size : {0u, 1u}) {
     tGuarded line(options);
     for (auto const& [id, to, type] :
@@ -141,27 +97,13 @@ constexpr tFrame last(unsigned int number) { return {.id = 6, .number = number};
 
 // How telegrams of several parts are put together.
 TEST(linkGuard, assemblesByOneRule) {
-  auto const assemble = with([](auto& o) { o.assemble = true; });
-  auto const brief = with([](auto& o) {
-    o.assemble = true;
-    o.expiry = milliseconds(100);
-  });
-  auto const small = with([](auto& o) {
-    o.assemble = true;
-    o.maxHeld = 1300;
-  });
-  auto const later = [](tFrame frame) {
-    frame.timestamp = 9;
-    return frame;
-  };
-  auto const packed = [](tFrame frame) {
-    frame.compression = nk_basicTelegram::COMPRESSION_RLE;
-    return frame;
-  };
-  auto const answer = [](tFrame frame) {
-    frame.type = answering;
-    return frame;
-  };
+  tOptions const assemble{.address = {}, .assemble = true};
+  tOptions const brief{.address = {}, .assemble = true, .expiry = milliseconds(100)};
+  tOptions const small{.address = {}, .assemble = true, .maxHeld = 1300};
+  tFrame const later1{.id = 6, .last = false, .timestamp = 9};
+  tFrame const later2{.id = 6, .number = 2, .timestamp = 9};
+  tFrame const answer2{.id = 6, .number = 2, .type = answering};
+  tFrame const packed2{.id = 6, .number = 2, .compression = nk_basicTelegram::COMPRESSION_RLE};
   tFrame const big1{.id = 9, .last = false, .size = 400}, big2{.id = 9, .number = 2},
       huge1{.id = 9, .last = false, .size = 2000}, other1{.id = 7, .last = false};
   using t = tCounters;
@@ -176,11 +118,11 @@ TEST(linkGuard, assemblesByOneRule) {
   cures("two last parts", assemble, {last(3), last(2), part(1), part(2)}, whole, &t::misfits, 1);
   cures("last before others", assemble, {last(3), part(1), last(2), last(5), part(2)}, whole,
         &t::misfits, 2);
-  cures("started over", assemble, {part(1), part(2), later(part(1)), later(last(2))},
-        {later(part(1)), later(last(2))}, &t::incomplete, 1);
-  cures("other stamp", assemble, {part(1), later(last(2))}, {}, &t::incomplete, 2);
-  cures("other kind", assemble, {part(1), answer(last(2))}, {}, &t::incomplete, 2);
-  cures("other compression", assemble, {part(1), packed(last(2))}, {}, &t::incomplete, 2);
+  cures("started over", assemble, {part(1), part(2), later1, later2}, {later1, later2},
+        &t::incomplete, 1);
+  cures("other stamp", assemble, {part(1), later2}, {}, &t::incomplete, 2);
+  cures("other kind", assemble, {part(1), answer2}, {}, &t::incomplete, 2);
+  cures("other compression", assemble, {part(1), packed2}, {}, &t::incomplete, 2);
   cures("in time", brief, whole, whole, &t::expired, 0, 99);
   cures("late", brief, whole, {}, &t::expired, 3, 100);
   cures("room is made", small, {part(1), part(2), big1, other1, big2}, {big1, big2}, &t::refused,
@@ -190,14 +132,9 @@ TEST(linkGuard, assemblesByOneRule) {
 
 // Each cure by itself.
 TEST(linkGuard, curesWhatItIsToldTo) {
-  auto const none = with([](auto&) {});
-  auto const address = with([](auto& o) { o.address = me; });
-  auto const once = with([](auto& o) { o.duplicateWindow = milliseconds(100); });
-  auto const two = with([](auto& o) {
-    o.duplicateWindow = milliseconds(100);
-    o.maxRecent = 2;
-  });
-  auto const check = with([](auto& o) { o.checkAnswers = true; });
+  tOptions const none, address{.address = me}, check{.address = {}, .checkAnswers = true};
+  tOptions const once{.address = {}, .duplicateWindow = milliseconds(100)};
+  tOptions const two{.address = {}, .duplicateWindow = milliseconds(100), .maxRecent = 2};
   auto const answer = [](unsigned int id, unsigned int from) {
     return tFrame{.id = id, .from = from, .type = answering};
   };
@@ -220,10 +157,7 @@ TEST(linkGuard, curesWhatItIsToldTo) {
 }
 
 TEST(linkGuard, remembersRequestsUntilTheyAreForgotten) {
-  tGuarded line(with([](auto& o) {
-    o.checkAnswers = true;
-    o.maxAsked = 2;
-  }));
+  tGuarded line(tOptions{.address = {}, .checkAnswers = true, .maxAsked = 2});
   for (unsigned int id = 1; id <= 3; ++id) {  // the first makes room for the third
     for (bool const last : {false, true})
       line.sent(
@@ -249,10 +183,7 @@ TEST(linkGuard, holdsLittleWhateverComes) {
         {.id = id % 50, .number = id + 2, .last = id % 7 == 0, .timestamp = id % 3, .size = 0});
   for (unsigned int i = 0; i < 30000; ++i) starts += "\x01\x80\x80\x80";
   for (unsigned int i = 0; i < 500000; ++i) empty += "\x01\x02";
-  struct {
-    char const* what;
-    std::string stream;
-  } const rows[] = {
+  std::pair<char const*, std::string> const rows[] = {
       {"frame without end", "\x01" + std::string(4000000, '\x80')},
       {"starts only", std::string(4000000, '\x01')},
       {"starts and bodies", starts},
@@ -262,24 +193,24 @@ TEST(linkGuard, holdsLittleWhateverComes) {
       {"noise", harness::randomBytes(2000000, 1)},
       {"a large frame", bytesOf({.id = 1, .size = 1001})},
   };
-  for (auto const& row : rows) {
+  for (auto const& [what, stream] : rows) {
     tGuarded line(options);
     unsigned int most = 0;
-    for (std::size_t done = 0; done < row.stream.size(); done += 1448) {
-      line.receive(row.stream.substr(done, 1448));
+    for (std::size_t done = 0; done < stream.size(); done += 1448) {
+      line.receive(stream.substr(done, 1448));
       most = std::max(most, line.guard.heldBytes());
     }
-    EXPECT_LE(most, options.maxHeld + 1200) << row.what;
+    EXPECT_LE(most, options.maxHeld + 1200) << what;
     auto const before = line.delivered.size();
     line.receive(next);
-    ASSERT_EQ(line.delivered.size(), before + 1) << row.what;
-    EXPECT_EQ(line.delivered.back(), next) << row.what;
+    ASSERT_EQ(line.delivered.size(), before + 1) << what;
+    EXPECT_EQ(line.delivered.back(), next) << what;
   }
   tGuarded line(options);
-  line.receive(bytesOf({.id = 1, .size = 1000}) + rows[7].stream);
+  line.receive(bytesOf({.id = 1, .size = 1000}) + rows[7].second);
   EXPECT_EQ(line.delivered.size(), 1u);
   EXPECT_EQ(line.guard.counters().largeFrames, 1u);
-  EXPECT_EQ(line.guard.counters().skippedBytes, rows[7].stream.size());
+  EXPECT_EQ(line.guard.counters().skippedBytes, rows[7].second.size());
 }
 
 }  // namespace

@@ -27,10 +27,7 @@ TEST(linkUrl, readsAndWritesAddresses) {
 }
 
 TEST(linkUrl, explainsRefusals) {
-  struct {
-    std::string problem;
-    std::vector<std::string> texts;
-  } const rows[] = {
+  std::pair<std::string, std::vector<std::string>> const rows[] = {
       {"at most 107 bytes", {longest + "x"}},
       {"begins with tcp://", {"", "udp://host:1", "TCP://host:1", "tcp:/host:1"}},
       {"host is missing", {"tcp://", "tcp://:1", "tcp://[]:1", "tcp://::1:4711"}},
@@ -45,13 +42,13 @@ TEST(linkUrl, explainsRefusals) {
        {"serial:///dev/ttyS0?baud=", "serial:///dev/ttyS0?baud=0", "serial:///dev/ttyS0?baud=12345",
         "serial:///dev/ttyS0?baud=9600x"}},
   };
-  for (auto const& row : rows) {
-    for (auto const& text : row.texts) {
+  for (auto const& [problem, texts] : rows) {
+    for (auto const& text : texts) {
       nk_linkUrl url;
       url.host = "untouched";
       std::string error;
       EXPECT_FALSE(nk_linkUrl::parse(text, url, error)) << text;
-      EXPECT_NE(error.find(row.problem), error.npos) << text << ": " << error;
+      EXPECT_NE(error.find(problem), error.npos) << text << ": " << error;
       EXPECT_EQ(url.host, "untouched") << text;
     }
   }

@@ -14,14 +14,6 @@ namespace {
 
 using harness::runUntil;
 
-// Leaves the content where it is, so that it goes back as the answer.
-void echo(unsigned int, tBlob*, void*) {}
-
-void keepAnswer(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
-  auto& kept = *static_cast<std::string*>(userData);
-  kept = timedOut ? "timed out" : harness::text(*content);
-}
-
 // The frames of requests from address 1 to address 2.
 std::string framesOf(std::string const& content, unsigned int count = 1) {
   harness::tPair pair;
@@ -44,35 +36,28 @@ class linkedEngine : public testing::Test {
   static nk_linkedEngine::tSetup echoSetup() {
     nk_linkedEngine::tSetup setup;
     setup.address = 2;
-    setup.receive = echo;
+    setup.receive = [](unsigned int, tBlob*, void*) {};  // content that stays is the answer
     return setup;
   }
-  // Reads what is there at the far end.
-  void readPeer() {
-    char buffer[65536];
-    for (ssize_t count; (count = ::recv(peer.get(), buffer, sizeof buffer, 0)) > 0;)
-      fromPanel.append(buffer, static_cast<unsigned int>(count));
-  }
+  void give(std::string const& bytes) { harness::give(peer, bytes); }
 
   asio::io_context io{1};
   harness::tDescriptor peer;
   std::unique_ptr<nk_linkedEngine> panel;
-  std::string fromPanel;
   unsigned int events = 0;
 };
 
 TEST_F(linkedEngine, answersEverythingBeforeItIsFinished) {
   auto& device = echoing({});
   auto const content = harness::randomBytes(200, 2);
-  std::string const frames = framesOf(content, 3);
-  ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
+  give(framesOf(content, 3));
   ::shutdown(peer.get(), SHUT_WR);
   EXPECT_TRUE(runUntil(io, [&] { return device.finished(); }));
   EXPECT_FALSE(device.carrier().error());
   panel.reset();
-  readPeer();
   harness::tPair pair;
-  pair.toA.bytes.append(fromPanel.data(), static_cast<unsigned int>(fromPanel.size()));
+  auto const count = ::recv(peer.get(), pair.toA.bytes.extend(65536), 65536, 0);
+  pair.toA.bytes.truncate(static_cast<unsigned int>(count));
   pair.a.poll();
   auto const log = pair.a.takeLog();
   EXPECT_EQ(std::count(log.begin(), log.end(), "did not find request for response"), 3);
@@ -83,15 +68,17 @@ TEST_F(linkedEngine, timeOutsFireOnAQuietLink) {
   auto& station = echoing({});
   std::string answer;
   tBlob blob("?", 1);
-  station.engine().enqueue_TS(&blob, 3, keepAnswer, 5, &answer);
+  auto const keep = [](unsigned int, tBlob*, void*, bool timedOut, void* kept) {
+    *static_cast<std::string*>(kept) = timedOut ? "timed out" : "answered";
+  };
+  station.engine().enqueue_TS(&blob, 3, keep, 5, &answer);
   station.pump();
   clock.advance(6);
   EXPECT_TRUE(runUntil(io, [&] { return !answer.empty(); }));
   EXPECT_EQ(answer, "timed out");
 }
 
-// A few bytes may ask for a lot: answers must not be made faster than they go, and nobody else may
-// notice.
+// A few bytes may ask for a lot: answers must not be made faster than they go.
 TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
   constexpr unsigned int large = 1u << 20;
   asio::io_context io{1};
@@ -110,14 +97,9 @@ TEST(linkedEngines, aPeerThatDoesNotReadHoldsUpNobodyButItself) {
     nk_linkedEngine deaf(io, deafEnd.release(), limits, setup);
     nk_linkedEngine other(io, otherEnd.release(), limits, setup);
     for (auto* const one : {&deaf, &other}) one->start([] {});
-    auto const ask = [](harness::tDescriptor const& peer, std::string const& content,
-                        unsigned int count) {
-      auto const frames = framesOf(content, count);
-      EXPECT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
-    };
-    ask(deafPeer, "large", 10);
+    harness::give(deafPeer, framesOf("large", 10));
     EXPECT_TRUE(runUntil(io, [&deaf] { return deaf.carrier().congested(); }));
-    ask(otherPeer, "small", 1);
+    harness::give(otherPeer, framesOf("small"));
     char answer;
     EXPECT_TRUE(
         runUntil(io, [&, &peer = otherPeer] { return ::recv(peer.get(), &answer, 1, 0) == 1; }));
@@ -136,8 +118,7 @@ TEST_F(linkedEngine, aRoundEndsSoThatOthersHaveTheirTurn) {
   auto setup = echoSetup();
   setup.guard = nk_linkGuard::tOptions::all(2);
   auto& device = echoing({}, setup);
-  auto const frames = framesOf("?", 1000);
-  ASSERT_EQ(::send(peer.get(), frames.data(), frames.size(), 0), ssize_t(frames.size()));
+  give(framesOf("?", 1000));
   unsigned int turns = 0;
   std::function<void()> const other = [&] {
     ++turns;
@@ -156,12 +137,8 @@ TEST_F(linkedEngine, aQuietLinkHoldsNoIncompleteTelegramForEver) {
   nk_clock::tMoment now{};
   setup.guard->now = [&now] { return now; };
   auto& device = echoing({}, setup);
-  tBlob payload = harness::noise(100000), frame;
-  nk_telegramPart part(1, 1, 2, 1, 0, false, &payload, nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
-                       nk_basicTelegram::COMPRESSION_NONE);
-  part.serialize(&frame);
-  ASSERT_EQ(::send(peer.get(), frame.data(), frame.size(), 0), ssize_t(frame.size()));
-  EXPECT_TRUE(runUntil(io, [&] { return device.guard()->heldBytes() > payload.size(); }));
+  give(harness::bytesOf({.id = 1, .last = false, .from = 1, .to = 2, .size = 100000}));
+  EXPECT_TRUE(runUntil(io, [&] { return device.guard()->heldBytes() > 100000; }));
   now += setup.guard->expiry;
   EXPECT_TRUE(runUntil(io, [&] { return device.guard()->heldBytes() == 0; }));
 }

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "harness/hex.h"
+#include "harness/link.h"
 #include "harness/manualClock.h"
 #include "harness/system.h"
 
@@ -40,13 +40,10 @@ class openLinks : public testing::Test {
   // Sends the first part of a telegram, which is a whole frame, and waits until it has arrived.
   // From peers with "!" behind their name it is a request, whose large answer they do not read.
   void say(std::string const& name, unsigned int size = 10) {
-    bool const asks = name.ends_with('!');
-    tBlob payload = harness::noise(size), frame;
-    nk_telegramPart part(++id, 1, 2, 1, 0, asks, &payload,
-                         asks ? nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE
-                              : nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE,
-                         nk_basicTelegram::COMPRESSION_NONE);
-    part.serialize(&frame);
+    harness::tFrame part{.id = ++id, .last = name.ends_with('!'), .from = 1, .to = 2};
+    part.size = size;
+    if (!part.last) part.type = nk_basicTelegram::TYPE_REQUEST_NO_RESPONSE;
+    auto const frame = harness::bytesOf(part);
     for (unsigned int sent = 0; sent < frame.size();) {
       auto const count =
           ::send(peers[name].get(), frame.data() + sent, frame.size() - sent, MSG_NOSIGNAL);
@@ -67,42 +64,41 @@ class openLinks : public testing::Test {
   std::optional<nk_openLinks> links;
 };
 
-// Three places, two for each origin. Each row connects peers in turn, those with "+" behind their
-// name send a whole frame, lets time pass and lets one more come.
+// Three places, two for each origin, the second letter of a name ("-" for none). Peers with "+"
+// send a whole frame; after the pause one more comes.
 TEST_F(openLinks, whoGivesWayToANewcomer) {
-  struct tRow {
+  using tNames = std::vector<std::string>;
+  struct {
     char const* what;
-    std::vector<std::pair<std::string, std::string>> before;  // name, origin
-    seconds pause;
-    std::string newcomer, ends;  // the newcomer's origin, and who has to go
+    tNames before;
+    int pause_s;
+    std::string newcomer, ends;  // who has to go
   } const rows[] = {
-      {"a place is free", {{"a", "1"}, {"b", "1"}}, seconds(60), "2", ""},
-      {"the oldest silent one", {{"a+", "1"}, {"b", "1"}, {"c", "2"}}, seconds(0), "3", "b"},
-      {"the one that rests longest",
-       {{"a+", "1"}, {"b+", "1"}, {"c+", "2"}},
-       seconds(10),
-       "3",
-       "a+"},
-      {"nobody who is answered", {{"a!", "1"}, {"b+", "1"}, {"c+", "2"}}, seconds(10), "3", "b+"},
-      {"nobody who is busy", {{"a+", "1"}, {"b+", "1"}, {"c+", "2"}}, seconds(9), "3", "new"},
-      {"one of the same origin", {{"a", "1"}, {"b+", "2"}, {"c", "2"}}, seconds(0), "2", "c"},
-      {"not one of another origin", {{"a", "1"}, {"b+", "2"}, {"c+", "2"}}, seconds(0), "2", "new"},
-      {"no quota without an origin", {{"a+", ""}, {"b+", ""}}, seconds(0), "", ""},
+      {"a place is free", {"a1", "b1"}, 60, "n2", ""},
+      {"the oldest silent one", {"a1+", "b1", "c2"}, 0, "n3", "b1"},
+      {"the one that rests longest", {"a1+", "b1+", "c2+"}, 10, "n3", "a1+"},
+      {"nobody who is answered", {"a1!", "b1+", "c2+"}, 10, "n3", "b1+"},
+      {"nobody who is busy", {"a1+", "b1+", "c2+"}, 9, "n3", "n3"},
+      {"one of the same origin", {"a1", "b2+", "c2"}, 0, "n2", "c2"},
+      {"not one of another origin", {"a1", "b2+", "c2+"}, 0, "n2", "n2"},
+      {"no quota without an origin", {"a-+", "b-+"}, 0, "n-", ""},
   };
   nk_openLinks::tLimits limits;
   limits.links = 3;
   limits.perOrigin = 2;
   limits.firstFrame = seconds(0);
+  auto const origin = [](std::string const& name) {
+    return name[1] == '-' ? "" : name.substr(1, 1);
+  };
   for (auto const& row : rows) {
     open(limits);
-    for (auto const& [name, origin] : row.before) {
-      connect(name, origin);
-      if (name.back() == '+' || name.back() == '!') say(name);
+    for (auto const& name : row.before) {
+      connect(name, origin(name));
+      if (name.size() > 2) say(name);
     }
-    clock.advance(row.pause);
-    connect("new", row.newcomer);
-    EXPECT_EQ(ended, row.ends.empty() ? std::vector<std::string>{} : std::vector{row.ends})
-        << row.what << ": " << reason;
+    clock.advance(seconds(row.pause_s));
+    connect(row.newcomer, origin(row.newcomer));
+    EXPECT_EQ(ended, row.ends.empty() ? tNames{} : tNames{row.ends}) << row.what << ": " << reason;
   }
 }
 
@@ -140,34 +136,31 @@ TEST_F(openLinks, whatAllHoldTogetherIsBounded) {
 }
 
 TEST(peer, hasANameAndAnOrigin) {
-  struct {
-    char const* address;
-    std::string name, origin;
-  } const rows[] = {{"10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
-                    {"::ffff:10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
-                    {"2001:db8:1:2:3:4:5:6", "[2001:db8:1:2:3:4:5:6]:9", "2001:db8:1:2::/64"}};
-  for (auto const& row : rows) {
-    auto const peer = nk_peer::at(asio::ip::make_address(row.address), 9);
-    EXPECT_EQ(peer.name, row.name);
-    EXPECT_EQ(peer.origin, row.origin);
+  std::array<char const*, 3> const rows[] = {
+      {"10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+      {"::ffff:10.0.0.7", "10.0.0.7:9", "10.0.0.7"},
+      {"2001:db8:1:2:3:4:5:6", "[2001:db8:1:2:3:4:5:6]:9", "2001:db8:1:2::/64"}};
+  for (auto const& [address, name, origin] : rows) {
+    auto const peer = nk_peer::at(asio::ip::make_address(address), 9);
+    EXPECT_EQ(peer.name, name);
+    EXPECT_EQ(peer.origin, origin);
   }
-  struct {
-    char const* list;
-    std::string peers;  // of those below, as digits for yes and no
-  } const lists[] = {{"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
-                     {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
-                     {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
+  // Which of the peers below are on the list, as digits for yes and no.
+  std::pair<char const*, char const*> const lists[] = {
+      {"", "1111"},          {"10.0.0.7", "1000"},      {"10.1.2.3/8", "1100"},
+      {"0.0.0.0/0", "1100"}, {"2001:db8::/32", "0010"}, {"1000", "0001"},
+      {"10.0.0.256", "-"},   {"10.0.0.0/33", "-"},      {"hall", "-"}};
   nk_peer const peers[] = {nk_peer::at(asio::ip::make_address("10.0.0.7"), 1),
                            nk_peer::at(asio::ip::make_address("::ffff:10.9.9.9"), 1),
                            nk_peer::at(asio::ip::make_address("2001:db8::1"), 1),
                            {"uid 1000, pid 1", "uid 1000"}};
-  for (auto const& row : lists) {
+  for (auto const& [text, expected] : lists) {
     nk_peerList list;
-    bool const right = *row.list == '\0' || list.add(row.list);
+    bool const right = *text == '\0' || list.add(text);
     std::string found = right ? "" : "-";
     for (auto const& each : peers)
       if (right) found += list.contains(each) ? '1' : '0';
-    EXPECT_EQ(found, row.peers) << row.list;
+    EXPECT_EQ(found, expected) << text;
   }
   auto const [mine, other] = harness::socketPair();
   auto const user = "uid " + std::to_string(::getuid());
