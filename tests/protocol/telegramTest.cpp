@@ -120,12 +120,11 @@ TEST(Telegram, TimesOutOnlyAfterTheWholeTime) {
   EXPECT_FALSE(telegram.timeout());
   clock.advance(1);
   EXPECT_TRUE(telegram.timeout()) << "10 s unless set";
-  telegram.setTimeout_s(11);
-  EXPECT_FALSE(telegram.timeout());
-  telegram.setTimeout_s(0x7FFFFFFFFFFFFFFFLL);
-  EXPECT_FALSE(telegram.timeout()) << "the sum would pass 64 bits";
-  telegram.setTimeout_s(-12);
-  EXPECT_TRUE(telegram.timeout());
+  // The sum with the last one would pass 64 bits.
+  for (long long const timeout_s : {-12LL, 11LL, 0x7FFFFFFFFFFFFFFFLL}) {
+    telegram.setTimeout_s(timeout_s);
+    EXPECT_EQ(telegram.timeout(), timeout_s < 0) << timeout_s;
+  }
 }
 
 // What becomes of parts, as "1" to "9" or as "3." for the last one: the content once the part that
@@ -135,12 +134,10 @@ TEST(Telegram, PutsPartsTogether) {
     std::vector<char const*> parts;
     char const* content;
     unsigned int filed;
-  } const rows[] = {
-      {{"1", "2", "3."}, "123", 3},           {{"1", "2.", "3."}, "123", 3},
-      {{"1", "1", "2", "2", "3."}, "123", 3}, {{"1", "3."}, "corrupt", 2},
-      {{"2", "1", "3."}, "123", 3},           {{"2.", "1"}, "incomplete", 2},
-      {{"1", "2", "4."}, "corrupt", 3},       {{"0", "1."}, "corrupt", 2},
-  };
+  } const rows[] = {{{"1", "2", "3."}, "123", 3},           {{"1", "2.", "3."}, "123", 3},
+                    {{"1", "1", "2", "2", "3."}, "123", 3}, {{"1", "3."}, "corrupt", 2},
+                    {{"2", "1", "3."}, "123", 3},           {{"2.", "1"}, "incomplete", 2},
+                    {{"1", "2", "4."}, "corrupt", 3},       {{"0", "1."}, "corrupt", 2}};
   for (auto const& row : rows) {
     std::unique_ptr<nk_telegram> telegram;
     unsigned int filed = 1;
@@ -181,25 +178,20 @@ TEST(Telegram, JoinsAnewEachTimeItIsAsked) {
 }
 
 TEST(Telegram, NotifiesWhoAsked) {
-  struct tCalls {
-    int answers = 0, timeouts = 0;
-    static void count(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
-      auto& calls = *static_cast<tCalls*>(userData);
-      ++(timedOut ? calls.timeouts : calls.answers);
-      EXPECT_EQ(content == nullptr, timedOut);
-    }
-  } calls;
+  std::string calls;
+  auto const note = [](unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
+    *static_cast<std::string*>(userData) += timedOut ? "timeout " : "answer ";
+    EXPECT_EQ(content == nullptr, timedOut);
+  };
   tBlob answer;
-  nk_telegram asking(7, 1, 2, nullptr, tCalls::count, nullptr, false, &calls, true);
-  nk_telegram telling(7, 1, 2, nullptr, nullptr, nullptr, false, &calls, true);
-  for (nk_telegram* telegram : {&asking, &telling}) {
-    telegram->notifyResponse(2, &answer);
-    telegram->notifyTimeout();
-    EXPECT_EQ(telegram->waitForResponse(), telegram == &asking);
-    EXPECT_TRUE(telegram->isOutgoingRequest(1) && !telegram->isOutgoingRequest(2));
+  for (nk_responseCallback const callback : {nk_responseCallback(note), nk_responseCallback()}) {
+    nk_telegram telegram(7, 1, 2, nullptr, callback, nullptr, false, &calls, true);
+    telegram.notifyResponse(2, &answer);
+    telegram.notifyTimeout();
+    EXPECT_EQ(telegram.waitForResponse(), callback != nullptr);
+    EXPECT_TRUE(telegram.isOutgoingRequest(1) && !telegram.isOutgoingRequest(2));
   }
-  EXPECT_EQ(calls.answers, 1);
-  EXPECT_EQ(calls.timeouts, 1);
+  EXPECT_EQ(calls, "answer timeout ");
 }
 
 TEST(Telegram, OrdersPartsAndNullByNumber) {

@@ -31,15 +31,13 @@ TEST(tString, writesDecimalNumbers) {
 TEST(tString, splitsAtTheFirstSeparator) {
   struct {
     char const *text, *separator, *before, *after;
-  } const rows[] = {
-      {"2024-03-01", "-", "2024", "03-01"},
-      {"key: value", ": ", "key", "value"},
-      {"abc", "-", "abc", ""},
-      {"abc", "", "abc", ""},
-      {"-", "-", "", ""},
-      {"ab", "abc", "ab", ""},
-      {"aaab", "aab", "a", ""},
-  };
+  } const rows[] = {{"2024-03-01", "-", "2024", "03-01"},
+                    {"key: value", ": ", "key", "value"},
+                    {"abc", "-", "abc", ""},
+                    {"abc", "", "abc", ""},
+                    {"-", "-", "", ""},
+                    {"ab", "abc", "ab", ""},
+                    {"aaab", "aab", "a", ""}};
   for (auto const& row : rows) {
     EXPECT_EQ(tString(row.text).strBefor(row.separator), row.before) << row.text;
     EXPECT_EQ(tString(row.text).strAfter(row.separator), row.after) << row.text;
