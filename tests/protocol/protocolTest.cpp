@@ -264,6 +264,15 @@ TEST_F(Protocol, CallbacksMayEnqueue) {
   }
 }
 
+TEST_F(Protocol, ADamagedAnswerFromAnotherAddressCompletesItsRequest) {
+  pair.a.request("?", 2);
+  push(pair.a,
+       {1, 1, true, "no", nk_basicTelegram::TYPE_RESPONSE, nk_basicTelegram::COMPRESSION_HUFF}, 1);
+  pair.a.poll();
+  ASSERT_EQ(pair.a.answers.size(), 1u);
+  EXPECT_EQ(pair.a.answers[0].content, "");
+}
+
 TEST_F(Protocol, TheNumberAfterTheLastIsZeroAndTheFirstOfEqualNumbersIsMeant) {
   int users[4];
   for (int i = 0; i < 4; ++i) {
