@@ -9,11 +9,9 @@
 namespace {
 
 TEST(tString, readsDecimalNumbers) {
-  for (auto const& [text, number] : {std::pair{"-0", 0},
-                                     {"+7", 7},
-                                     {"007", 7},
-                                     {"2147483647", INT_MAX},
-                                     {"-2147483648", INT_MIN}}) {
+  std::pair<char const*, int> const numbers[] = {
+      {"-0", 0}, {"+7", 7}, {"007", 7}, {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}};
+  for (auto const& [text, number] : numbers) {
     EXPECT_EQ(tString(text).toIntDef(99), number) << text;
   }
   for (char const* const text : {"2147483648", "-2147483649", "99999999999999999999", "", "+", "-",
