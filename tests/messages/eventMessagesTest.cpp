@@ -105,23 +105,16 @@ TEST(Events, TheLimitDropsFromTheFront) {
   nk_serializer body = bodyOf(all);
   tJson json;
   ASSERT_TRUE(all.serializeToJson(&json));
-
-  using tFill = std::function<void(tEvents&)>;
-  tFill const fills[] = {
-      [&](tEvents& events) { events.serialize(&body, nk_serializer::SER_READ); },
-      [&](tEvents& events) { events.serializeFromJson(&json); },
-      [&](tEvents& events) {
-        events.setFrom(all);  // longer than the limit, until the next one is added
-        add(events, many);
-      }};
   char const* const dropped[] = {"0 1 ", "0 1 ", "0 1 2 "};
-  for (unsigned int i = 0; i < std::size(fills); ++i) {
-    SCOPED_TRACE(i);
+  for (int i = 0; i < 3; ++i) {
     tObserver observer;
     tEvents events(V0, &observer, tObserver::notes);
-    fills[i](events);
+    if (i == 0) events.serialize(&body, nk_serializer::SER_READ);
+    if (i == 1) events.serializeFromJson(&json);
+    if (i == 2) events.setFrom(all);  // longer than the limit, until the next one is added
+    if (i == 2) add(events, many);
     EXPECT_EQ(observer.seen, dropped[i]);
-    EXPECT_EQ(events.count(), tEvents::maxEvents);
+    EXPECT_EQ(events.count(), tEvents::maxEvents) << i;
     EXPECT_EQ(events.getEvent(0)->id(), i < 2 ? 2u : 3u);
   }
 }
@@ -137,14 +130,10 @@ TEST(Events, AFullListGoesOnForLong) {
     ASSERT_EQ(events.getEvent(events.count() - 1)->id(), id);
   }
   EXPECT_EQ(observer.seen, dropped);
-  EXPECT_EQ(events.getEvent(0)->id(), many - tEvents::maxEvents);
   events.sort(tEvents::SORT_ID_DESC);
-  EXPECT_EQ(events.count(), tEvents::maxEvents);
   nk_messageEvent out(0, 0, 7, 0, "", 0, nullptr, 0, "");
-  EXPECT_TRUE(events.getEvent(out, 0));
-  EXPECT_EQ(out.id(), many - 1);
-  EXPECT_FALSE(events.getEvent(out, tEvents::maxEvents));
-  EXPECT_EQ(events.getEvent(tEvents::maxEvents), nullptr);
+  EXPECT_TRUE(events.getEvent(out, 0) && out.id() == many - 1);
+  EXPECT_FALSE(events.getEvent(out, tEvents::maxEvents) || events.getEvent(tEvents::maxEvents));
 }
 
 TEST(Events, ShowsEveryEventThatItDestroys) {

@@ -135,19 +135,17 @@ TEST(CutBodies, KeepWhatCame) {
   struct {
     char const* name;
     unsigned int version, missing, size;
-  } const rows[] = {
-      {"SET_SCHEDULES_REQ", 2, 1, 100},
-      {"SET_SCHEDULES_REQ", 2, 42, 76},
-      {"SET_SCHEDULES_REQ", 2, 91, 8},
-      {"IMAGE", 3, 1, 82},
-      {"IMAGE", 3, 2, 10},
-      {"STATE_RSP", 1, 1, 82},
-      {"GENERIC_REQ", 0, 1, 16},
-      {"EVENTS_RSP", 0, 1, 65},
-      {"EVENTS_RSP", 0, 32, 9},
-      {"SET_CONFIG_REQ", 3, 1, 102},
-      {"GET_DISPLAY_CONFIGURATION_RSP", 1, 9, 44},
-  };
+  } const rows[] = {{"SET_SCHEDULES_REQ", 2, 1, 100},
+                    {"SET_SCHEDULES_REQ", 2, 42, 76},
+                    {"SET_SCHEDULES_REQ", 2, 91, 8},
+                    {"IMAGE", 3, 1, 82},
+                    {"IMAGE", 3, 2, 10},
+                    {"STATE_RSP", 1, 1, 82},
+                    {"GENERIC_REQ", 0, 1, 16},
+                    {"EVENTS_RSP", 0, 1, 65},
+                    {"EVENTS_RSP", 0, 32, 9},
+                    {"SET_CONFIG_REQ", 3, 1, 102},
+                    {"GET_DISPLAY_CONFIGURATION_RSP", 1, 9, 44}};
   auto const vectors = messageVectors();
   for (auto const& row : rows) {
     auto const bytes = inVersion(bytesIn(vectors.at(row.name), row.version), row.version);
@@ -175,21 +173,16 @@ TEST_P(Golden, RefusesForeignJsonUnchanged) {
   if (*GetParam().json == '\0') return;
   auto const message = GetParam().make(nk_message::VERSION_3);
   std::string const before = message->getJson().c_str();
-  EXPECT_FALSE(message->serializeFromJson(nullptr));
-  EXPECT_FALSE(message->serializeToJson(nullptr));
-  tJson own;
+  EXPECT_FALSE(message->serializeFromJson(nullptr) || message->serializeToJson(nullptr));
+  tJson own, none;
   ASSERT_TRUE(own.parse(GetParam().json));
-  using tChange = void (*)(tJson&);
-  for (tChange const change :
-       {tChange([](tJson& json) { json.clear(); }),
-        tChange([](tJson& json) { json.addString("action", "other"); }), tChange([](tJson& json) {
-          json.addString("type", json.getString("type") == "request" ? "response" : "request");
-        })}) {
+  EXPECT_FALSE(message->serializeFromJson(&none));
+  for (char const* const key : {"action", "type"}) {
     tJson foreign(own);
-    change(foreign);
-    EXPECT_FALSE(message->serializeFromJson(&foreign));
-    EXPECT_EQ(message->getJson().c_str(), before);
+    foreign.addString(key, own.getString("type") == "request" ? "response" : "request");
+    EXPECT_FALSE(message->serializeFromJson(&foreign)) << key;
   }
+  EXPECT_EQ(message->getJson().c_str(), before);
   own.addInt("tv", 0);
   EXPECT_FALSE(message->serializeFromJson(&own));
   char const* const after = GetParam().jsonAfterOldText;

@@ -136,6 +136,14 @@ TEST_P(SaveToDir, LeavesWhatWasThereWhenItCannotWrite) {
   EXPECT_TRUE(fs::is_symlink(dir / "own~"));  // for the next try
 }
 
+// So that no moment at which the power fails leaves half a file under the name.
+TEST_P(SaveToDir, SyncsTheContentBeforeItGetsItsName) {
+  fs::create_symlink("/dev/null", dir / "own~");  // takes everything, but cannot be synced
+  harness::write(dir / "own", "before");
+  EXPECT_EQ(save("own"), GetParam() ? tString() : path("own"));
+  EXPECT_EQ(content("own"), GetParam() ? "before" : "");
+}
+
 TEST_P(SaveToDir, DoesNotSayWhenOnlyTheNameIsRefused) {
   fs::create_directories(dir / "own/full");
   EXPECT_EQ(save("own"), path("own"));

@@ -156,23 +156,21 @@ TEST(Schedules, MergeKeepsEqualOnesAndTheirMarks) {
 }
 
 TEST(Schedules, AreFoundByIdentity) {
-  auto const set = setOf({{1, 0}, {2, 0}});
-  auto const other = setOf({{2, 7}});
-  EXPECT_EQ(set->schedulePresent(other->getSchedule(0)), set->getSchedule(1));
-  EXPECT_EQ(other->schedulePresent(set->getSchedule(0)), nullptr);
-  EXPECT_EQ(set->getScheduleForEntry(set->getSchedule(1)->getScheduleEntry(0)),
-            set->getSchedule(1));
+  auto const set = setOf({{1, 0}, {2, 0}}), other = setOf({{2, 7}});
+  auto *const first = set->getSchedule(0), *const second = set->getSchedule(1);
+  EXPECT_EQ(set->schedulePresent(other->getSchedule(0)), second);
+  EXPECT_EQ(other->schedulePresent(first), nullptr);
+  EXPECT_EQ(set->getScheduleForEntry(second->getScheduleEntry(0)), second);
   EXPECT_EQ(set->getScheduleForEntry(other->getSchedule(0)->getScheduleEntry(0)), nullptr);
   EXPECT_EQ(set->getScheduleForEntry(nullptr), nullptr);
+  EXPECT_EQ(set->addSchedule(nullptr), nullptr);
   set->removeSchedule(other->getSchedule(0));
   set->removeSchedule(nullptr);
   EXPECT_EQ(set->count(), 2u);
-  EXPECT_EQ(set->addSchedule(nullptr), nullptr);
-  set->removeSchedule(set->getSchedule(0));
+  set->removeSchedule(first);
   EXPECT_EQ(shape(*set), "2:0(20)");
   EXPECT_EQ(set->getSchedule(1), nullptr);
-  set->getSchedule(0)->addScheduleEntry(1, "", 1, 20, false);
-  set->getSchedule(0)->addScheduleEntry(1, "", 1, 0, false);
+  for (unsigned int const image : {20u, 0u}) second->addScheduleEntry(1, "", 1, image, false);
   tUidList uids{99};
   set->getRequiredImageUidList(uids);
   EXPECT_EQ(uids, (tUidList{20, 20, 0}));

@@ -39,14 +39,12 @@ TEST(Statistics, EnergyIsCutToMilliwattHoursAndToItsRange) {
   struct {
     double energy;
     unsigned int wh, mWh;
-  } const rows[] = {
-      {0.9999, 0, 999},
-      {-5, 0, 0},
-      {4294967295.5, 4294967295, 500},
-      {4294967296, 4294967295, 0},
-      {infinity, 4294967295, 0},
-      {std::numeric_limits<double>::quiet_NaN(), 0, 0},
-  };
+  } const rows[] = {{0.9999, 0, 999},
+                    {-5, 0, 0},
+                    {4294967295.5, 4294967295, 500},
+                    {4294967296, 4294967295, 0},
+                    {infinity, 4294967295, 0},
+                    {std::numeric_limits<double>::quiet_NaN(), 0, 0}};
   for (auto const& row : rows) {
     tStatistics message(nk_message::VERSION_0);
     message.set(0, row.energy, 0, 0, 0, 0);

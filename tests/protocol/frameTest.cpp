@@ -26,45 +26,36 @@ constexpr char header[] = "01000000 02000000 07000000 01000000 34124365";
 
 tBlob goodFrame() { return frameOf(hex(std::string(header) + "0a 03000000 616263")); }
 
-struct tPartRow {
-  nk_basicTelegram::teType type;
-  nk_basicTelegram::teCompression compression;
-  bool last;
-  unsigned char flags;
-};
-
 TEST(Frame, HasTheDocumentedBytes) {
   using tPart = nk_telegramPart;
-  for (tPartRow const& row :
-       {tPartRow{tPart::TYPE_REQUEST_NO_RESPONSE, tPart::COMPRESSION_NONE, true, 0x09},
-        tPartRow{tPart::TYPE_REQUEST_FORCE_RESPONSE, tPart::COMPRESSION_RLE, false, 0x16},
-        tPartRow{tPart::TYPE_RESPONSE, tPart::COMPRESSION_HUFF, true, 0x2B}}) {
-    // Sizes round the bounds between the pieces in which a body is encoded.
-    for (unsigned int size :
-         {0u, 1u, 2u, 511u, 512u, 513u, 514u, 515u, 516u, 517u, 518u, 519u, 520u, 70001u}) {
-      tBlob payload = harness::noise(size);
-      nk_telegramPart part(7, 1, 2, 1, 0x65431234, row.last, &payload, row.type, row.compression);
-      tBlob stream = hex("ff");
-      ASSERT_TRUE(part.serialize(&stream));
-      stream.slice(1);
-      tBlob body = hex(header);
-      body.append(&row.flags, 1);
-      body.append(&size, sizeof size);
-      body.append(payload);
-      ASSERT_EQ(stream == frameOf(body), true) << size << ": " << toHex(stream);
+  struct {
+    tPart::teType type;
+    tPart::teCompression compression;
+    bool last;
+    unsigned char flags;
+  } const rows[] = {{tPart::TYPE_REQUEST_NO_RESPONSE, tPart::COMPRESSION_NONE, true, 0x09},
+                    {tPart::TYPE_REQUEST_FORCE_RESPONSE, tPart::COMPRESSION_RLE, false, 0x16},
+                    {tPart::TYPE_RESPONSE, tPart::COMPRESSION_HUFF, true, 0x2B}};
+  // Sizes round the bounds between the pieces in which a body is encoded.
+  std::vector<unsigned int> sizes{0, 1, 2, 70001};
+  for (unsigned int size = 511; size <= 520; ++size) sizes.push_back(size);
+  for (unsigned int const size : sizes) {
+    auto const& row = rows[size % 3];
+    tBlob payload = harness::noise(size);
+    tPart part(7, 1, 2, 1, 0x65431234, row.last, &payload, row.type, row.compression);
+    tBlob stream = hex("ff"), body = hex(header);
+    ASSERT_TRUE(part.serialize(&stream));
+    stream.slice(1);
+    body.append(&row.flags, 1);
+    body.append(&size, sizeof size);
+    body.append(payload);
+    ASSERT_EQ(stream == frameOf(body), true) << size << ": " << toHex(stream);
 
-      nk_telegramPart read;
-      ASSERT_TRUE(read.streamContainsTelegram(&stream));
-      EXPECT_TRUE(stream.empty());
-      EXPECT_EQ(read.telegramId(), 7u);
-      EXPECT_EQ(read.sourceAddress(), 1u);
-      EXPECT_EQ(read.destinationAddress(), 2u);
-      EXPECT_EQ(read.timestamp(), 0x65431234u);
-      EXPECT_EQ(read.type(), row.type);
-      EXPECT_EQ(read.compression(), row.compression);
-      EXPECT_EQ(read.isLastPart(), row.last);
-      EXPECT_EQ(*read.payload() == payload, true);
-    }
+    tPart read;
+    tBlob again;
+    ASSERT_TRUE(read.streamContainsTelegram(&stream) && read.serialize(&again));
+    EXPECT_EQ(again == frameOf(body), true) << size << ": " << toHex(again);
+    EXPECT_TRUE(read.type() == row.type && read.timestamp() == 0x65431234u);
   }
   EXPECT_FALSE(nk_telegramPart().serialize(nullptr));
 }
@@ -79,15 +70,13 @@ TEST(Frame, IsTheSameForEver) {
 struct tStreamRow {
   char const* name;
   tBlob stream;
-  bool valid;
-  /// The frame is taken off the stream.
-  bool consumed;
+  bool valid, consumed;  // the latter: taken off the stream
 };
 
 std::vector<tStreamRow> streamRows() {
-  auto const before = [](tBlob bytes) {
-    bytes.append(goodFrame());
-    return bytes;
+  auto const before = [](tBlob bytes) { return bytes.append(goodFrame()), bytes; };
+  auto const withLength = [](std::string const& digits, char const* payload = "616263") {
+    return frameOf(hex(header + ("0a" + digits) + payload));
   };
   std::vector<tStreamRow> rows = {
       {"empty", tBlob(), false, false},
@@ -100,13 +89,10 @@ std::vector<tStreamRow> streamRows() {
       {"garbage before the start", before(hex("03 aa")), true, true},
       {"second start inside", before(hex("01 81")), false, true},
       {"header cut off", frameOf(hex("01000000 0200")), false, true},
-      {"no payload", frameOf(hex(std::string(header) + "0a 00000000")), true, true},
-      {"payload length past the end", frameOf(hex(std::string(header) + "0a 05000000 616263")),
-       false, true},
-      {"payload length that wraps", frameOf(hex(std::string(header) + "0a ffffffff 616263")), false,
-       true},
-      {"more bytes than the payload length",
-       frameOf(hex(std::string(header) + "0a 01000000 616263")), true, true},
+      {"no payload", withLength("00000000", ""), true, true},
+      {"payload length past the end", withLength("05000000"), false, true},
+      {"payload length that wraps", withLength("ffffffff"), false, true},
+      {"more bytes than the payload length", withLength("01000000"), true, true},
   };
   for (unsigned int byte = 1; byte + 1 < goodFrame().size(); ++byte) {
     for (unsigned int bit = 0; bit < 8; ++bit) {
@@ -155,19 +141,14 @@ TEST(Frame, ABadPayloadLengthLeavesTheKindOfThePart) {
 }
 
 TEST(TelegramPart, IsAWholeTelegramOnlyAsNumberOneAndLast) {
-  struct tRow {
-    unsigned int partId;
-    bool last, single;
-  };
-  for (tRow const& row : {tRow{1, true, true}, tRow{1, false, false}, tRow{2, true, false}}) {
-    tBlob content;
-    for (int i = 0; i < 100; ++i) content.append("x", 1);
+  tBlob const content = harness::bytes(std::string(100, 'x'));
+  for (auto const& [number, last] : {std::pair{1u, true}, {1, false}, {2, true}}) {
     tBlob payload = tCompression::encodeRLE(content);
-    nk_telegramPart part(1, 2, 3, row.partId, 0, row.last, &payload, nk_telegramPart::TYPE_RESPONSE,
+    nk_telegramPart part(1, 2, 3, number, 0, last, &payload, nk_telegramPart::TYPE_RESPONSE,
                          nk_telegramPart::COMPRESSION_RLE);
-    tBlob* const single = part.isSinglePartTelegram();
-    EXPECT_EQ(single != nullptr, row.single);
-    EXPECT_EQ(*part.payload() == (row.single ? content : payload), true);
+    bool const whole = number == 1 && last;
+    EXPECT_EQ(part.isSinglePartTelegram() != nullptr, whole);
+    EXPECT_EQ(*part.payload() == (whole ? content : payload), true);
   }
 }
 
@@ -175,12 +156,10 @@ TEST(TelegramPart, CopiesShareNothing) {
   tBlob payload = hex("61 62");
   nk_telegramPart part(1, 2, 3, 4, 5, true, &payload, nk_telegramPart::TYPE_RESPONSE,
                        nk_telegramPart::COMPRESSION_HUFF);
-  nk_telegramPart copy(&part);
+  nk_telegramPart copy(&part), none(static_cast<nk_telegramPart const*>(nullptr));
   part.payload()->clear();
   EXPECT_EQ(toHex(*copy.payload()), "61 62");
-  EXPECT_EQ(copy.partId(), 4u);
-  EXPECT_TRUE(copy.isLastPart() && copy.isResponse());
-  nk_telegramPart none(static_cast<nk_telegramPart const*>(nullptr));
+  EXPECT_TRUE(copy.partId() == 4 && copy.isLastPart() && copy.isResponse());
   EXPECT_EQ(none.sourceAddress(), nk_basicTelegram::addressNone);
   EXPECT_EQ(none.destinationAddress(), nk_basicTelegram::addressNone);
   EXPECT_FALSE(none.isResponse() || none.isLastPart());

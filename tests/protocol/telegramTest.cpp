@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 
@@ -26,8 +27,7 @@ nk_telegramPart partOf(unsigned int number, bool last, tBlob* payload,
 std::vector<std::unique_ptr<nk_telegramPart>> partsOf(tBlob content) {
   nk_telegram telegram(7, 1, 2, &content, nullptr, nullptr, false, nullptr, true);
   harness::tPipe pipe;
-  tLinkEnd end;
-  end.out = &pipe;
+  tLinkEnd end{nullptr, &pipe, {}};
   EXPECT_TRUE(telegram.send(nullptr, &end, tLinkEnd::send));
   EXPECT_TRUE(telegram.hasBeenSend());
   std::vector<std::unique_ptr<nk_telegramPart>> parts;
@@ -41,90 +41,76 @@ std::vector<std::unique_ptr<nk_telegramPart>> partsOf(tBlob content) {
 TEST(Telegram, SplitsContentByThePayloadSize) {
   unsigned int const before = nk_telegram::s_u32MaxPayloadSize;
   nk_telegram::setMaxPayloadSize(100);
-  nk_telegram::setMaxPayloadSize(0);
-  EXPECT_EQ(nk_telegram::s_u32MaxPayloadSize, 100u) << "parts of nothing would never end";
-  struct tRow {
-    unsigned int size, parts, lastSize;
-  };
-  for (tRow const& row :
-       {tRow{0, 0, 0}, tRow{1, 1, 1}, tRow{100, 1, 100}, tRow{101, 2, 1}, tRow{350, 4, 50}}) {
-    tBlob content = harness::noise(row.size);
+  nk_telegram::setMaxPayloadSize(0);  // no change: parts of nothing would never end
+  for (auto const& [size, count] : {std::pair{0u, 0u}, {1, 1}, {100, 1}, {101, 2}, {350, 4}}) {
+    tBlob const content = harness::noise(size);
     auto const parts = partsOf(content);
-    ASSERT_EQ(parts.size(), row.parts);
+    ASSERT_EQ(parts.size(), count);
     tBlob joined;
-    for (unsigned int i = 0; i < row.parts; ++i) {
+    for (unsigned int i = 0; i < count; ++i) {
       EXPECT_EQ(parts[i]->partId(), i + 1);
-      EXPECT_EQ(parts[i]->isLastPart(), i + 1 == row.parts);
-      EXPECT_EQ(parts[i]->compression(), nk_telegramPart::COMPRESSION_NONE);
+      EXPECT_EQ(parts[i]->isLastPart(), i + 1 == count);
+      EXPECT_EQ(parts[i]->payload()->size(), std::min(size - 100 * i, 100u));
       joined.append(*parts[i]->payload());
     }
     EXPECT_EQ(joined == content, true);
-    EXPECT_EQ(parts.empty() ? 0 : parts.back()->payload()->size(), row.lastSize);
   }
   nk_telegram::setMaxPayloadSize(before);
 }
 
 TEST(Telegram, CompressesInTheShortestForm) {
-  struct tRow {
-    tBlob content;
-    nk_telegramPart::teCompression form;
-  };
-  for (tRow const& row :
-       {tRow{harness::noise(3000), nk_telegramPart::COMPRESSION_NONE},
-        tRow{hex("61"), nk_telegramPart::COMPRESSION_NONE},
-        tRow{harness::bytes(std::string(500, 'x')), nk_telegramPart::COMPRESSION_RLE},
-        tRow{harness::bytes("the panel the panel the panel the panel the panel the panel "),
-             nk_telegramPart::COMPRESSION_HUFF}}) {
-    auto const parts = partsOf(row.content);
-    EXPECT_EQ(parts[0]->compression(), row.form) << harness::text(row.content);
-    EXPECT_EQ(*parts[0]->isSinglePartTelegram() == row.content, true);
+  using tPart = nk_telegramPart;
+  std::string const runs(500, 'x'), words = "the panel the panel the panel the panel the panel ";
+  for (auto const& [content, form] : {std::pair{harness::noise(3000), tPart::COMPRESSION_NONE},
+                                      {hex("61"), tPart::COMPRESSION_NONE},
+                                      {harness::bytes(runs), tPart::COMPRESSION_RLE},
+                                      {harness::bytes(words), tPart::COMPRESSION_HUFF}}) {
+    auto const parts = partsOf(content);
+    EXPECT_EQ(parts[0]->compression(), form) << harness::text(content);
+    EXPECT_EQ(*parts[0]->isSinglePartTelegram() == content, true);
   }
-  tBlob content = harness::bytes(std::string(500, 'x')), out;
+  tBlob content = harness::bytes(runs), out;
   nk_telegram forbidden(7, 1, 2, nullptr, nullptr, nullptr, false, nullptr, false);
-  EXPECT_FALSE(forbidden.checkCompression(&content, &out));
   nk_telegram allowed(7, 1, 2, nullptr, nullptr, nullptr, false, nullptr, true);
-  EXPECT_FALSE(allowed.checkCompression(nullptr, &out));
-  EXPECT_FALSE(allowed.checkCompression(&content, nullptr));
+  EXPECT_FALSE(forbidden.checkCompression(&content, &out) ||
+               allowed.checkCompression(nullptr, &out) ||
+               allowed.checkCompression(&content, nullptr));
   EXPECT_TRUE(allowed.checkCompression(&content, &out));
 }
 
 TEST(Telegram, SendsAllBytesOrSaysSo) {
   harness::tFakeClock clock;
-  struct tRow {
+  using tSteps = std::vector<tLinkEnd::tSendStep>;
+  constexpr tLinkEnd::tSendStep busy{0, EAGAIN};
+  struct {
     char const* name;
-    std::vector<tLinkEnd::tSendStep> steps;
+    tSteps steps;
     bool sent;
     unsigned int calls, slept_ms;
+  } const rows[] = {
+      {"at once", {}, true, 1, 0},
+      {"in pieces", {{1, 0}, {5, 0}}, true, 3, 0},
+      {"busy four times", tSteps(4, busy), true, 5, 2000},
+      {"busy five times", tSteps(5, busy), false, 5, 2500},
+      {"anew", {busy, busy, busy, busy, {3, 0}, busy, busy, busy, busy}, true, 10, 4000},
+      {"hard error", {{5, 0}, {0, EPIPE}}, false, 2, 0},
+      {"busy, then a hard error", {busy, {0, EPIPE}}, false, 2, 500},
   };
-  std::vector<tLinkEnd::tSendStep> const busy(5, {0, EAGAIN});
-  std::vector<tLinkEnd::tSendStep> const four(4, {0, EAGAIN});
-  auto fourTwice = four;
-  fourTwice.push_back({3, 0});
-  fourTwice.insert(fourTwice.end(), four.begin(), four.end());
-  for (tRow const& row :
-       {tRow{"at once", {}, true, 1, 0}, tRow{"in pieces", {{1, 0}, {5, 0}}, true, 3, 0},
-        tRow{"busy four times", four, true, 5, 2000}, tRow{"busy five times", busy, false, 5, 2500},
-        tRow{"progress starts the count anew", fourTwice, true, 10, 4000},
-        tRow{"hard error", {{5, 0}, {0, EPIPE}}, false, 2, 0},
-        tRow{"busy, then a hard error", {{0, EAGAIN}, {0, EPIPE}}, false, 2, 500}}) {
+  for (auto const& row : rows) {
     SCOPED_TRACE(row.name);
     clock.slept_ms = 0;
     tBlob content = hex("61 62 63");
     nk_telegram telegram(7, 1, 2, &content, nullptr, nullptr, false, nullptr, true);
     EXPECT_TRUE(content.empty()) << "what is not compressed is consumed";
     harness::tPipe pipe;
-    tLinkEnd end;
-    end.out = &pipe;
-    end.sendSteps = row.steps;
+    tLinkEnd end{nullptr, &pipe, row.steps};
+    EXPECT_FALSE(telegram.send(nullptr, nullptr, nullptr));
     EXPECT_EQ(telegram.send(nullptr, &end, tLinkEnd::send), row.sent);
     EXPECT_EQ(telegram.hasBeenSend(), row.sent);
     EXPECT_EQ(end.sendCalls, row.calls);
     EXPECT_EQ(clock.slept_ms, row.slept_ms);
     EXPECT_EQ(nk_telegramPart().streamContainsTelegram(&pipe.bytes), row.sent);
   }
-  tBlob content = hex("61");
-  nk_telegram telegram(7, 1, 2, &content, nullptr, nullptr, false, nullptr, true);
-  EXPECT_FALSE(telegram.send(nullptr, nullptr, nullptr));
 }
 
 TEST(Telegram, TimesOutOnlyAfterTheWholeTime) {
@@ -134,57 +120,43 @@ TEST(Telegram, TimesOutOnlyAfterTheWholeTime) {
   EXPECT_FALSE(telegram.timeout());
   clock.advance(1);
   EXPECT_TRUE(telegram.timeout()) << "10 s unless set";
-  telegram.setTimeout_s(11);
-  EXPECT_FALSE(telegram.timeout());
-  telegram.setTimeout_s(0x7FFFFFFFFFFFFFFFLL);
-  EXPECT_FALSE(telegram.timeout()) << "the sum would pass 64 bits";
-  telegram.setTimeout_s(-12);
-  EXPECT_TRUE(telegram.timeout());
+  // The sum with the last one would pass 64 bits.
+  for (long long const timeout_s : {-12LL, 11LL, 0x7FFFFFFFFFFFFFFFLL}) {
+    telegram.setTimeout_s(timeout_s);
+    EXPECT_EQ(telegram.timeout(), timeout_s < 0) << timeout_s;
+  }
 }
 
-struct tArrival {
-  unsigned int id;
-  bool last;
-};
-
+// What becomes of parts, as "1" to "9" or as "3." for the last one: the content once the part that
+// came last is the last, and how many were taken.
 TEST(Telegram, PutsPartsTogether) {
-  struct tRow {
-    char const* name;
-    std::vector<tArrival> parts;
-    /// What becomes of it when the part at the end of the list is the last.
+  struct {
+    std::vector<char const*> parts;
     char const* content;
     unsigned int filed;
-  };
-  for (tRow const& row :
-       {tRow{"in order", {{1, false}, {2, false}, {3, true}}, "123", 3},
-        tRow{"one more", {{1, false}, {2, true}, {3, true}}, "123", 3},
-        tRow{"twice each", {{1, false}, {1, false}, {2, false}, {2, false}, {3, true}}, "123", 3},
-        tRow{"last one early", {{1, false}, {3, true}}, "corrupt", 2},
-        tRow{"middle ones swapped", {{2, false}, {1, false}, {3, true}}, "123", 3},
-        tRow{"last one first", {{2, true}, {1, false}}, "incomplete", 2},
-        tRow{"a gap", {{1, false}, {2, false}, {4, true}}, "corrupt", 3},
-        tRow{"not from one", {{0, false}, {1, true}}, "corrupt", 2}}) {
-    SCOPED_TRACE(row.name);
+  } const rows[] = {{{"1", "2", "3."}, "123", 3},           {{"1", "2.", "3."}, "123", 3},
+                    {{"1", "1", "2", "2", "3."}, "123", 3}, {{"1", "3."}, "corrupt", 2},
+                    {{"2", "1", "3."}, "123", 3},           {{"2.", "1"}, "incomplete", 2},
+                    {{"1", "2", "4."}, "corrupt", 3},       {{"0", "1."}, "corrupt", 2}};
+  for (auto const& row : rows) {
     std::unique_ptr<nk_telegram> telegram;
-    unsigned int filed = 0;
-    for (auto const& arrival : row.parts) {
-      auto const digit = static_cast<char>('0' + arrival.id);
-      tBlob payload(&digit, 1);
-      auto part = partOf(arrival.id, arrival.last, &payload);
+    unsigned int filed = 1;
+    for (char const* const arrival : row.parts) {
+      tBlob payload(arrival, 1);
+      auto part = partOf(static_cast<unsigned int>(*arrival - '0'), arrival[1] == '.', &payload);
       if (telegram == nullptr) {
         telegram = std::make_unique<nk_telegram>(&part);
-        ++filed;
       } else if (telegram->addTelegramPart(&part)) {
         ++filed;
       }
     }
-    EXPECT_EQ(filed, row.filed);
     EXPECT_FALSE(telegram->addTelegramPart(nullptr));
     std::string content = "incomplete";
     if (telegram->lastPartPresent()) {
       content = telegram->isCorrupt() ? "corrupt" : harness::text(*telegram->getCompleteContent());
     }
-    EXPECT_EQ(content, row.content);
+    EXPECT_EQ(content, row.content) << testing::PrintToString(row.parts);
+    EXPECT_EQ(filed, row.filed) << testing::PrintToString(row.parts);
   }
 }
 
@@ -206,25 +178,20 @@ TEST(Telegram, JoinsAnewEachTimeItIsAsked) {
 }
 
 TEST(Telegram, NotifiesWhoAsked) {
-  struct tCalls {
-    int answers = 0, timeouts = 0;
-    static void count(unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
-      auto& calls = *static_cast<tCalls*>(userData);
-      ++(timedOut ? calls.timeouts : calls.answers);
-      EXPECT_EQ(content == nullptr, timedOut);
-    }
-  } calls;
+  std::string calls;
+  auto const note = [](unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
+    *static_cast<std::string*>(userData) += timedOut ? "timeout " : "answer ";
+    EXPECT_EQ(content == nullptr, timedOut);
+  };
   tBlob answer;
-  nk_telegram asking(7, 1, 2, nullptr, tCalls::count, nullptr, false, &calls, true);
-  nk_telegram telling(7, 1, 2, nullptr, nullptr, nullptr, false, &calls, true);
-  for (nk_telegram* telegram : {&asking, &telling}) {
-    telegram->notifyResponse(2, &answer);
-    telegram->notifyTimeout();
-    EXPECT_EQ(telegram->waitForResponse(), telegram == &asking);
-    EXPECT_TRUE(telegram->isOutgoingRequest(1) && !telegram->isOutgoingRequest(2));
+  for (nk_responseCallback const callback : {nk_responseCallback(note), nk_responseCallback()}) {
+    nk_telegram telegram(7, 1, 2, nullptr, callback, nullptr, false, &calls, true);
+    telegram.notifyResponse(2, &answer);
+    telegram.notifyTimeout();
+    EXPECT_EQ(telegram.waitForResponse(), callback != nullptr);
+    EXPECT_TRUE(telegram.isOutgoingRequest(1) && !telegram.isOutgoingRequest(2));
   }
-  EXPECT_EQ(calls.answers, 1);
-  EXPECT_EQ(calls.timeouts, 1);
+  EXPECT_EQ(calls, "answer timeout ");
 }
 
 TEST(Telegram, OrdersPartsAndNullByNumber) {

@@ -16,7 +16,6 @@ std::string text(tJson const& json, bool pretty = false) {
 
 std::string repeated(std::string const& piece, unsigned int times) {
   std::string all;
-  all.reserve(piece.size() * times);
   for (unsigned int i = 0; i < times; ++i) all += piece;
   return all;
 }
@@ -139,24 +138,19 @@ TEST(tJson, indentsByFourBlanks) {
 }
 
 TEST(tJson, givesIntegersOfAllBitsAndFallsBackOnTheRest) {
-  for (auto const& [value, read] : {std::pair{"-1", -1LL},
-                                    {"18446744073709551615", -1LL},
-                                    {"-9223372036854775808", LLONG_MIN},
-                                    {"9223372036854775808", LLONG_MIN},
-                                    {"18446744073709551616", 7LL},
-                                    {"-9223372036854775809", 7LL},
-                                    {"1.0", 7LL},
-                                    {"\"12\"", 7LL},
-                                    {"true", 7LL},
-                                    {"null", 7LL},
-                                    {"[1]", 7LL},
-                                    {"{}", 7LL}}) {
-    tJson json;
-    ASSERT_TRUE(json.parse("{\"k\":" + std::string(value) + "}"));
-    EXPECT_EQ(json.getInt("k", 7), read) << value;
-    EXPECT_TRUE(json.has("k"));
-    EXPECT_EQ(json.getBool("k", false), value == "true"s);
-    EXPECT_EQ(json.getString("k"), value == "\"12\""s ? "12" : "");
+  tJson json;
+  ASSERT_TRUE(json.parse(
+      R"({"v":[{"k":-1},{"k":18446744073709551615},{"k":-9223372036854775808},)"
+      R"({"k":9223372036854775808},{"k":18446744073709551616},{"k":-9223372036854775809},)"
+      R"({"k":1.0},{"k":"12"},{"k":true},{"k":null},{"k":[1]},{"k":{}}]})"));
+  long long const read[] = {-1, -1, LLONG_MIN, LLONG_MIN, 7, 7, 7, 7, 7, 7, 7, 7};
+  for (unsigned int i = 0; i < std::size(read); ++i) {
+    tJson row;
+    ASSERT_TRUE(json.getArrayObject("v", i, row));
+    EXPECT_EQ(row.getInt("k", 7), read[i]) << i;
+    EXPECT_TRUE(row.has("k"));
+    EXPECT_EQ(row.getBool("k", false), i == 8) << i;
+    EXPECT_EQ(row.getString("k"), i == 7 ? "12" : "") << i;
   }
 }
 
@@ -169,8 +163,7 @@ TEST(tJson, missingMembersAndOtherKindsGiveTheDocumentedValues) {
   EXPECT_TRUE(list.get(0) == "x" && list.get(1).empty() && list.get(3) == "y");
   for (char const* key : {"i", "missing", "bad"}) {
     tBlob bytes("old", 3);
-    tJson object;
-    object.addInt("old", 1);
+    tJson object(json);
     EXPECT_FALSE(json.getBinary(key, bytes) || json.getStringArray(key, list) ||
                  json.getArrayObject(key, 0, object));
     EXPECT_TRUE(bytes.empty() && list.count() == 0 && json.getArraySize(key) == 0) << key;
@@ -179,8 +172,7 @@ TEST(tJson, missingMembersAndOtherKindsGiveTheDocumentedValues) {
   }
   EXPECT_EQ(json.getString("k"), "first");
   EXPECT_FALSE(json.has("missing") || tJson().has("missing"));
-  EXPECT_TRUE(json.getBool("missing", true));
-  EXPECT_EQ(json.getInt("missing", -5), -5);
+  EXPECT_TRUE(json.getBool("missing", true) && json.getInt("missing", -5) == -5);
 }
 
 TEST(tJson, carriesAnyBytes) {
@@ -200,24 +192,21 @@ TEST(tJson, carriesAnyBytes) {
 }
 
 TEST(tJson, copiesAreIndependentAndMovedFromIsEmpty) {
-  tJson first;
+  tJson first, assigned, element;
   ASSERT_TRUE(first.parse(R"({"a":[{"b":"a text too long to be held in place"}]})"));
   std::string const before = text(first);
-  tJson copy(first), assigned;
+  tJson copy(first);
   assigned = first;
   first.addInt("a", 1);
   copy = *&copy;
   EXPECT_TRUE(text(copy) == before && text(assigned) == before);
   tJson taken(std::move(copy));
-  EXPECT_EQ(text(taken), before);
-  EXPECT_TRUE(text(copy) == "{}" && !copy.has("a"));  // NOLINT: empty by contract
+  EXPECT_TRUE(text(taken) == before && text(copy) == "{}" && !copy.has("a"));  // NOLINT
   copy.addInt("x", 1);
   taken.addToArray("a", std::move(copy));
-  EXPECT_EQ(text(copy), "{}");  // NOLINT
+  EXPECT_EQ(text(copy), "{}");  // NOLINT: empty by contract
   copy.addToArray("a", std::move(copy));
-  tJson element;
-  EXPECT_TRUE(taken.getArrayObject("a", 1, element));
-  EXPECT_EQ(text(element), R"({"x":1})");
+  EXPECT_TRUE(taken.getArrayObject("a", 1, element) && text(element) == R"({"x":1})");
   EXPECT_FALSE(taken.getArrayObject("a", 2, element));
 }
 
@@ -241,18 +230,12 @@ TEST(tJson, walksALongArrayBehindManyMembers) {
   hostile += "\"list\":[" + repeated("{\"i\":1},", count - 1) + "{\"i\":1}]}";
   tJson json, element;
   ASSERT_TRUE(json.parse(hostile));
-  long long sum = 0;
   unsigned int index = 0;
-  while (json.getArrayObject("list", index, element)) {
-    sum += element.getInt("i", 0);
-    ++index;
-  }
+  while (json.getArrayObject("list", index, element)) index += element.getInt("i", 0) == 1;
   EXPECT_EQ(index, count);
-  EXPECT_EQ(sum, count);
-  EXPECT_EQ(json.getArraySize("list"), count);
   for (unsigned int i = 0; i < count; ++i) json.addToArray("list", tJson());
   EXPECT_EQ(json.getArraySize("list"), 2 * count);
-  EXPECT_EQ(json.addInt("j0", 3), 3);  // found again after another member was
+  json.addInt("j0", 3);  // found again after another member was
   EXPECT_EQ(json.getInt("j0", 0), 3);
 }
 

@@ -9,11 +9,9 @@
 namespace {
 
 TEST(tString, readsDecimalNumbers) {
-  for (auto const& [text, number] : {std::pair{"-0", 0},
-                                     {"+7", 7},
-                                     {"007", 7},
-                                     {"2147483647", INT_MAX},
-                                     {"-2147483648", INT_MIN}}) {
+  std::pair<char const*, int> const numbers[] = {
+      {"-0", 0}, {"+7", 7}, {"007", 7}, {"2147483647", INT_MAX}, {"-2147483648", INT_MIN}};
+  for (auto const& [text, number] : numbers) {
     EXPECT_EQ(tString(text).toIntDef(99), number) << text;
   }
   for (char const* const text : {"2147483648", "-2147483649", "99999999999999999999", "", "+", "-",
@@ -31,15 +29,13 @@ TEST(tString, writesDecimalNumbers) {
 TEST(tString, splitsAtTheFirstSeparator) {
   struct {
     char const *text, *separator, *before, *after;
-  } const rows[] = {
-      {"2024-03-01", "-", "2024", "03-01"},
-      {"key: value", ": ", "key", "value"},
-      {"abc", "-", "abc", ""},
-      {"abc", "", "abc", ""},
-      {"-", "-", "", ""},
-      {"ab", "abc", "ab", ""},
-      {"aaab", "aab", "a", ""},
-  };
+  } const rows[] = {{"2024-03-01", "-", "2024", "03-01"},
+                    {"key: value", ": ", "key", "value"},
+                    {"abc", "-", "abc", ""},
+                    {"abc", "", "abc", ""},
+                    {"-", "-", "", ""},
+                    {"ab", "abc", "ab", ""},
+                    {"aaab", "aab", "a", ""}};
   for (auto const& row : rows) {
     EXPECT_EQ(tString(row.text).strBefor(row.separator), row.before) << row.text;
     EXPECT_EQ(tString(row.text).strAfter(row.separator), row.after) << row.text;

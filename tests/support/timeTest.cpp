@@ -53,12 +53,9 @@ TEST(tTime, everyMonthOfEveryYearHasItsLength) {
 }
 
 TEST(tTime, takesEveryNumberOfSeconds) {
-  for (auto const& [seconds, ofDay] : {std::pair{86399LL, 86399U},
-                                       {86400, 0},
-                                       {-1, 86399},
-                                       {-86400, 0},
-                                       {LLONG_MAX, 55807},
-                                       {LLONG_MIN, 30592}}) {
+  std::pair<long long, unsigned int> const rows[] = {
+      {86399, 86399}, {86400, 0}, {-1, 86399}, {-86400, 0}, {LLONG_MAX, 55807}, {LLONG_MIN, 30592}};
+  for (auto const& [seconds, ofDay] : rows) {
     EXPECT_EQ(tTime(seconds).dayTimeSeconds(), ofDay) << seconds;
     EXPECT_EQ(tTime(seconds).timeSec(), seconds);
   }
