@@ -4,9 +4,11 @@
 #include <filesystem>
 #include <optional>
 #include <set>
+#include <vector>
 
 #include "harness/clock.h"
 #include "nkProtocol/configMessages.h"
+#include "nkProtocol/eventMessages.h"
 #include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/statisticsMessages.h"
 #include "panel/panel.h"
@@ -49,7 +51,28 @@ std::string state(unsigned char task, std::string const& name) {
   return content + std::string(3, '\0') + name;
 }
 
+std::string cut(std::string const& content) { return content.substr(0, content.size() - 1); }
+
 struct panelTest : testing::Test {
+  struct tRow {
+    std::string content, problem;
+    bool answered = true;
+  };
+  // Without a problem the panel holds something else then, otherwise the same.
+  void expectRows(std::vector<tRow> const& rows) {
+    for (auto const& row : rows) {
+      auto const held = panel->held(), before = panel->events();
+      EXPECT_EQ(panel->ask(row.content).empty(), !row.answered) << row.problem;
+      auto const now = panel->events();
+      EXPECT_EQ(panel->held() != held, row.problem.empty()) << row.problem;
+      EXPECT_TRUE(row.problem.empty() || now != before) << row.problem;
+      EXPECT_NE(now.find(row.problem), now.npos) << row.problem << "\n" << now;
+    }
+  }
+  unsigned int images() {
+    return static_cast<unsigned int>(
+        std::distance(fs::directory_iterator(options.state + "/images"), {}));
+  }
   // Gives the directory to a fresh panel, which must hold the same.
   void restart() {
     auto const held = panel->held();
@@ -72,11 +95,8 @@ TEST_F(panelTest, refusesWhatPassesItsLimits) {
   options.limits.genericContent = 100;
   std::string const longest(9, 'n'), tooLong(10, 'n'), damaged = "it is damaged";
   std::string const generic{nk_message::GENERIC_REQ, 0, 0, 0}, bytes(1001, '\0');
-  auto const cut = [](std::string const& content) { return content.substr(0, content.size() - 1); };
-  struct {
-    std::string content, problem;
-    bool answered = true;
-  } const rows[] = {
+  start();
+  expectRows({
       {config(3, 2, longest, longest), ""},
       {config(4, 2, ""), "configuration refused: more than 3 time slots (--time-slots)"},
       {config(3, 3, ""), "configuration refused: more than 2 frames (--frames)"},
@@ -101,22 +121,7 @@ TEST_F(panelTest, refusesWhatPassesItsLimits) {
       {imageContent({{1, "a.png", ""}}).replace(6, 1, "\x28"), "images refused: more than 10000",
        false},
       {generic + bytes, "GENERIC_REQ refused: more than 100 bytes", false},
-  };
-  start();
-  std::string held;
-  for (auto const& row : rows) {
-    auto const before = panel->events();
-    EXPECT_EQ(panel->ask(row.content).empty(), !row.answered) << row.problem;
-    auto const now = panel->events();
-    if (row.problem.empty()) {
-      EXPECT_NE(panel->held(), held);
-      held = panel->held();
-    } else {
-      EXPECT_EQ(panel->held(), held) << row.problem;
-      EXPECT_NE(now, before) << row.problem;
-      EXPECT_NE(now.find(row.problem), now.npos) << row.problem << "\n" << now;
-    }
-  }
+  });
   restart();
   // Merged, they would be more than the limit: the new ones replace the old ones.
   panel->ask(schedules(4, 5, "", 10));
@@ -127,6 +132,100 @@ TEST_F(panelTest, refusesWhatPassesItsLimits) {
   options.limits.timeSlots = 2;
   start();
   EXPECT_NE(panel->events().find("beyond the limits; it is now"), std::string::npos);
+}
+
+TEST_F(panelTest, refusesImagesThatAreNotRight) {
+  auto const good = imageContent({{7, "a.png", "old"}});
+  start();
+  expectRows({
+      {good, "", false},
+      {imageContent({{7, "a.png", "new", std::string(40, '0')}}),
+       "image 7 refused: its checksum is not that", false},
+      {imageContent({{7, "a.png", "new", "../../../../x"}}), "image 7 refused: its checksum",
+       false},
+      {imageContent({{8, "../../escaped.png", "x"}}), "image 8 refused: its name has a path sep",
+       false},
+      {imageContent({{12, "", "x"}}), "image 12 refused: it has no name", false},
+      {imageContent({{13, "a.png", ""}}), "image 13 refused: it is empty", false},
+      {imageContent({{14, "a.png", "x", "", 5}}), "image 14 refused: its mime type", false},
+      {cut(good), "images refused: the message is damaged", false},
+      {good + "x", "images refused: the message is damaged", false},
+      {imageContent({{7, "", ""}}, 2), "images refused: taskRemove 2", false},
+  });
+  EXPECT_EQ(std::distance(fs::directory_iterator(dir / ""), {}), 1) << "nothing outside";
+  fs::remove_all(options.state + "/images");
+  harness::write(options.state + "/images", "in the way");
+  expectRows({{imageContent({{9, "c.png", "x"}}), "image 9 refused: it cannot be stored", false}});
+}
+
+TEST_F(panelTest, hasSoMuchRoomForImages) {
+  options.imageRoom = 1 << 20;
+  start();
+  auto const sized = [](unsigned int uid, unsigned int size) {
+    return imageContent({{uid, "a.png", std::string(size, 'x')}});
+  };
+  std::string const problem = "image 2 refused: the panel has no room for it";
+  expectRows({{sized(1, 600000), "", false}, {sized(2, 600000), problem, false}});
+  restart();
+  expectRows({{sized(2, 600000), problem, false},
+              {sized(1, 1000000), "", false},
+              {sized(2, 48576), "", false}});
+}
+
+TEST_F(panelTest, dropsAndSetsAsideWhatIsDamaged) {
+  auto const logs = options.state + "/";
+  start();
+  panel->ask(imageContent({{7, "a.png", "seven"}, {8, "b.png", "eight"}}));
+  harness::write(logs + "images/image_id9_x.png~", "what a crash left behind");
+  for (auto const& each : fs::directory_iterator(logs + "images")) {
+    if (each.path().string().find("image_id7") != std::string::npos)
+      harness::write(each.path(), "Seven");
+  }
+  start();
+  EXPECT_NE(panel->events().find("image 7 is damaged or missing"), std::string::npos);
+  EXPECT_EQ(panel->panel.images().uids(), std::vector<unsigned long long>{8});
+  EXPECT_EQ(images(), 1u);
+  for (std::string const log : {"images.log", "schedules.log", "config.log"}) {
+    for (char const* const content : {"", "{}\n", "0 2 plain\n{}\n"}) {
+      fs::remove(logs + "events.log");
+      harness::write(logs + log, content);
+      start();
+      EXPECT_NE(panel->events().find(log + " is damaged or beyond the limits; it is now "),
+                std::string::npos)
+          << content;
+      EXPECT_TRUE(fs::exists(logs + log + ".bad"));
+    }
+  }
+  EXPECT_TRUE(panel->panel.images().uids().empty());
+  fs::remove(logs + "config.log");
+  fs::create_directories(logs + "config.log");
+  start();
+  EXPECT_NE(panel->events().find("config.log cannot be read ("), std::string::npos);
+}
+
+TEST_F(panelTest, answersInTheVersionOfTheRequest) {
+  start();
+  nk_messageSetConfigReq with(nk_message::VERSION_3), older(nk_message::VERSION_1),
+      both(nk_message::VERSION_3);  // the older one has no frames
+  older.updateTime = 99;
+  both.setConfigFrom(&older);
+  for (auto* const one : {&with, &both}) one->frm_change_ts("f", 1, 0, 2, 3, 10, 4, 0);
+  nk_messageSetSchedulesReq set3(nk_message::VERSION_3), set1(nk_message::VERSION_1);
+  for (auto* const one : {&set3, &set1})
+    one->addSchedule_(1, "s", 2, -5, 7, 3)->addScheduleEntry(4, "e", 5, 6, false);
+  auto const s1 = contentOf(set1);
+  struct {
+    std::string content;
+    tString answer;
+  } const rows[] = {
+      {contentOf(with), with.checksum(nk_message::VERSION_3)},
+      {contentOf(older), both.checksum(nk_message::VERSION_1)},
+      {contentOf(set3), set3.checksum(nk_message::VERSION_3)},
+      {s1.substr(0, 4), set1.checksum(nk_message::VERSION_1)},  // damaged: what is in force
+      {s1, set1.checksum(nk_message::VERSION_1)},
+  };
+  for (auto const& row : rows)
+    EXPECT_NE(panel->ask(row.content).find(row.answer.view()), std::string::npos);
 }
 
 TEST_F(panelTest, keepsChangesWithoutWritingTheWhole) {
@@ -181,7 +280,8 @@ TEST_F(panelTest, storesImagesOnce) {
     return names;
   };
   auto const log = [&] { return fs::file_size(options.state + "/images.log"); };
-  panel->ask(imageContent({{1, "a.png", "first"}, {2, "b.png", "two"}, {1, "a.png", "last"}}));
+  panel->ask(imageContent(
+      {{1, "a.png", "first"}, {1ULL << 63, "b.png", "two"}, {3, "/", "x"}, {1, "a.png", "last"}}));
   EXPECT_EQ(panel->panel.images().checksum(1), nk_tools::imageChecksum(harness::bytes("last")));
   EXPECT_EQ(panel->panel.statistics().totals(nk_message::VERSION_3).imgUpdateCount(), 2u);
   auto const size = log();
@@ -189,9 +289,9 @@ TEST_F(panelTest, storesImagesOnce) {
   EXPECT_EQ(log(), size);
   panel->ask(imageContent({{1, "c.png", "last"}}));
   EXPECT_GT(log(), size);
-  EXPECT_EQ(files(), (std::set<std::string>{"image_id1", "image_id2"}));
-  panel->ask(imageContent({{1, "", ""}}, 1));
-  EXPECT_EQ(files(), (std::set<std::string>{"image_id2"}));
+  EXPECT_EQ(files(), (std::set<std::string>{"image_id1", "image_id9"}));
+  panel->ask(imageContent({{1, "", ""}, {5, "../..", ""}}, 1));
+  EXPECT_EQ(files(), (std::set<std::string>{"image_id9"}));
   restart();
 }
 
@@ -231,16 +331,45 @@ TEST_F(panelTest, takesOverWhatVersion01Kept) {
   restart();
 }
 
-TEST_F(panelTest, notesWhenTheExtremesWereFirstMeasured) {
+TEST_F(panelTest, countsAndKeepsStatistics) {
   harness::tFakeClock clock;
+  options.statistics.power = 1e10;
+  double energy = 0;
+  struct {
+    char const* thermometer;
+    int min, max;
+    unsigned int minTime;
+  } const rows[] = {
+      {"20000", 20, 20, 0}, {"20000", 20, 20, 0}, {"-5000", -5, 20, 2}, {"no number", -5, 20, 2}};
   start();
-  harness::write(options.statistics.thermometer, "20000");
-  for (unsigned int i = 0; i < 2; ++i) {
-    auto const totals = panel->panel.statistics().totals(nk_message::VERSION_3);
-    EXPECT_EQ(totals.tempCaseMaxTime(), 1700000000u);
-    EXPECT_EQ(totals.tempCaseMinTime(), 1700000000u);
+  for (auto const& row : rows) {
+    harness::write(options.statistics.thermometer, row.thermometer);
+    for (unsigned int again = 0; again < 2; ++again) {
+      auto const totals = panel->panel.statistics().totals(nk_message::VERSION_3);
+      EXPECT_EQ(totals.tempCaseMin(), row.min);
+      EXPECT_EQ(totals.tempCaseMax(), row.max);
+      EXPECT_EQ(totals.tempCaseMinTime(), 1700000000u + row.minTime);
+      EXPECT_EQ(totals.tempCaseMaxTime(), 1700000000u);
+      EXPECT_GT(totals.energy_Wh(), energy);
+      energy = totals.energy_Wh();
+      panel->panel.keep();
+      start();
+    }
     clock.advance(1);
   }
+}
+
+TEST_F(panelTest, answersDamagedRequestsForEvents) {
+  start();
+  nk_messageEventsReq request(nk_message::VERSION_0);
+  request.setTask(77);
+  auto const content = contentOf(request);
+  EXPECT_EQ(panel->ask(content)[4], 77);
+  EXPECT_EQ(panel->ask(content.substr(0, 4))[4], 0);
+  panel->panel.keep();
+  harness::write(options.state + "/events.log", "damaged");
+  start();
+  EXPECT_EQ(panel->events().substr(0, 5), "10*1 ");
 }
 
 }  // namespace

@@ -59,41 +59,38 @@ TEST(damage, eachKindDoesWhatItsNameSays) {
       "efgh\x02\x01"
       "ij\x02";
   enum teChange { SAME, PERMUTED, DIFFERS };
-  struct {
-    tDamage::teLevel level;
-    tDamage::teKind kind;
+  struct tWay {
     std::size_t least, most;  // bytes that come out
     std::size_t pieces;       // 0: as it happens
     teChange change;
-  } const rows[] = {
-      {tDamage::LEVEL_BYTE, tDamage::KIND_FLIP, 16, 16, 0, DIFFERS},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_DROP, 0, 0, 0, DIFFERS},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_INSERT, 32, 32, 0, DIFFERS},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_DUPLICATE, 32, 32, 0, DIFFERS},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_REORDER, 16, 16, 0, PERMUTED},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_STALL, 16, 16, 16, SAME},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_CUT, 16, 16, 32, SAME},
-      {tDamage::LEVEL_BYTE, tDamage::KIND_SPLIT, 16, 16, 16, SAME},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_FLIP, 16, 16, 3, DIFFERS},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_DROP, 0, 0, 0, DIFFERS},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_INSERT, 19, 16 + 3 * 64, 6, DIFFERS},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_DUPLICATE, 32, 32, 6, DIFFERS},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_REORDER, 16, 16, 3, PERMUTED},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_STALL, 16, 16, 3, SAME},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_CUT, 0, 15, 0, DIFFERS},
-      {tDamage::LEVEL_FRAME, tDamage::KIND_SPLIT, 16, 16, 0, SAME},
   };
-  for (auto const& row : rows) {
-    tOutcome const all(with(row.level, row.kind), frames, 16);
-    auto const name = tDamage::levelNames[row.level] + std::string(tDamage::kindNames[row.kind]);
-    EXPECT_EQ(all.hits.size(), row.level == tDamage::LEVEL_BYTE ? 16u : 3u) << name;
-    EXPECT_GE(all.bytes.size(), row.least) << name;
-    EXPECT_LE(all.bytes.size(), row.most) << name;
-    EXPECT_TRUE(row.pieces == 0 || all.pieces.size() == row.pieces) << name;
-    EXPECT_EQ(all.bytes == frames, row.change == SAME) << name;
-    EXPECT_TRUE(row.change == DIFFERS || sorted(all.bytes) == sorted(frames)) << name;
-    EXPECT_EQ(all.pauses != 0, row.kind == tDamage::KIND_STALL) << name;
-    EXPECT_EQ(all.ends != 0, name == "bytecut") << name;
+  struct {
+    tDamage::teKind kind;
+    tWay ways[2];  // by level
+  } const rows[] = {
+      {tDamage::KIND_FLIP, {{16, 16, 0, DIFFERS}, {16, 16, 3, DIFFERS}}},
+      {tDamage::KIND_DROP, {{0, 0, 0, DIFFERS}, {0, 0, 0, DIFFERS}}},
+      {tDamage::KIND_INSERT, {{32, 32, 0, DIFFERS}, {19, 16 + 3 * 64, 6, DIFFERS}}},
+      {tDamage::KIND_DUPLICATE, {{32, 32, 0, DIFFERS}, {32, 32, 6, DIFFERS}}},
+      {tDamage::KIND_REORDER, {{16, 16, 0, PERMUTED}, {16, 16, 3, PERMUTED}}},
+      {tDamage::KIND_STALL, {{16, 16, 16, SAME}, {16, 16, 3, SAME}}},
+      {tDamage::KIND_CUT, {{16, 16, 32, SAME}, {0, 15, 0, DIFFERS}}},
+      {tDamage::KIND_SPLIT, {{16, 16, 16, SAME}, {16, 16, 0, SAME}}},
+  };
+  for (auto const level : {tDamage::LEVEL_BYTE, tDamage::LEVEL_FRAME}) {
+    for (auto const& [kind, ways] : rows) {
+      auto const& [least, most, pieces, change] = ways[level];
+      tOutcome const all(with(level, kind), frames, 16);
+      auto const name = tDamage::levelNames[level] + std::string(tDamage::kindNames[kind]);
+      EXPECT_EQ(all.hits.size(), level == tDamage::LEVEL_BYTE ? 16u : 3u) << name;
+      EXPECT_GE(all.bytes.size(), least) << name;
+      EXPECT_LE(all.bytes.size(), most) << name;
+      EXPECT_TRUE(pieces == 0 || all.pieces.size() == pieces) << name;
+      EXPECT_EQ(all.bytes == frames, change == SAME) << name;
+      EXPECT_TRUE(change == DIFFERS || sorted(all.bytes) == sorted(frames)) << name;
+      EXPECT_EQ(all.pauses != 0, kind == tDamage::KIND_STALL) << name;
+      EXPECT_EQ(all.ends != 0, name == "bytecut") << name;
+    }
   }
   EXPECT_EQ(tOutcome(with(tDamage::LEVEL_FRAME, tDamage::KIND_REORDER), frames, 1).bytes,
             "\x01"

