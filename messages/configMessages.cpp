@@ -296,7 +296,10 @@ void nk_messageSetConfigReq::frm_change_ts(tString const& name, unsigned short l
                                            unsigned short top, unsigned short width,
                                            unsigned short height, unsigned short id,
                                            unsigned short logDisp, unsigned short realtimeTimeout) {
-  frm_change_ts(tFrame(name, left, top, width, height, id, logDisp, realtimeTimeout));
+  withinMemory([&] {
+    frm_change_ts(tFrame(name, left, top, width, height, id, logDisp, realtimeTimeout));
+    return true;
+  });
 }
 
 void nk_messageSetConfigReq::frm_change_ts(tFrame frame) {
