@@ -191,7 +191,7 @@ tString nk_messageSetConfigReq::checksum(teVersion asVersion) {
   if (text.empty()) return {};  // no memory
   SHA1 sha1;
   sha1.Input(reinterpret_cast<unsigned char const*>(text.c_str()), text.length());
-  return sha1.Result();
+  return textWithinMemory([&sha1] { return sha1.Result(); });
 }
 
 void nk_messageSetConfigReq::setConfigFrom(nk_messageSetConfigReq* other) {

@@ -16,7 +16,7 @@ constexpr unsigned int retryPause_ms = 500;
 constexpr unsigned char mostRetries = 4;
 // Plain content up to this size is copied for the engine's callbacks, so that a further part can
 // complete the telegram once more; a copy of larger content would cost too much time and memory.
-constexpr unsigned int mostPlainCopied = 1 << 20;
+constexpr unsigned int mostPlainCopied = 64 << 10;
 }  // namespace
 
 unsigned int nk_telegram::s_u32MaxPayloadSize = 0x100000;

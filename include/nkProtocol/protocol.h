@@ -72,7 +72,7 @@ class NK_API nk_protocol : public tLog {
   ///
   /// While poll() runs a callback, the telegram that it handles is still filed and takes further
   /// parts. It can be completed once more by a part marked as the last, unless its content is plain
-  /// and larger than 1 MiB: that is handed to the callback without a copy, so such a part removes
+  /// and larger than 64 KiB: that is handed to the callback without a copy, so such a part removes
   /// the telegram as one without content, and null is returned.
   tBlob* checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete);
   /// Compacts both lists. They are kept compact all the time, so there is nothing to do; it stays

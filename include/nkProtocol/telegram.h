@@ -119,7 +119,7 @@ class NK_API nk_telegram : public nk_basicTelegram {
   bool writeFrames(nk_frameWriter& writer) const;
   bool listParts();
   // Moves what getCompleteContent() gives to `out` and returns `out`, for the engine. Plain content
-  // of more than 1 MiB is not copied: the parts cannot be joined afterwards.
+  // of more than 64 KiB is not copied: the parts cannot be joined afterwards.
   tBlob* takeContent(tBlob& out);
 
   bool m_sent = false;

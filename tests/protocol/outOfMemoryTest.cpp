@@ -105,10 +105,13 @@ TEST(OutOfMemory, WhatIsNotAddedLeavesNoTrace) {
                          nk_telegram::COMPRESSION_NONE);
     nk_messageSetConfigReq config(nk_message::VERSION_3);
     tString const name("a name too long to be within the string itself");
+    std::vector<unsigned long long> const ids{0xFFFFFFFFFFFFFFFF};
     bool added = false;
     allocationsLeft = succeed;
     EXPECT_NO_THROW(added = telegram.addTelegramPart(&part));
     EXPECT_NO_THROW(config.frm_change_ts(name, 0, 0, 1, 1, 42, 0, 0));
+    EXPECT_NO_THROW(nk_message::vectorU64Checksum(ids));
+    EXPECT_NO_THROW(config.checksum(nk_message::VERSION_3));
     done = allocationsLeft != 0;
     allocationsLeft = none;
     EXPECT_EQ(telegram.isCorrupt(), added) << "by a part 3 without part 2";

@@ -305,11 +305,11 @@ TEST_F(Protocol, ACallbackMayFileFurtherPartsOfWhatItHandles) {
        {tRow{1, 3, true, "received telegram is now complete (tlg.-id: 5, content: 3 bytes)"},
         tRow{1, 3, false, "received telegram is NOT complete now"},
         tRow{1, 4, true, "received complete telegram is corrupt, remove it (tlg.-id: 5)"},
-        tRow{1 << 20, 2, true, "telegram handled, remove it (tlg-id: 5)"},
-        tRow{1 << 20, 3, false, "received telegram is NOT complete now"},
-        tRow{1 << 20, 3, true,
+        tRow{1 << 16, 2, true, "telegram handled, remove it (tlg-id: 5)"},
+        tRow{1 << 16, 3, false, "received telegram is NOT complete now"},
+        tRow{1 << 16, 3, true,
              "received telegram is now complete, but has no content, remove it (tlg.-id: 5)"},
-        tRow{1 << 20, 3, true, "received telegram is now complete (tlg.-id: 5, content: 0 bytes)",
+        tRow{1 << 16, 3, true, "received telegram is now complete (tlg.-id: 5, content: 0 bytes)",
              packed}}) {
     SCOPED_TRACE(row.log);
     tFiler filer{row};
