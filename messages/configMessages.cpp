@@ -191,7 +191,7 @@ tString nk_messageSetConfigReq::checksum(teVersion asVersion) {
   if (text.empty()) return {};  // no memory
   SHA1 sha1;
   sha1.Input(reinterpret_cast<unsigned char const*>(text.c_str()), text.length());
-  return sha1.Result();
+  return textWithinMemory([&sha1] { return sha1.Result(); });
 }
 
 void nk_messageSetConfigReq::setConfigFrom(nk_messageSetConfigReq* other) {
@@ -296,7 +296,10 @@ void nk_messageSetConfigReq::frm_change_ts(tString const& name, unsigned short l
                                            unsigned short top, unsigned short width,
                                            unsigned short height, unsigned short id,
                                            unsigned short logDisp, unsigned short realtimeTimeout) {
-  frm_change_ts(tFrame(name, left, top, width, height, id, logDisp, realtimeTimeout));
+  withinMemory([&] {
+    frm_change_ts(tFrame(name, left, top, width, height, id, logDisp, realtimeTimeout));
+    return true;
+  });
 }
 
 void nk_messageSetConfigReq::frm_change_ts(tFrame frame) {

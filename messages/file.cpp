@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
+#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tFile.h"
 
@@ -63,18 +64,20 @@ tString nk_msgFile::imageName(unsigned long long id) {
 }
 
 tString nk_msgFile::saveToDir(tString directory, bool sync, tString const& fileName) {
-  tString const ownName = imageName(id());  // looked for in any case: it may have a line to say
-  tString path = directory.completePath() + (fileName.empty() ? ownName : fileName);
-  tString const temporary = path + "~";
-  tFile file(tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate, temporary);
-  bool const written = file.add(m_content) && (!sync || file.syncContent());
-  // What was not written whole stays under the temporary name, where the next try replaces it.
-  if (!file.close() || !written) return tString();
-  // PEER: devices take the path for the sign that the content arrived, renamed or not.
-  tFile::renameFile(temporary, path);
-  // The file once more, now with the directory entry that bears its name.
-  if (sync && file.open(path)) file.sync();
-  return path;
+  return textWithinMemory([&] {
+    tString const ownName = imageName(id());  // looked for in any case: it may have a line to say
+    tString path = directory.completePath() + (fileName.empty() ? ownName : fileName);
+    tString const temporary = path + "~";
+    tFile file(tFile::modeWrite | tFile::modeCreate | tFile::modeTruncate, temporary);
+    bool const written = file.add(m_content) && (!sync || file.syncContent());
+    // What was not written whole stays under the temporary name, where the next try replaces it.
+    if (!file.close() || !written) return tString();
+    // PEER: devices take the path for the sign that the content arrived, renamed or not.
+    tFile::renameFile(temporary, path);
+    // The file once more, now with the directory entry that bears its name.
+    if (sync && file.open(path)) file.sync();
+    return path;
+  });
 }
 
 tString operator+(char const* head, tString const& tail) { return tString(head) + tail; }

@@ -25,7 +25,12 @@ tFrame* nk_frameList::getById(unsigned short id) const {
 
 void nk_frameList::add(tFrame const& frame) {
   m_frames.push_back(std::make_unique<tFrame>(frame));
-  m_byId[frame.id()] = m_frames.back().get();
+  try {
+    m_byId[frame.id()] = m_frames.back().get();
+  } catch (...) {
+    m_frames.pop_back();
+    throw;
+  }
   mark(m_usedIds, frame.id(), true);
   ++m_count;
 }

@@ -27,7 +27,7 @@ class nk_frameList {
   tFrame* lend(unsigned int index);
   /// The first frame with this id; null if there is none.
   tFrame* getById(unsigned short id) const;
-  /// Appends a frame whose id no frame has.
+  /// Appends a frame whose id no frame has. Throws std::bad_alloc, with nothing changed.
   void add(tFrame const& frame);
   /// Deletes the first frame with this id; false if there is none.
   bool remove(unsigned short id);

@@ -80,17 +80,18 @@ void nk_message::log(char const* format, ...) {
 
 tString nk_message::vectorU64Checksum(std::vector<unsigned long long> const& values) {
   // Same set and order as leaving out repetitions and sorting with sortU64, in O(n log n).
-  std::vector<unsigned long long> unique;
-  if (!withinMemory([&] { return unique = values, true; })) return {};
-  std::sort(unique.begin(), unique.end());
-  unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
-  // PEER: no separator between the numbers, so {1, 23} and {123} share a checksum.
-  SHA1 sha1;
-  for (unsigned long long value : unique) {
-    tString const digits = tString::fromUInt64(value);
-    sha1.Input(reinterpret_cast<unsigned char const*>(digits.c_str()), digits.length());
-  }
-  return sha1.Result();
+  return textWithinMemory([&values] {
+    std::vector<unsigned long long> unique(values);
+    std::sort(unique.begin(), unique.end());
+    unique.erase(std::unique(unique.begin(), unique.end()), unique.end());
+    // PEER: no separator between the numbers, so {1, 23} and {123} share a checksum.
+    SHA1 sha1;
+    for (unsigned long long value : unique) {
+      tString const digits = tString::fromUInt64(value);
+      sha1.Input(reinterpret_cast<unsigned char const*>(digits.c_str()), digits.length());
+    }
+    return sha1.Result();
+  });
 }
 
 bool nk_message::beginJson(tJson* json) const {

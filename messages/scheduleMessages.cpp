@@ -350,8 +350,10 @@ bool nk_messageSetSchedulesReq::dropMissing(nk_messageSetSchedulesReq const& oth
 }
 
 tString nk_messageSetSchedulesReq::checksum(teVersion asVersion) const {
-  SHA1 sha1;
-  return withinMemory([&] { return hash(sha1, asVersion); }) ? sha1.Result() : tString();
+  return textWithinMemory([&] {
+    SHA1 sha1;
+    return hash(sha1, asVersion) ? sha1.Result() : tString();
+  });
 }
 
 bool nk_messageSetSchedulesReq::hash(SHA1& sha1, teVersion asVersion) const {

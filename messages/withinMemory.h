@@ -3,6 +3,7 @@
 #include <exception>
 
 #include "nkProtocol/serializer.h"
+#include "nkSupport/tString.h"
 
 /// What `step()` gives; false if memory runs out in it, for nothing is thrown out of a message.
 template <class Step>
@@ -14,7 +15,17 @@ bool withinMemory(Step step) {
   }
 }
 
-/// The same for what passes through `ser`, which takes note.
+/// The text that `step()` gives; empty if memory runs out in it.
+template <class Step>
+tString textWithinMemory(Step step) {
+  try {
+    return step();
+  } catch (std::exception const&) {
+    return {};
+  }
+}
+
+/// withinMemory for what passes through `ser`, which takes note.
 template <class Step>
 bool withinMemory(nk_serializer& ser, Step step) {
   bool passed = false;

@@ -210,11 +210,13 @@ void nk_protocol::pushData(unsigned char* data, unsigned int length) {
 // PEER: the loop ends at the first invalid frame; what stands behind it waits for new bytes.
 void nk_protocol::handleStream() {
   nk_telegramPart part;
+  // Not in the telegram: that can be found corrupt and deleted while a callback has its content.
+  tBlob joined;
   while (m_frameReader->next(m_stream, part)) {
     log(logData);
     if (!isForMe(part)) continue;
     nk_telegram* complete = nullptr;
-    tBlob* const content = takeContent(part, &complete);
+    tBlob* const content = takeContent(part, &complete, joined);
     if (content == nullptr) continue;
     if (part.isResponse()) {
       handleResponse(part, content);
@@ -222,6 +224,7 @@ void nk_protocol::handleStream() {
       handleRequest(part, content);
     }
     if (complete != nullptr) removeHandled(part, complete);
+    joined.release();
   }
   m_frameReader->recycle(m_stream, part);
 }
@@ -240,14 +243,14 @@ bool nk_protocol::isForMe(nk_telegramPart const& part) {
   return false;
 }
 
-// The content that `part` completes, null if there is none yet.
-tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete) {
+// The content that `part` completes, in the part or in `joined`; null if there is none yet.
+tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete, tBlob& joined) {
   // PEER: content that cannot be decompressed is empty, and is handled like any other content.
   if (tBlob* const content = part.isSinglePartTelegram()) {
     log(logSinglePart, part.telegramId());
     return content;
   }
-  tBlob* const content = matchPart(&part, complete, &nk_telegram::takeContent);
+  tBlob* const content = matchPart(&part, complete, &joined);
   if (content != nullptr) {
     log(logMultiComplete, part.telegramId());
   } else {
@@ -257,21 +260,22 @@ tBlob* nk_protocol::takeContent(nk_telegramPart& part, nk_telegram** complete) {
 }
 
 tBlob* nk_protocol::checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete) {
-  return matchPart(part, complete, &nk_telegram::getCompleteContent);
+  return matchPart(part, complete, nullptr);
 }
 
-tBlob* nk_protocol::matchPart(nk_telegramPart* part, nk_telegram** complete, tJoin join) {
+// Whole content is moved to `taken`; if that is null, it is the telegram's.
+tBlob* nk_protocol::matchPart(nk_telegramPart* part, nk_telegram** complete, tBlob* taken) {
   if (part == nullptr) return nullptr;
   *complete = nullptr;
   tLockGuard guard(m_incomingLock);
   try {
-    return filePart(*part, complete, join);
+    return filePart(*part, complete, taken);
   } catch (std::bad_alloc const&) {
     return nullptr;  // the part is lost, as on a bad line
   }
 }
 
-tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete, tJoin join) {
+tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete, tBlob* taken) {
   nk_telegram* const telegram = m_incoming->find(part);
   // PEER: the first part of a telegram is never checked for completeness.
   if (telegram == nullptr) {
@@ -289,8 +293,9 @@ tBlob* nk_protocol::filePart(nk_telegramPart& part, nk_telegram** complete, tJoi
     m_incoming->remove(part, telegram);
     return nullptr;
   }
-  tBlob* const content = (telegram->*join)();
-  if (content == nullptr) {  // no memory to join it
+  tBlob* const content =
+      taken != nullptr ? telegram->takeContent(*taken) : telegram->getCompleteContent();
+  if (content == nullptr) {  // no memory to join it, or the callback has its bytes
     log(logPartNoContent, part.telegramId());
     m_incoming->remove(part, telegram);
     return nullptr;

@@ -3,15 +3,20 @@
 #include <algorithm>
 #include <cerrno>
 #include <limits>
+#include <new>
+#include <utility>
 
 #include "nkSupport/tCompression.h"
 #include "nkSupport/tTime.h"
 #include "protocol/frame.h"
-#include "protocol/receivedParts.h"
+#include "protocol/partList.h"
 
 namespace {
 constexpr unsigned int retryPause_ms = 500;
 constexpr unsigned char mostRetries = 4;
+// Plain content up to this size is copied for the engine's callbacks, so that a further part can
+// complete the telegram once more; a copy of larger content would cost too much time and memory.
+constexpr unsigned int mostPlainCopied = 64 << 10;
 }  // namespace
 
 unsigned int nk_telegram::s_u32MaxPayloadSize = 0x100000;
@@ -72,18 +77,28 @@ bool nk_telegram::checkCompression(tBlob* content, tBlob* out) {
   return true;
 }
 
-// The parts are cut from the content as they are written: no copy of it is made before.
-bool nk_telegram::writeFrames(nk_frameWriter& writer) const {
+// Calls `use` with the header of each part of an outgoing telegram, and where in m_payload its
+// bytes are, until that gives false.
+template <class Use>
+bool nk_telegram::cutIntoParts(Use use) const {
   unsigned int partId = 0;
   for (unsigned int offset = 0; offset < m_payload.size();) {
     unsigned int const left = m_payload.size() - offset;
     unsigned int const size = std::min(left, m_partSize);
     nk_telegramPart part(m_id, m_source, m_destination, ++partId, m_timestamp, size == left,
                          nullptr, m_type, m_compression);
-    if (!writer.add(part, m_payload.data() + offset, size)) return false;
+    if (!use(part, offset, size)) return false;
     offset += size;
   }
   return true;
+}
+
+// The parts are cut from the content as they are written: no copy of it is made before.
+bool nk_telegram::writeFrames(nk_frameWriter& writer) const {
+  if (m_parts != nullptr) return m_parts->writeFrames(writer);
+  return cutIntoParts([&](nk_telegramPart& part, unsigned int offset, unsigned int size) {
+    return writer.add(part, m_payload.data() + offset, size);
+  });
 }
 
 bool nk_telegram::send(nk_server* server, void* ctx, nk_transferFunction sendFn) {
@@ -135,28 +150,52 @@ void nk_responseReceiver::notifyTimeout() const {
   }
 }
 
+// Makes the list of parts unless there is one. It takes over the bytes to be sent, so that the
+// payload is free for the joined content. False, with nothing changed, if memory runs out.
+bool nk_telegram::listParts() {
+  if (m_parts != nullptr) return true;
+  try {
+    auto parts = std::make_unique<nk_partList>();
+    cutIntoParts([&](nk_telegramPart const& part, unsigned int offset, unsigned int size) {
+      return parts->addHeader(part, offset, size), true;
+    });
+    parts->swapPayloads(m_payload);
+    m_parts = std::move(parts);
+    return true;
+  } catch (std::bad_alloc const&) {
+    return false;
+  }
+}
+
 bool nk_telegram::addTelegramPart(nk_telegramPart* part) {
-  if (part == nullptr) return false;
-  if (m_parts == nullptr) m_parts = std::make_unique<nk_receivedParts>();
-  return m_parts->add(*part);
+  if (part == nullptr || !listParts()) return false;
+  try {
+    return m_parts->add(*part);
+  } catch (std::bad_alloc const&) {
+    return false;
+  }
 }
 
 // PEER: what counts is the part that came last; a last part that came early is not looked for.
-bool nk_telegram::lastPartPresent() const { return m_parts != nullptr && m_parts->endsWithLast(); }
+bool nk_telegram::lastPartPresent() const {
+  return m_parts != nullptr ? m_parts->endsWithLast() : !m_payload.empty();
+}
 
 bool nk_telegram::isCorrupt() { return m_parts != nullptr && !m_parts->sort(); }
 
 tBlob* nk_telegram::getCompleteContent() {
-  if (m_parts == nullptr) return &m_payload;
-  if (!m_parts->copyPayloads(m_payload)) return nullptr;
+  if (!listParts() || !m_parts->copyPayloads(m_payload)) return nullptr;
   deCompress();
   return &m_payload;
 }
 
-tBlob* nk_telegram::takeContent() {
-  m_parts->takePayloads(m_payload);
+tBlob* nk_telegram::takeContent(tBlob& out) {
+  bool const copied = (m_compression != COMPRESSION_NONE || m_parts->size() <= mostPlainCopied) &&
+                      m_parts->copyPayloads(m_payload);
+  if (!copied) m_parts->takePayloads(m_payload);
   deCompress();
-  return &m_payload;
+  out = std::move(m_payload);
+  return &out;
 }
 
 bool nk_telegram::sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b) {

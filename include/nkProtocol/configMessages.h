@@ -128,7 +128,7 @@ class NK_API nk_messageSetConfigReq : public nk_message {
   unsigned int timeSlot_durationToNextTimeSlotFromTime_sec_ts(tTime& t);
 
   /// Updates the frame `id`, or appends one if there is none. An id of 0 to 9 is replaced by a free
-  /// one; without a free id nothing happens.
+  /// one; without a free id, or without memory, nothing happens.
   void frm_change_ts(tString const& name, unsigned short left, unsigned short top,
                      unsigned short width, unsigned short height, unsigned short id,
                      unsigned short logDisp, unsigned short realtimeTimeout);

@@ -28,10 +28,10 @@ class nk_frameWriter;
 class NK_API nk_protocol : public tLog {
  public:
   /// Called for each complete request, broadcasts included. `content` is empty if the request could
-  /// not be decompressed. It is the engine's, valid during
-  /// the call, and serves both ways: what it holds on return is sent to `srcAddress` as the
-  /// response; leave it empty to send none. A request that wants no response is answered all the
-  /// same, so the application must know which requests it answers.
+  /// not be decompressed. It is the engine's, valid during the call, and serves both ways: what it
+  /// holds on return is sent to `srcAddress` as the response; leave it empty to send none. A
+  /// request that wants no response is answered all the same, so the application must know which
+  /// requests it answers.
   using tReceiveCallback = void (*)(unsigned int srcAddress, tBlob* content, void* context);
 
   /// `recvCb` may be null: requests are then dropped. `context` is handed to it and to every
@@ -69,6 +69,11 @@ class NK_API nk_protocol : public tLog {
   /// is in, owned by `*complete`, which the engine keeps filed: poll() removes what it filed
   /// itself, what others file stays until the engine is destroyed. Otherwise null.
   /// Unless `part` is null, `*complete` is set in any case; `complete` must not be null.
+  ///
+  /// While poll() runs a callback, the telegram that it handles is still filed and takes further
+  /// parts. It can be completed once more by a part marked as the last, unless its content is plain
+  /// and larger than 64 KiB: that is handed to the callback without a copy, so such a part removes
+  /// the telegram as one without content, and null is returned.
   tBlob* checkTlgPartMatch_TS(nk_telegramPart* part, nk_telegram** complete);
   /// Compacts both lists. They are kept compact all the time, so there is nothing to do; it stays
   /// for programs that call it.
@@ -89,10 +94,9 @@ class NK_API nk_protocol : public tLog {
       NK_REQUIRES(m_outgoingLock);
   void handleStream();
   bool isForMe(nk_telegramPart const& part);
-  tBlob* takeContent(nk_telegramPart& part, nk_telegram** complete);
-  using tJoin = tBlob* (nk_telegram::*)();
-  tBlob* matchPart(nk_telegramPart* part, nk_telegram** complete, tJoin join);
-  tBlob* filePart(nk_telegramPart& part, nk_telegram** complete, tJoin join)
+  tBlob* takeContent(nk_telegramPart& part, nk_telegram** complete, tBlob& joined);
+  tBlob* matchPart(nk_telegramPart* part, nk_telegram** complete, tBlob* taken);
+  tBlob* filePart(nk_telegramPart& part, nk_telegram** complete, tBlob* taken)
       NK_REQUIRES(m_incomingLock);
   void handleResponse(nk_telegramPart const& part, tBlob* content);
   void handleRequest(nk_telegramPart const& part, tBlob* content);

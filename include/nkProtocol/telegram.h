@@ -9,7 +9,7 @@
 /// functions, for the application's use.
 class nk_server;
 class nk_frameWriter;
-class nk_receivedParts;
+class nk_partList;
 
 /// Moves bytes between an engine and its link. Sending: writes up to `length` bytes of `data` and
 /// returns how many it took; on 0 it stores the reason in `*error`, EAGAIN (11) meaning try again.
@@ -56,7 +56,8 @@ class NK_API nk_telegram : public nk_basicTelegram {
   nk_telegram(unsigned int id, unsigned int src, unsigned int dest, tBlob* content,
               nk_responseCallback callback, void* context, bool isResponse, void* userData,
               bool allowCompression);
-  /// A telegram being received, from the first of its parts to arrive, which is copied.
+  /// A telegram being received, from the first of its parts to arrive, which is copied; without
+  /// parts if memory runs out.
   explicit nk_telegram(nk_telegramPart* first);
   ~nk_telegram() override;
 
@@ -64,7 +65,8 @@ class NK_API nk_telegram : public nk_basicTelegram {
   /// a tie) in `out`, notes the compression and returns true. Otherwise false.
   bool checkCompression(tBlob* content, tBlob* out);
 
-  /// Writes all frames through `sendFn`. After a zero return with EAGAIN it pauses 500 ms and tries
+  /// Writes the frames of all parts through `sendFn`, those of a telegram being received as they
+  /// came. After a zero return with EAGAIN it pauses 500 ms and tries
   /// again; after the fifth in a row it gives up, behind a last pause. True if every byte went out.
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn);
   // PEER: the spelling is part of the interface that programs are built against.
@@ -92,8 +94,11 @@ class NK_API nk_telegram : public nk_basicTelegram {
   }
   void notifyTimeout() { m_receiver.notifyTimeout(); }
 
-  /// Files a copy of `part`. False for null and for a part that is already there (same number,
-  /// source and destination).
+  /// The list of parts. An outgoing telegram has its own in it, numbered from 1; what is changed
+  /// here changes what send() writes.
+  ///
+  /// Files a copy of `part` at the end. False for null, for a part that is already there (same
+  /// number, source and destination), and if memory runs out.
   bool addTelegramPart(nk_telegramPart* part);
   /// True if the part at the end of the list is marked as the last.
   bool lastPartPresent() const;
@@ -109,9 +114,13 @@ class NK_API nk_telegram : public nk_basicTelegram {
  private:
   friend class nk_protocol;
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, nk_frameWriter& writer);
+  template <class Use>
+  bool cutIntoParts(Use use) const;
   bool writeFrames(nk_frameWriter& writer) const;
-  // getCompleteContent() without a copy, for an engine that deletes the telegram afterwards.
-  tBlob* takeContent();
+  bool listParts();
+  // Moves what getCompleteContent() gives to `out` and returns `out`, for the engine. Plain content
+  // of more than 64 KiB is not copied: the parts cannot be joined afterwards.
+  tBlob* takeContent(tBlob& out);
 
   bool m_sent = false;
   unsigned char m_retries = 0;
@@ -121,5 +130,6 @@ class NK_API nk_telegram : public nk_basicTelegram {
   long long m_timeout_s = 10;
   // Most payload bytes of a part to be sent; parts of none would never end.
   unsigned int m_partSize = s_u32MaxPayloadSize != 0 ? s_u32MaxPayloadSize : 1;
-  std::unique_ptr<nk_receivedParts> m_parts;  // of a telegram being received; else null
+  // Null in an outgoing telegram whose list of parts was not asked for: m_payload is what it sends.
+  std::unique_ptr<nk_partList> m_parts;
 };

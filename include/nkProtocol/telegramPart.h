@@ -49,6 +49,7 @@ class NK_API nk_telegramPart : public nk_basicTelegram {
  private:
   friend class nk_frameReader;
   friend class nk_frameWriter;
+  friend class nk_partList;
   friend class nk_telegram;
   bool header(nk_serializer& ser, nk_serializer::teSerDirection d, unsigned char& flags);
   unsigned char flags() const;

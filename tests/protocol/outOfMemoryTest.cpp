@@ -6,6 +6,7 @@
 
 #include "harness/clock.h"
 #include "harness/link.h"
+#include "nkProtocol/configMessages.h"
 
 namespace {
 constexpr unsigned int none = 0xFFFFFFFF;
@@ -92,6 +93,33 @@ TEST(OutOfMemory, NothingIsThrownAndNoRequestIsForgotten) {
     EXPECT_EQ(second[0], 1u);
   }
   nk_protocol::setMaxPayloadSize(0x100000);
+}
+
+TEST(OutOfMemory, WhatIsNotAddedLeavesNoTrace) {
+  bool done = false;
+  for (unsigned int succeed = 0; !done; ++succeed) {
+    SCOPED_TRACE(succeed);
+    tBlob content("abc", 3);
+    nk_telegram telegram(7, 1, 2, &content, nullptr, nullptr, false, nullptr, true);
+    nk_telegramPart part(7, 1, 2, 3, 0, true, nullptr, nk_telegram::TYPE_RESPONSE,
+                         nk_telegram::COMPRESSION_NONE);
+    nk_messageSetConfigReq config(nk_message::VERSION_3);
+    tString const name("a name too long to be within the string itself");
+    std::vector<unsigned long long> const ids{0xFFFFFFFFFFFFFFFF};
+    bool added = false;
+    allocationsLeft = succeed;
+    EXPECT_NO_THROW(added = telegram.addTelegramPart(&part));
+    EXPECT_NO_THROW(config.frm_change_ts(name, 0, 0, 1, 1, 42, 0, 0));
+    EXPECT_NO_THROW(nk_message::vectorU64Checksum(ids));
+    EXPECT_NO_THROW(config.checksum(nk_message::VERSION_3));
+    done = allocationsLeft != 0;
+    allocationsLeft = none;
+    EXPECT_EQ(telegram.isCorrupt(), added) << "by a part 3 without part 2";
+    EXPECT_EQ(telegram.getCompleteContent()->size(), 3u);
+    tFrame frame;
+    EXPECT_EQ(config.frm_getById(42, &frame), config.frm_count() == 1);
+    EXPECT_EQ(config.frame_get(0) != nullptr, config.frm_count() == 1);
+  }
 }
 
 }  // namespace

@@ -273,6 +273,60 @@ TEST_F(Protocol, ADamagedAnswerFromAnotherAddressCompletesItsRequest) {
   EXPECT_EQ(pair.a.answers[0].content, "");
 }
 
+// Files one more part, within the callback, of a telegram whose parts 1 and 2 (the last) came.
+TEST_F(Protocol, ACallbackMayFileFurtherPartsOfWhatItHandles) {
+  struct tRow {
+    unsigned int size, number;
+    bool last;
+    std::string_view log;
+    nk_basicTelegram::teCompression form = nk_basicTelegram::COMPRESSION_NONE;
+  };
+  struct tFiler {
+    tRow const& row;
+    nk_protocol* engine = nullptr;
+    unsigned int logged = 0;
+    static void file(unsigned int, tBlob* content, void* context) {
+      auto& filer = *static_cast<tFiler*>(context);
+      tBlob payload("!", 1);
+      nk_telegramPart part(5, 1, 2, filer.row.number, 0, filer.row.last, &payload,
+                           nk_basicTelegram::TYPE_RESPONSE, filer.row.form);
+      nk_telegram* complete = nullptr;
+      tBlob* const whole = filer.engine->checkTlgPartMatch_TS(&part, &complete);
+      EXPECT_EQ(whole != nullptr, complete != nullptr);
+      content->clear();  // there even if the telegram was deleted
+    }
+    static void log(void* context, char const* text) {
+      auto& filer = *static_cast<tFiler*>(context);
+      filer.logged += text == filer.row.log;
+    }
+  };
+  constexpr auto packed = nk_basicTelegram::COMPRESSION_HUFF;  // though it cannot be decoded
+  for (tRow const& row :
+       {tRow{1, 3, true, "received telegram is now complete (tlg.-id: 5, content: 3 bytes)"},
+        tRow{1, 3, false, "received telegram is NOT complete now"},
+        tRow{1, 4, true, "received complete telegram is corrupt, remove it (tlg.-id: 5)"},
+        tRow{1 << 16, 2, true, "telegram handled, remove it (tlg-id: 5)"},
+        tRow{1 << 16, 3, false, "received telegram is NOT complete now"},
+        tRow{1 << 16, 3, true,
+             "received telegram is now complete, but has no content, remove it (tlg.-id: 5)"},
+        tRow{1 << 16, 3, true, "received telegram is now complete (tlg.-id: 5, content: 0 bytes)",
+             packed}}) {
+    SCOPED_TRACE(row.log);
+    tFiler filer{row};
+    nk_protocol engine(2, tFiler::file, &filer, 10, nullptr, &filer, tFiler::log);
+    filer.engine = &engine;
+    for (unsigned int number : {1u, 2u}) {
+      tBlob payload = harness::noise(row.size), frame;
+      nk_telegramPart(5, 1, 2, number, 0, number == 2, &payload,
+                      nk_basicTelegram::TYPE_REQUEST_FORCE_RESPONSE, row.form)
+          .serialize(&frame);
+      engine.pushData(frame.data(), frame.size());
+    }
+    engine.poll(nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(filer.logged, row.form == packed ? 2u : 1u);
+  }
+}
+
 TEST_F(Protocol, TheNumberAfterTheLastIsZeroAndTheFirstOfEqualNumbersIsMeant) {
   int users[4];
   for (int i = 0; i < 4; ++i) {

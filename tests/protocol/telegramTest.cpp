@@ -177,6 +177,39 @@ TEST(Telegram, JoinsAnewEachTimeItIsAsked) {
   EXPECT_TRUE(telegram.getCompleteContent()->empty() && telegram.decodingFailed());
 }
 
+TEST(Telegram, SendsTheListOfItsParts) {
+  harness::tFakeClock clock;
+  unsigned int const before = nk_telegram::s_u32MaxPayloadSize;
+  nk_telegram::setMaxPayloadSize(2);
+  tBlob const plain = harness::bytes(std::string(500, 'x'));
+  tBlob content = plain;
+  nk_telegram telegram(7, 1, 2, &content, nullptr, nullptr, false, nullptr, true);
+  auto const parts = partsOf(plain);
+  ASSERT_GT(parts.size(), 1u);
+  EXPECT_TRUE(telegram.lastPartPresent() && !telegram.isCorrupt());
+  EXPECT_FALSE(telegram.addTelegramPart(parts[0].get()));
+  EXPECT_EQ(*telegram.getCompleteContent() == plain, true);
+  EXPECT_TRUE(telegram.lastPartPresent() && !telegram.isCorrupt());
+  nk_telegram received(parts[0].get());
+  tBlob frames[2];
+  for (auto const& part : parts) {
+    part->serialize(&frames[0]);
+    received.addTelegramPart(part.get());
+  }
+  auto other = partOf(9, true, nullptr);
+  other.serialize(&frames[1]);
+  for (nk_telegram* sender : {&telegram, &received}) {
+    sender->addTelegramPart(&other);
+    harness::tPipe pipe;
+    tLinkEnd end;
+    end.out = &pipe;
+    EXPECT_TRUE(sender->send(nullptr, &end, tLinkEnd::send));
+    std::string const sent = harness::text(pipe.bytes);
+    EXPECT_EQ(sent == harness::text(frames[0]) + harness::text(frames[1]), true);
+  }
+  nk_telegram::setMaxPayloadSize(before);
+}
+
 TEST(Telegram, NotifiesWhoAsked) {
   std::string calls;
   auto const note = [](unsigned int, tBlob* content, void*, bool timedOut, void* userData) {
