@@ -57,6 +57,9 @@ class nk_station {
     /// For the answer, from when the system has taken the last byte of the request; starts again
     /// when the peer's system takes bytes of the link, and with each frame of an answer.
     tDuration answer = tDuration::max();
+    /// For the whole answer, from when the system has taken the last byte of the request; starts
+    /// again only when the peer's system takes bytes of the link.
+    tDuration wholeAnswer = tDuration::max();
   };
 
   /// How a request ended.

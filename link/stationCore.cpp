@@ -296,16 +296,20 @@ void nk_station::tCore::noteProgress() {
     request.taken = now;
     setDeadline(request);
   }
-  std::pair const answering(m_link.carrier().unacknowledged(), m_link.guard()->answerFrames());
-  if (std::exchange(m_answering, answering) != answering) m_answerProgress = now;
+  auto const underWay = m_link.carrier().unacknowledged();
+  auto const frames = m_link.guard()->answerFrames();
+  if (std::exchange(m_underWay, underWay) != underWay) m_peerProgress = m_answerProgress = now;
+  if (std::exchange(m_answerFrames, frames) != frames) m_answerProgress = now;
 }
 
 nk_station::tCore::tMoment nk_station::tCore::deadlineOf(tRequest const& request) const {
   auto const& limits = request.timeouts;
-  auto const phase = request.taken
-                         ? momentAfter(std::max(*request.taken, m_answerProgress), limits.answer)
-                         : momentAfter(std::max(request.accepted, m_lastProgress), limits.stall);
-  return std::min(phase, momentAfter(request.accepted, limits.whole));
+  auto const whole = momentAfter(request.accepted, limits.whole);
+  if (!request.taken)
+    return std::min(whole, momentAfter(std::max(request.accepted, m_lastProgress), limits.stall));
+  auto const answer = momentAfter(std::max(*request.taken, m_answerProgress), limits.answer);
+  auto const allOfIt = momentAfter(std::max(*request.taken, m_peerProgress), limits.wholeAnswer);
+  return std::min({whole, answer, allOfIt});
 }
 
 void nk_station::tCore::setDeadline(tRequest& request) {

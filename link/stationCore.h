@@ -118,8 +118,10 @@ class nk_station::tCore {
   unsigned long long m_gone = 0;  // bytes of the link that the system has taken
   tMoment m_lastProgress{};       // when m_gone last grew
   // What the time for answers starts again with: bytes between the systems, frames of answers.
-  std::pair<unsigned int, unsigned long long> m_answering;
-  tMoment m_answerProgress{};  // when m_answering last changed
+  unsigned int m_underWay = 0;            // bytes that the peer's system has not taken
+  unsigned long long m_answerFrames = 0;  // of answers, that have come
+  tMoment m_peerProgress{};               // when m_underWay last changed
+  tMoment m_answerProgress{};             // when either last changed
   std::set<std::pair<tMoment, tTicket>> m_deadlines;
   std::deque<std::pair<tDone, tResult>> m_completed;  // to be called
   std::list<tRequests::node_type> m_lost;             // given up, but the engine kept the pointer

@@ -45,10 +45,10 @@ class tWirePeer {
     // What the station does not take is lost.
     [[maybe_unused]] auto const sent = ::send(m_socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
   }
-  /// The frame of an answer that is one part.
-  static tBlob answer(unsigned int id, unsigned int source, unsigned int destination,
-                      tBlob content) {
-    nk_telegramPart part(id, source, destination, 1, 0, true, &content,
+  /// The frame of an answer that is one part, or of a part of one.
+  static tBlob answer(unsigned int id, unsigned int source, unsigned int destination, tBlob content,
+                      unsigned int number = 1, bool last = true) {
+    nk_telegramPart part(id, source, destination, number, 0, last, &content,
                          nk_basicTelegram::TYPE_RESPONSE, nk_basicTelegram::COMPRESSION_NONE);
     tBlob frame;
     part.serialize(&frame);

@@ -83,6 +83,8 @@ TEST_F(stationCalls, deadlines) {
   constexpr tMs never{1000000};
   auto const slow = tTimeouts::ofProgress(tMs(200), tMs(400));
   auto const quick = tTimeouts::ofProgress(step, 2 * step);
+  auto bounded = slow;
+  bounded.wholeAnswer = tMs(500);
   struct {
     char const* what;
     tTimeouts timeouts;
@@ -90,13 +92,15 @@ TEST_F(stationCalls, deadlines) {
     unsigned int perStep;       // bytes that the panel reads
     tMs answer;                 // when it answers, counted from the last byte
     nk_station::teOutcome outcome;
-    tMs least, most;  // until it completes
+    tMs least, most;     // until it completes
+    bool parts = false;  // of an answer without end come meanwhile
   } const rows[] = {
       {"whole", tMs(500), 0, 1, 9999, never, OUTCOME_TIMEOUT, tMs(500), tMs(500)},
       {"in time", tMs(500), 0, 1, 9999, tMs(450), OUTCOME_ANSWER, tMs(500), tMs(500)},
       {"no time", tMs(-1), 0, 1, 9999, never, OUTCOME_NOT_SENT, tMs(0), tMs(0)},
       {"moving", tMs(200), 0, large, 250000, never, OUTCOME_TIMEOUT, tMs(200), tMs(200)},
       {"answer", slow, 0, 1, 9999, never, OUTCOME_TIMEOUT, tMs(400), tMs(500)},
+      {"endless answer", bounded, 0, 1, 9999, never, OUTCOME_TIMEOUT, tMs(500), tMs(550), true},
       {"stall", slow, 0, large, 0, never, OUTCOME_TIMEOUT, tMs(200), tMs(200)},
       {"stall before", slow, large, 1, 0, never, OUTCOME_NOT_SENT, tMs(200), tMs(200)},
       {"progress", quick, 0, large, 250000, step, OUTCOME_ANSWER, tMs(400), never},
@@ -115,6 +119,9 @@ TEST_F(stationCalls, deadlines) {
       peer->read(row.perStep);
       if (peer->received != before) lastByte = now;
       if (now - lastByte == row.answer) answer(number);
+      auto const part = static_cast<unsigned int>(2 + now / step);
+      if (row.parts)
+        peer->send(peer->answer(peer->requests.at(0).id, 2, 1, harness::bytes("!"), part, false));
     }
     expectEnd(number, row.outcome,
               row.outcome == OUTCOME_ANSWER ? std::errc{} : std::errc::timed_out);

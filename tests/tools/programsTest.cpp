@@ -142,12 +142,15 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
     std::string command;
     int status;
     std::string words;
+    bool ends = false;  // the link behind each answer
   } const rows[] = {
       {"", "time", 5, "closed the link"},
       {std::string("\x1d\0\0\0", 4), "time", 5, R"({"content":"HQAAAA==","size":4})"},
       {std::string("\x08\0\0\0\0\0\0\0\0\0\0", 11), "display", 5, "in version 3"},
       {events, "events", 0, "  and 1 more\n"},
       {events, "events", 0, "  5000 sub-events without text\n"},
+      {events, "events --follow --interval 0.01", 5, "the answer was damaged"},
+      {events, "events --follow --interval 0.01", 5, "the answer was damaged", true},
   };
   for (auto const& row : rows) {
     nk_listener listener(io);
@@ -155,20 +158,27 @@ TEST_F(programs, stationReportsPeersThatMisbehave) {
     std::unique_ptr<nk_linkedEngine> panel;
     nk_linkedEngine::tSetup setup;
     setup.address = 2;
-    setup.context = const_cast<std::string*>(&row.reply);
+    auto reply = row.reply;
+    setup.context = &reply;
     setup.receive = [](unsigned int, tBlob* content, void* context) {
-      auto const& reply = *static_cast<std::string*>(context);
-      *content = harness::bytes(reply);
+      auto& next = *static_cast<std::string*>(context);
+      *content = harness::bytes(next);
+      next.assign(5u << 20, 'x');  // more than nkctl decompresses
     };
+    unsigned int links = 0;
     listener.start([&](int one) {
+      ++links;
       panel = std::make_unique<nk_linkedEngine>(io, one, nk_carrier::tLimits{}, setup);
       panel->start([&] {
-        if (row.reply.empty() && panel->carrier().received() != 0) panel->carrier().finishSending();
+        if ((row.ends || row.reply.empty()) && panel->carrier().received() != 0)
+          panel->carrier().finishSending();
       });
     });
-    EXPECT_EQ(control({"--link", listener.url().text(), "--to", "2", "--verbose", row.command}),
-              row.status);
-    EXPECT_EQ(output.empty(), row.status != 0) << output;
+    EXPECT_EQ(
+        control(words("--link " + listener.url().text() + " --to 2 --verbose " + row.command)),
+        row.status);
+    EXPECT_EQ(output.empty(), row.reply != events) << output;
+    EXPECT_EQ(links, row.ends ? 2u : 1u);
     EXPECT_NE((output + errors).find(row.words), errors.npos) << output << errors;
   }
 }

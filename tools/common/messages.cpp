@@ -23,7 +23,7 @@ tMessage make(nk_message::teVersion version) {
   return std::make_unique<Message>(static_cast<nk_serializer*>(nullptr), version);
 }
 
-// The types that answers have, those that a panel sends back as they came included. The library's
+// Types that an answer may have, including requests that a panel echoes. The library's
 // own way from a type to a message reports unknown ones on standard output, where answers go, and
 // reads the body at once.
 constexpr struct {

@@ -126,7 +126,6 @@ int nk_tools::parseAndRun(CLI::App& app, int argc, char const* const* argv,
   try {
     return run();
   } catch (std::exception const& reason) {
-    say(reason.what());
-    return STATUS_OTHER;
+    return fail(STATUS_OTHER, reason.what());
   }
 }

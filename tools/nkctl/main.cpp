@@ -37,7 +37,7 @@ void addOptions(CLI::App& app, tStation::tOptions& options, bool& json) {
                              "The panel's address, decimal or 0x..., or broadcast");
   nk_tools::addAddressOption(app, "--from", options.from, false, "The station's own address [1]");
   nk_tools::addSecondsOption(app, "--timeout", options.timeout, 0.001,
-                             "How long a request may stand still, and the answer take [5]");
+                             "Time without progress after which a request is given up [5]");
   nk_tools::addSecondsOption(app, "--connect-timeout", options.connectTimeout, 0,
                              "How long to try to open the link; 0 tries once [2]");
   app.add_option_function<unsigned int>(
@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
     ran = true;
     tStation station(options);
     auto const result = run(station, output);
-    if (result == nk_tools::STATUS_OK) station.close();
+    station.close();
     return result;
   });
   // A wrong command line sets nothing, and yet a script wants its object.

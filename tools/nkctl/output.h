@@ -8,10 +8,9 @@
 #include "tools/nkctl/station.h"
 #include "tools/nkctl/table.h"
 
-/// What a run of nkctl writes to standard output: tables and lines for people, as they come; or
-/// with
-/// --json one object on one line, when the run is over. docs/programs.md lists its members. A
-/// command tells both, and what does not apply is dropped here.
+/// What a run of nkctl writes to standard output: tables and lines for people, as they come, or, if
+/// --json is given, one object on one line when the run is over. docs/programs.md lists its
+/// members. A command tells both, and what does not apply is dropped here.
 class tOutput {
  public:
   /// Both are borrowed; they are filled in by the command line.

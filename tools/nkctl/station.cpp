@@ -19,6 +19,10 @@ using std::chrono::steady_clock;
 // How long a peer may take to end its side after everything was sent.
 constexpr milliseconds closeTime{1000};
 
+// How long the answer to a request may take as a whole, unless --timeout is longer: a peer could
+// send new parts for ever.
+constexpr milliseconds longestAnswer = std::chrono::minutes(10);
+
 // How often a call that lasts looks how the link is doing.
 constexpr milliseconds reportTime{50};
 
@@ -28,10 +32,10 @@ std::string secondsText(milliseconds time) {
   return text;
 }
 
-// True if the link went before the request was answered.
+// True if the link went before the request was answered. A damaged answer is an answer.
 bool wentWithLink(nk_station::tResult const& result) {
-  return result.reason && result.reason != std::errc::timed_out &&
-         result.reason != std::errc::invalid_argument;
+  return result.reason && result.outcome != nk_station::OUTCOME_DAMAGED &&
+         result.reason != std::errc::timed_out && result.reason != std::errc::invalid_argument;
 }
 
 }  // namespace
@@ -71,10 +75,10 @@ nk_tools::teExit tStation::ask(tBlob& content, tBlob& answer) {
 nk_tools::teExit tStation::askFirst(std::vector<tBlob>& contents, tBlob& answer) {
   if (auto const status = ready()) return status;
   std::vector<std::future<tResult>> calls;
-  auto const limits = nk_station::tTimeouts::ofProgress(m_options.timeout, m_options.timeout);
   for (auto& content : contents)
-    calls.push_back(m_link->ask(std::move(content), m_options.to, limits));
+    calls.push_back(m_link->ask(std::move(content), m_options.to, limits()));
   tResult first;
+  first.reason = std::make_error_code(std::errc::invalid_argument);  // unless one is accepted
   for (auto& call : calls) {
     if (!call.valid()) continue;
     auto result = call.get();
@@ -83,9 +87,14 @@ nk_tools::teExit tStation::askFirst(std::vector<tBlob>& contents, tBlob& answer)
   return outcomeOf(first, &answer);
 }
 
+nk_station::tTimeouts tStation::limits() const {
+  auto limits = nk_station::tTimeouts::ofProgress(m_options.timeout, m_options.timeout);
+  limits.wholeAnswer = std::max(m_options.timeout, longestAnswer);
+  return limits;
+}
+
 nk_station::tResult tStation::wait(tBlob& content) {
-  auto const limits = nk_station::tTimeouts::ofProgress(m_options.timeout, m_options.timeout);
-  auto call = m_link->ask(std::move(content), m_options.to, limits);
+  auto call = m_link->ask(std::move(content), m_options.to, limits());
   if (call.valid()) return call.get();
   tResult refused;
   refused.reason = std::make_error_code(std::errc::invalid_argument);
@@ -95,8 +104,7 @@ nk_station::tResult tStation::wait(tBlob& content) {
 nk_tools::teExit tStation::tell(tBlob& content, tReport const& report) {
   if (auto const status = ready()) return status;
   m_unconfirmed = true;
-  auto const limits = nk_station::tTimeouts::ofProgress(m_options.timeout, m_options.timeout);
-  auto call = m_link->tell(std::move(content), m_options.to, limits);
+  auto call = m_link->tell(std::move(content), m_options.to, limits());
   while (report && call.valid() && call.wait_for(reportTime) != std::future_status::ready) {
     auto const traffic = m_link->traffic();
     auto const all = traffic.sent - m_before.sent, left = 0ull + traffic.waiting + traffic.underWay;
@@ -113,7 +121,11 @@ nk_tools::teExit tStation::tell(tBlob& content, tReport const& report) {
 nk_tools::teExit tStation::pause(milliseconds time) {
   auto const end = steady_clock::now() + time;
   while (steady_clock::now() < end) {
-    if (m_link && m_link->traffic().over) return failOver(m_link->traffic().over, "");
+    if (auto const over = m_link ? m_link->traffic().over : std::error_code()) {
+      m_peerCloses = m_answered && over == std::errc::not_connected;
+      if (!m_peerCloses) return failOver(over, "");
+      drop();
+    }
     if (nk_tools::readerGone())
       return nk_tools::fail(nk_tools::STATUS_OTHER, "nobody reads the output any more");
     std::this_thread::sleep_until(std::min(end, steady_clock::now() + reportTime));
@@ -140,19 +152,22 @@ nk_tools::teExit tStation::awaitEnd() {
 }
 
 void tStation::drop() {
+  if (m_link && m_options.verbose) nk_tools::sayDropped(m_link->guardCounters());
   m_lost = m_lost || m_unconfirmed;
   m_unconfirmed = m_answered = false;
   m_link.reset();
 }
 
 void tStation::close() {
-  if (m_link && m_options.verbose) nk_tools::sayDropped(m_link->guardCounters());
   // Bytes that come for a closed socket make the system drop what is still under way to the peer.
-  if (m_link && m_unconfirmed) m_link->finish(std::min(m_options.timeout, closeTime));
+  if (m_link && m_unconfirmed && !m_link->traffic().over)
+    m_link->finish(std::min(m_options.timeout, closeTime));
+  drop();
 }
 
-// Looks whether all is there that a request needs, and opens the link if it is not open.
+// Checks --link and --to, and opens the link if it is closed.
 nk_tools::teExit tStation::ready() {
+  m_linkWasLost = false;
   if (!m_options.link || m_options.to == nk_basicTelegram::addressNone) {
     return nk_tools::fail(nk_tools::STATUS_USAGE,
                           m_options.link ? "--to is required" : "--link is required");
@@ -162,6 +177,7 @@ nk_tools::teExit tStation::ready() {
   if (!m_link) {
     if (auto const status = connect()) return status;
   }
+  m_begun = steady_clock::now();
   m_before = m_link->traffic();
   m_countersBefore = m_link->guardCounters();
   return nk_tools::STATUS_OK;
@@ -204,6 +220,7 @@ nk_tools::teExit tStation::outcomeOf(tResult& result, tBlob* answer) {
     m_unconfirmed = false;
   }
   if (!result.reason) return nk_tools::STATUS_OK;
+  m_linkWasLost = wentWithLink(result);
   if (result.reason == std::errc::timed_out) return late(answer != nullptr);
   if (result.outcome == nk_station::OUTCOME_DAMAGED)
     return fail(nk_tools::STATUS_PROTOCOL, "the answer was damaged");
@@ -217,8 +234,13 @@ nk_tools::teExit tStation::late(bool wantsAnswer) const {
   auto const all = traffic.sent - m_before.sent;
   auto const left = std::min(all, 0ull + traffic.waiting + traffic.underWay);
   auto const time = secondsText(m_options.timeout);
-  if (wantsAnswer && left == 0)
-    return fail(nk_tools::STATUS_TIMEOUT, "no answer in " + time + " (" + whatCame() + ")");
+  if (wantsAnswer && left == 0) {
+    auto const whole = limits().wholeAnswer;
+    auto const lacking = steady_clock::now() - m_begun < whole
+                             ? "no answer in " + time
+                             : "no whole answer in " + secondsText(whole);
+    return fail(nk_tools::STATUS_TIMEOUT, lacking + " (" + whatCame() + ")");
+  }
   auto const percent = all == 0 ? 0 : (all - left) * 100 / all;
   return fail(nk_tools::STATUS_TIMEOUT, "took no more for " + time + " (--timeout), after " +
                                             std::to_string(percent) + " % of the request");

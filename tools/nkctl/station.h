@@ -18,7 +18,7 @@ constexpr auto newestVersion = nk_message::VERSION_3;
 
 /// The station's end of a link to one panel, or to all of them by broadcast. Each call blocks until
 /// its work is done or has failed, and says on standard error why it failed. Commands that need no
-/// panel do not call it: that link and address are there is looked at by the first call.
+/// panel do not call it. The first call checks that --link and --to are set.
 ///
 /// A panel may end the link behind an answer: the next request then opens it again.
 class tStation {
@@ -49,13 +49,15 @@ class tStation {
   using tReport = std::function<void(unsigned long long gone, unsigned long long all)>;
   /// Sends a request that gets no answer. The system has taken all of it when this returns.
   nk_tools::teExit tell(tBlob& content, tReport const& report = {});
-  /// Lets time pass. Fails as soon as the link, if it is open, is over, or nobody reads the output.
+  /// Lets time pass. Fails as soon as the link breaks, or nobody reads the output. A panel may end
+  /// the link meanwhile if it has answered on it.
   nk_tools::teExit pause(std::chrono::milliseconds time);
   /// Waits for the panel to end the link, as it does when it shuts down.
   nk_tools::teExit awaitEnd();
-  /// Closes the link at once; the next request opens it again.
+  /// Closes the link at once, and with --verbose says what its guard dropped. The next request
+  /// opens the link again.
   void drop();
-  /// Ends the link in order, so that what was sent arrives.
+  /// Like drop(), but ends a link that is not over in order, so that what was sent arrives.
   void close();
 
   /// The version in which to ask: the one that was asked for, that of setVersion, or `usual`.
@@ -63,6 +65,8 @@ class tStation {
   /// From now on the panel's.
   void setVersion(nk_message::teVersion version) { m_version = version; }
   bool versionWasAskedFor() const { return m_options.version.has_value(); }
+  /// True if the last request got no answer because its link ended or broke.
+  bool linkWasLost() const { return m_linkWasLost; }
   /// True if, since the last call, requests without an answer may have got lost with their link.
   bool lostRequests() { return std::exchange(m_lost, false); }
 
@@ -76,6 +80,7 @@ class tStation {
  private:
   using tResult = nk_station::tResult;
 
+  nk_station::tTimeouts limits() const;
   nk_tools::teExit ready();
   nk_tools::teExit connect();
   tResult wait(tBlob& content);
@@ -87,12 +92,14 @@ class tStation {
   tOptions const m_options;
   std::optional<nk_message::teVersion> m_version;
   std::unique_ptr<nk_station> m_link;
-  nk_station::tTraffic m_before;  // when the last request began
+  std::chrono::steady_clock::time_point m_begun;  // the last request
+  nk_station::tTraffic m_before;                  // then
   nk_linkGuard::tCounters m_countersBefore;
   bool m_wasOpen = false;      // the link was open before, so it cannot be misspelt
   bool m_answered = false;     // the link has brought an answer
   bool m_peerCloses = false;   // the panel ends links behind answers
   bool m_unconfirmed = false;  // what was sent last may not have arrived
   bool m_lost = false;
+  bool m_linkWasLost = false;
   bool m_quiet = false;
 };

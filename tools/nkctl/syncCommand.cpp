@@ -115,7 +115,8 @@ class tSync {
     return nk_tools::STATUS_OK;
   }
 
-  // Asks in the newest version, and if that is not answered in all older ones at once.
+  // Asks in the newest version, and if that is not answered in the older ones: in all at once, or
+  // one by one if the panel ends the link because of a version that it does not know.
   nk_tools::teExit askInAnyVersion(tBlob& answer) {
     limitAnswers();
     auto const request = [](unsigned int version) {
@@ -125,11 +126,22 @@ class tSync {
     };
     auto newest = request(newestVersion);
     auto const status = m_station.ask(newest, answer);
-    if (status != nk_tools::STATUS_TIMEOUT) return status;
+    bool const closes = m_station.linkWasLost();
+    if (status != nk_tools::STATUS_TIMEOUT && !closes) return status;
     nk_tools::say("asking in the older versions of messages");
     std::vector<tBlob> older;
     for (unsigned int version = newestVersion; version-- != 0;) older.push_back(request(version));
-    return m_station.askFirst(older, answer);
+    return closes ? askOneByOne(older, answer) : m_station.askFirst(older, answer);
+  }
+
+  nk_tools::teExit askOneByOne(std::vector<tBlob>& requests, tBlob& answer) {
+    auto status = nk_tools::STATUS_OK;
+    for (auto& request : requests) {
+      m_station.drop();
+      status = m_station.ask(request, answer);
+      if (status != nk_tools::STATUS_TIMEOUT && !m_station.linkWasLost()) break;
+    }
+    return status;
   }
 
   // Brings the site into the panel's version, and says what that does not carry.
