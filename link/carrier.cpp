@@ -89,7 +89,7 @@ unsigned int nk_carrier::send(unsigned char const* data, unsigned int length, in
   return length;
 }
 
-// To the system what it takes at once, if no bytes wait before these; the rest to the buffer.
+// Writes directly if nothing is queued and buffers the rest.
 void nk_carrier::take(unsigned char const* data, unsigned int length) {
   unsigned int written = 0;
   if (m_outgoing.empty()) {

@@ -25,8 +25,7 @@ class nk_frameCutter {
   tBlob& frame() { return m_frame; }
   nk_telegramPart const& part() const { return m_part; }
 
-  /// Gives back memory that is kept for the next frame, if it is much; frame() and part() hold no
-  /// longer.
+  /// Frees large spare buffers. Invalidates frame() and part().
   void trim();
 
   /// Whole frames so far that next() found.

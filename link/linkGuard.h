@@ -117,6 +117,8 @@ class nk_linkGuard {
   tCounters counters() const;
   /// Whole frames so far, whatever became of them: a peer that sends some is alive.
   unsigned long long frames() const { return m_incoming.frames(); }
+  /// Bytes of the frame that has begun and has not ended.
+  unsigned int begunBytes() const { return m_incoming.pending(); }
   /// Bytes of memory that incomplete frames and telegrams take at present, about.
   unsigned int heldBytes() const { return m_incoming.pending() + m_held.heldBytes(); }
 

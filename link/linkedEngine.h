@@ -59,6 +59,7 @@ class nk_linkedEngine {
   nk_carrier const& carrier() const { return m_carrier; }
   /// Null without a guard.
   nk_linkGuard* guard() { return m_guard ? &*m_guard : nullptr; }
+  nk_linkGuard const* guard() const { return m_guard ? &*m_guard : nullptr; }
   /// Bytes that have arrived and did not get to the engine yet.
   unsigned int unhandled() const { return m_carrier.incoming() + m_frames.size(); }
   /// Bytes of memory that the link's traffic takes at present, about: buffers, frames on their way

@@ -27,7 +27,7 @@ void nk_openLinks::add(int descriptor, nk_peer peer) {
   link.self = std::prev(m_silent.end());
   link.peer = std::move(peer);
   link.context = std::exchange(m_setup.context, &link);
-  link.since = m_clock.now();
+  link.since = link.paid = m_clock.now();
   try {
     link.engine.emplace(m_io, descriptor, m_limits.carrier, m_setup);
   } catch (std::system_error const& problem) {  // the descriptor is closed
@@ -42,8 +42,10 @@ void nk_openLinks::add(int descriptor, nk_peer peer) {
 
 void nk_openLinks::finish() {
   m_finishing = true;
+  std::vector<tLink*> all;  // look() may move links from one list to the other
   for (auto* const links : {&m_silent, &m_known})
-    for (auto& link : *links) look(link);
+    for (auto& link : *links) all.push_back(&link);
+  for (auto* const link : all) look(*link);
 }
 
 bool nk_openLinks::isQuotaTaken(std::string const& origin) const {
@@ -67,8 +69,8 @@ std::string nk_openLinks::refusal(std::string const& origin) {
 
 // The connection that is the first to give way; of one origin only, if one is named.
 nk_openLinks::tLink* nk_openLinks::displaceable(std::string const* origin) {
-  auto const matches = [origin](tLink const& link) {
-    return origin == nullptr || link.peer.origin == *origin;
+  auto const matches = [this, origin](tLink const& link) {
+    return (origin == nullptr || link.peer.origin == *origin) && !isArriving(link);
   };
   auto const silent = std::find_if(m_silent.begin(), m_silent.end(), matches);
   if (silent != m_silent.end()) return &*silent;
@@ -84,6 +86,7 @@ nk_openLinks::tLink* nk_openLinks::displaceable(std::string const* origin) {
 void nk_openLinks::look(tLink& link) {
   if (!link.over.empty()) return;
   countFrames(link);
+  countGrowth(link);
   countHeld(link);
   auto why = reasonToEnd(link);
   if (!why.empty()) end(link, std::move(why));
@@ -98,7 +101,24 @@ void nk_openLinks::countFrames(tLink& link) {
   if (frames == link.frames) return;
   m_known.splice(m_known.end(), link.frames == 0 ? m_silent : m_known, link.self);
   link.frames = frames;
-  link.since = m_clock.now();
+  link.since = link.paid = m_clock.now();
+  link.begun = 0;
+}
+
+void nk_openLinks::countGrowth(tLink& link) {
+  auto const begun = link.engine->guard()->begunBytes();
+  if (begun <= link.begun) return;
+  auto const growth = static_cast<long long>(begun - std::exchange(link.begun, begun));
+  // A known link may begin a frame after a long rest, which the frame need not pay for.
+  auto const now = m_clock.now();
+  if (link.frames != 0) link.paid = std::max(link.paid, now - m_limits.rest);
+  link.paid = std::min(now, link.paid + std::chrono::microseconds(growth * 1000000 / leastGrowth));
+}
+
+// The first bytes of a new connection must be paid for before it counts as active.
+bool nk_openLinks::isArriving(tLink const& link) const {
+  if (link.frames == 0 && link.begun < leastGrowth) return false;
+  return link.engine->guard()->begunBytes() != 0 && link.paid > m_clock.now() - m_limits.rest;
 }
 
 void nk_openLinks::countHeld(tLink& link) {
@@ -114,7 +134,7 @@ std::string nk_openLinks::reasonToEnd(tLink const& link) const {
   if (m_finishing && engine.carrier().outgoing() == 0) return "the program ends";
   bool const mayBeSilent = m_limits.firstFrame == tDuration::zero() || link.peer.origin.empty();
   if (link.frames != 0 || mayBeSilent) return {};
-  if (m_clock.now() - link.since <= m_limits.firstFrame) return {};
+  if (m_clock.now() - link.paid <= m_limits.firstFrame) return {};
   auto const seconds = std::chrono::ceil<std::chrono::seconds>(m_limits.firstFrame).count();
   return "no whole frame in " + std::to_string(seconds) + " s";
 }

@@ -16,11 +16,16 @@
 /// The links that a listening program has open, each with an engine behind a guard: decides who
 /// gets in, and which link has to go so that no peer keeps the others out.
 ///
-/// - A connection that brings no whole frame within `firstFrame` ends.
+/// - A connection that brings no whole frame within `firstFrame` ends, unless a frame is arriving.
 /// - When all places are taken, one connection gives way to the new one: the oldest that never
 ///   brought a whole frame; without such the one whose last whole frame is oldest, if that was at
-///   least `rest` ago and nothing waits to be sent to it. If there is none, the new one is refused.
-///   So a newcomer that sends nothing displaces nobody who is busy, and then is the next to go.
+///   least `rest` ago and nothing waits to be sent to it. Connections on which a frame is arriving
+///   do not give way. If there is none, the new one is refused. A new connection that sends nothing
+///   never displaces an active one, and is itself the next to be closed.
+/// - A frame is arriving while it grows by `leastGrowth` on average: each KiB pays for one second,
+///   and time is never paid in advance. Of frames that turn out damaged, only bytes beyond the
+///   length of the longest one before count, so even a peer that sends nothing but damaged frames
+///   must end: after 20 minutes at most with frames of 1 MiB.
 /// - One origin has `perOrigin` places at most. When it has these, one of its own connections gives
 ///   way by the same rule.
 /// - All links together hold `held` bytes of memory at most. Above that the link that holds most
@@ -34,6 +39,10 @@ class nk_openLinks {
   /// Points of the io_context's time, and what lies between them.
   using tMoment = nk_clock::tMoment;
   using tDuration = std::chrono::milliseconds;
+
+  /// Bytes per second by which a frame must grow to count as arriving. Slower than any network that
+  /// serves a panel, and for an attacker no cheaper than sending whole frames.
+  static constexpr unsigned int leastGrowth = 1024;
 
   /// See above.
   struct tLimits {
@@ -55,7 +64,9 @@ class nk_openLinks {
    private:
     friend class nk_openLinks;
     std::list<tLink>::iterator self;
-    tMoment since{};                // of the last whole frame; without one, of the connection
+    tMoment since{};         // of the last whole frame; without one, of the connection
+    tMoment paid{};          // up to when arriving bytes count as activity; not before since
+    unsigned int begun = 0;  // most bytes of a frame that has begun, since the last whole one
     unsigned long long frames = 0;  // whole ones so far
     unsigned long long held = 0;    // bytes of memory, when last looked at
     std::string over;               // why it is to end; empty while it goes on
@@ -93,7 +104,9 @@ class nk_openLinks {
   tLink* displaceable(std::string const* origin);
   void look(tLink& link);
   void countFrames(tLink& link);
+  void countGrowth(tLink& link);
   void countHeld(tLink& link);
+  bool isArriving(tLink const& link) const;
   std::string reasonToEnd(tLink const& link) const;
   tLink& largest();
   void end(tLink& link, std::string why);

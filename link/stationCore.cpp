@@ -53,7 +53,7 @@ nk_station::tResult resultOf(nk_station::teOutcome outcome, std::error_code reas
   return {outcome, nk_basicTelegram::addressNone, {}, reason};
 }
 
-/// What becomes of one request that is handed to the engine, which does not say.
+/// Finds out whether the engine sent a request and which id it got. The engine reports neither.
 class tSendWatch {
  public:
   explicit tSendWatch(nk_linkedEngine& link)

@@ -54,6 +54,12 @@ class openLinks : public testing::Test {
     }
     clock.settle();
   }
+  // Sends bytes of a frame's body, with `start` ahead of them.
+  void sendPart(std::string const& name, std::string const& start, unsigned int size) {
+    auto const part = start + std::string(size, '\x80');
+    ASSERT_EQ(::send(peers[name].get(), part.data(), part.size(), 0), ssize_t(part.size()));
+    clock.settle();
+  }
 
   asio::io_context io{1};
   harness::tManualClock& clock = harness::tManualClock::install(io);
@@ -65,7 +71,7 @@ class openLinks : public testing::Test {
 };
 
 // Three places, two for each origin, the second letter of a name ("-" for none). Peers with "+"
-// send a whole frame; after the pause one more comes.
+// send a whole frame, after the pause those with "~" a part of one; then one more comes.
 TEST_F(openLinks, whoGivesWayToANewcomer) {
   using tNames = std::vector<std::string>;
   struct {
@@ -79,6 +85,8 @@ TEST_F(openLinks, whoGivesWayToANewcomer) {
       {"the one that rests longest", {"a1+", "b1+", "c2+"}, 10, "n3", "a1+"},
       {"nobody who is answered", {"a1!", "b1+", "c2+"}, 10, "n3", "b1+"},
       {"nobody who is busy", {"a1+", "b1+", "c2+"}, 9, "n3", "n3"},
+      {"no new frame", {"a1~", "b1", "c2"}, 0, "n3", "b1"},
+      {"no frame after a rest", {"a1+~", "b1+", "c2+"}, 60, "n3", "b1+"},
       {"one of the same origin", {"a1", "b2+", "c2"}, 0, "n2", "c2"},
       {"not one of another origin", {"a1", "b2+", "c2+"}, 0, "n2", "n2"},
       {"no quota without an origin", {"a-+", "b-+"}, 0, "n-", ""},
@@ -94,9 +102,11 @@ TEST_F(openLinks, whoGivesWayToANewcomer) {
     open(limits);
     for (auto const& name : row.before) {
       connect(name, origin(name));
-      if (name.size() > 2) say(name);
+      if (name.find_first_of("+!") != name.npos) say(name);
     }
     clock.advance(seconds(row.pause_s));
+    for (auto const& name : row.before)
+      if (name.back() == '~') sendPart(name, "\x01", 2048);
     connect(row.newcomer, origin(row.newcomer));
     EXPECT_EQ(ended, row.ends.empty() ? tNames{} : tNames{row.ends}) << row.what << ": " << reason;
   }
@@ -104,21 +114,27 @@ TEST_F(openLinks, whoGivesWayToANewcomer) {
 
 TEST_F(openLinks, whoNeverSendsAWholeFrameEndsInTime) {
   open({});
-  for (auto const* name : {"silent", "noisy", "talking"}) connect(name, "1");
+  for (auto const* name : {"silent", "noisy", "talking", "dribbling", "slow"}) connect(name, "1");
   connect("line", "");
   ASSERT_EQ(::send(peers["noisy"].get(), "\x01noise", 6, 0), 6);
   say("talking");
-  clock.advance(seconds(10));
+  for (unsigned int second = 0; second < 10; ++second) {
+    sendPart("dribbling", second == 0 ? "\x01" : "", 1);
+    sendPart("slow", second == 0 ? "\x01" : "", 4096);
+    clock.advance(seconds(1));
+  }
   say("talking");
   EXPECT_TRUE(ended.empty()) << ended[0];
   clock.advance(std::chrono::milliseconds(100));  // it is looked at ten times a second
   std::sort(ended.begin(), ended.end());
-  EXPECT_EQ(ended, (std::vector<std::string>{"noisy", "silent"}));
+  EXPECT_EQ(ended, (std::vector<std::string>{"dribbling", "noisy", "silent"}));
   EXPECT_EQ(reason, "no whole frame in 10 s");
+  clock.advance(seconds(10));
+  EXPECT_EQ(ended.back(), "slow") << "its frame no longer grows";
   clock.advance(seconds(3600));
   say("talking");
   peers["talking"].close();
-  EXPECT_TRUE(runUntil(io, [&] { return ended.size() == 3; }));
+  EXPECT_TRUE(runUntil(io, [&] { return ended.size() == 5; }));
   EXPECT_EQ(links->size(), 1u) << "a serial line stays";
 }
 

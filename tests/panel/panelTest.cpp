@@ -255,7 +255,10 @@ TEST_F(panelTest, keepsChangesWithoutWritingTheWhole) {
 TEST_F(panelTest, dropsFaultsLast) {
   start();
   panel->panel.events().record(EVENT_STATE_TROUBLE, "fault");
+  testing::internal::CaptureStderr();
   for (unsigned int i = 0; i < 2100; ++i) panel->ask(imageContent({{i, "/", "x"}}));
+  auto const lines = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(std::count(lines.begin(), lines.end(), '\n'), 120) << "60 orders, 60 warnings";
   panel->panel.keepChanges();
   panel->ask(imageContent({{1, "/", "x"}, {2, "/", "x"}}));
   panel->panel.keepChanges();

@@ -18,7 +18,6 @@ using std::chrono::milliseconds;
 // How long answers on their way may hold up the end of the program.
 constexpr milliseconds stopTime{1000};
 constexpr nk_dialer::tPlan serialPlan{milliseconds(100), milliseconds(2000), {}};
-constexpr unsigned int linesPerMinute = 60;
 
 void received(unsigned int station, tBlob* content, void* context) {
   auto const& link = *static_cast<nk_openLinks::tLink*>(context);
@@ -141,17 +140,6 @@ void tDevice::linkClosed(nk_openLinks::tLink& link, std::string const& why) {
 
 void tDevice::sayReady(nk_linkUrl const& url) const {
   nk_tools::say("listening on " + url.text() + ", address " + std::to_string(m_options.address));
-}
-
-void tDevice::tLineLimit::say(std::string const& line) {
-  auto const now = std::chrono::steady_clock::now();
-  if (now - m_begun > std::chrono::minutes(1)) {
-    m_begun = now;
-    if (m_lines > linesPerMinute)
-      nk_tools::say(std::to_string(m_lines - linesPerMinute) + " lines about connections left out");
-    m_lines = 0;
-  }
-  if (++m_lines <= linesPerMinute) nk_tools::say(line);
 }
 
 void tDevice::sayUnavailable(std::error_code reason) {

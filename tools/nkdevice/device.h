@@ -8,11 +8,11 @@
 #include "link/listener.h"
 #include "link/openLinks.h"
 #include "tools/common/program.h"
+#include "tools/nkdevice/lineLimit.h"
 #include "tools/nkdevice/panel.h"
 
 /// The panel and its links to stations, all on one thread. Tells on standard error who connects and
-/// who leaves; of that, and of who is refused or has to go, 60 lines a minute each, so that a flood
-/// of connections is no flood of lines.
+/// who leaves, and who is refused or has to go; tLineLimit bounds both.
 class tDevice {
  public:
   struct tOptions {
@@ -33,16 +33,6 @@ class tDevice {
   void stop();
 
  private:
-  /// Says so many lines a minute, and how many it left out.
-  class tLineLimit {
-   public:
-    void say(std::string const& line);
-
-   private:
-    std::chrono::steady_clock::time_point m_begun{};  // of the minute in which lines are counted
-    unsigned int m_lines = 0;
-  };
-
   nk_openLinks::tReports reports();
   bool isSerial() const { return m_options.link.kind == nk_linkUrl::KIND_SERIAL; }
   bool listen();
@@ -62,6 +52,6 @@ class tDevice {
   asio::steady_timer m_stopTimer;
   asio::steady_timer m_keepTimer;
   std::error_code m_saidReason;
-  tLineLimit m_usualLines, m_unusualLines;
+  tLineLimit m_usualLines{"connections"}, m_unusualLines{"connections"};
   bool m_stopping = false;
 };

@@ -4,7 +4,6 @@
 
 #include "nkSupport/tTime.h"
 #include "tools/common/messages.h"
-#include "tools/common/program.h"
 
 namespace {
 
@@ -35,7 +34,8 @@ void tEventLog::load() {
 
 void tEventLog::record(teEvent type, std::string const& text, tString const& image) {
   auto const category = categoryOf(type);
-  if (category != CATEGORY_NOTICE) nk_tools::say(text);
+  if (category == CATEGORY_FAULT) m_faultLines.say(text);
+  if (category == CATEGORY_WARNING) m_warningLines.say(text);
   auto const now = static_cast<unsigned int>(tTime::now());
   tString const message{std::string_view(text)};
   auto* const known = find(type, message, image);

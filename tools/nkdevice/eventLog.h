@@ -6,6 +6,7 @@
 
 #include "nkProtocol/eventMessages.h"
 #include "tools/nkdevice/journal.h"
+#include "tools/nkdevice/lineLimit.h"
 
 /// What can happen to a panel: the types of its events. docs/programs.md lists them.
 enum teEvent : unsigned short {
@@ -32,8 +33,9 @@ class tEventLog {
 
   /// Takes over what is stored. To be called once, before anything is recorded.
   void load();
-  /// Records that `type` happened just now. Faults and warnings are also said on standard error.
-  /// `image` names the image that it is about. keep() stores it.
+  /// Records that `type` happened just now. Faults and warnings are also said on standard error,
+  /// as many as tLineLimit lets through. `image` names the image that it is about. keep() stores
+  /// it.
   void record(teEvent type, std::string const& text, tString const& image = tString());
   /// Stores what was recorded since the last call. False if that fails; the next call tries again.
   bool keep();
@@ -56,4 +58,6 @@ class tEventLog {
   std::set<tId> m_dispensable;  // all but the faults
   std::set<tId> m_changed;      // since the last keep()
   tId m_lastId = 0;
+  // Apart, so that warnings, which any peer can cause, hide no fault.
+  tLineLimit m_faultLines{"faults"}, m_warningLines{"warnings"};
 };

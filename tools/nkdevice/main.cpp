@@ -101,7 +101,7 @@ void addLinkLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
       ->type_name("NUMBER")
       ->check(CLI::Range(1U, 100000U));
   nk_tools::addSecondsOption(app, "--first-frame", limits.firstFrame, 0,
-                             "Time in which a connection must bring a whole frame; 0: any [10]");
+                             "Time without progress until a first whole frame; 0: any [10]");
   app.add_option_function<unsigned int>(
          "--keep-alive",
          [&](unsigned int seconds) { limits.carrier.keepAlive = std::chrono::seconds(seconds); },
@@ -110,7 +110,7 @@ void addLinkLimits(CLI::App& app, nk_openLinks::tLimits& limits) {
       ->check(CLI::Range(0U, 32767U));
   app.add_option_function<unsigned long long>(
          "--held", [&](unsigned long long mebibytes) { limits.held = mebibytes << 20; },
-         "Most memory for what is on its way on all connections together [128]")
+         "Maximum memory for data in transit, all connections together [128]")
       ->type_name("MIB")
       ->check(CLI::Range(4ULL, 1ULL << 40));
 }

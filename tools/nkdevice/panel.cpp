@@ -133,7 +133,7 @@ bool tPanel::mayShutDown() {
 bool tPanel::allowed(bool may, std::string const& what) {
   bool const named = m_asker.station != nk_basicTelegram::addressNone &&
                      m_asker.station != nk_basicTelegram::addressBroadcast;
-  nk_tools::say(
+  m_orderLines.say(
       what + " from " +
       (named ? "station " + std::to_string(m_asker.station) : "a station without address") + " (" +
       m_asker.peer + ")");

@@ -10,6 +10,7 @@
 #include "tools/nkdevice/eventLog.h"
 #include "tools/nkdevice/images.h"
 #include "tools/nkdevice/limits.h"
+#include "tools/nkdevice/lineLimit.h"
 #include "tools/nkdevice/permissions.h"
 #include "tools/nkdevice/settings.h"
 #include "tools/nkdevice/statistics.h"
@@ -84,6 +85,7 @@ class tPanel {
   tImages m_images;
   tStatistics m_statistics;
   nk_messageGetDisplayConfigurationRsp m_displays;
+  tLineLimit m_orderLines{"orders"};
   unsigned int m_keepCalls = 0;
 };
 
