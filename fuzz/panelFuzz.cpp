@@ -6,10 +6,10 @@
 
 #include "fuzz.h"
 #include "harness/files.h"
+#include "harness/images.h"
 #include "nkProtocol/stateMessages.h"
 #include "nkSupport/tCompression.h"
-#include "tools/common/images.h"
-#include "tools/nkdevice/panel.h"
+#include "panel/held.h"
 
 namespace {
 
@@ -40,34 +40,11 @@ void ask(tPanel& panel, nk_message::teType type, nk_message::teVersion version, 
   panel.receive({1, "the fuzzer"}, content);
 }
 
-// Body of an IMAGE message with one image, right or nearly so.
+// Body of an IMAGE message with one image, or with the task to remove it.
 tBlob imageBody(fuzz::tInput& input) {
-  constexpr auto writing = nk_serializer::SER_WRITE;
-  tBlob content = input.bytes(input.below(4));
-  nk_serializer body;
-  unsigned char task = input.below(8) == 0 ? 1 : 0, mime = 0, taskFbc = 0;
-  unsigned int count = 1;
-  unsigned long long uid = input.below(4);
-  tString name("a"), checksum = nk_tools::imageChecksum(content);
-  body.numbers(writing, task, count, uid);
-  body.string(name, writing);
-  body.string(checksum, writing);
-  body.u8(mime, writing);
-  body.blob(content, writing);
-  body.u8(taskFbc, writing);
-  return tBlob(std::move(body));
-}
-
-// What stations can ask for, but for the time, and the events: the second panel has started again.
-std::string answers(tPanel& panel) {
-  auto const& settings = panel.settings();
-  std::string all = settings.name().c_str();
-  for (auto const version : {nk_message::VERSION_0, nk_message::VERSION_2})
-    all.append(" ").append(settings.schedulesChecksum(version).c_str());
-  all.append(" ").append(settings.configChecksum(nk_message::VERSION_3).c_str());
-  for (auto const uid : panel.images().uids())
-    all.append(" ").append(std::to_string(uid)).append(panel.images().checksum(uid).c_str());
-  return all;
+  auto const content = harness::text(input.bytes(input.below(4)));
+  unsigned char const task = input.below(8) == 0 ? 1 : 0;
+  return harness::bytes(harness::imageContent({{input.below(4), "a", content}}, task).substr(4));
 }
 
 }  // namespace
@@ -89,12 +66,12 @@ int LLVMFuzzerTestOneInput(unsigned char const* data, std::size_t size) {
     if (input.below(8) == 0) panel->keepChanges();
   }
   require(panel->keep(), "what a panel holds can be stored");
-  auto const held = answers(*panel);
+  auto const held = harness::heldBy(*panel);
   auto const images = panel->images().uids().size();
   auto const events = panel->events().count();
   panel.reset();
   panel = panelIn(directory);
-  require(answers(*panel) == held, "a panel answers after a restart as before");
+  require(harness::heldBy(*panel) == held, "a panel answers after a restart as before");
   require(panel->events().count() == events, "no event is lost or added by a restart");
   auto const files = fs::exists(stored) ? std::distance(fs::directory_iterator(stored), {}) : 0;
   require(files == static_cast<std::ptrdiff_t>(images), "there is one file for each image");

@@ -1,6 +1,8 @@
 #pragma once
 
-#include "harness/programs.h"
+#include <vector>
+
+#include "harness/hex.h"
 #include "nkProtocol/imageMessage.h"
 #include "tools/common/images.h"
 

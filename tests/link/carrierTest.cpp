@@ -131,11 +131,9 @@ TEST_P(carrier, reportsThatThePeerHasGone) {
   EXPECT_TRUE(error == EPIPE || error == ECONNRESET || error == EIO) << error;
 }
 
-INSTANTIATE_TEST_SUITE_P(links, carrier,
-                         testing::Combine(testing::Values(nk_linkUrl::KIND_TCP,
-                                                          nk_linkUrl::KIND_UNIX,
-                                                          nk_linkUrl::KIND_SERIAL),
-                                          testing::Values(65536u, 1u)));
+using tUrl = nk_linkUrl;
+auto const kinds = testing::Values(tUrl::KIND_TCP, tUrl::KIND_UNIX, tUrl::KIND_SERIAL);
+INSTANTIATE_TEST_SUITE_P(links, carrier, testing::Combine(kinds, testing::Values(65536u, 1u)));
 
 // A carrier, the far end, and the carrier's clock.
 struct tTimed {

@@ -50,22 +50,6 @@ class tGuarded {
   nk_linkGuard guard;
 };
 
-// Whatever is left of a frame, the next one comes with its own last byte.
-TEST(linkGuard, deliversTheNextIntactTelegramAfterAnyDamage) {
-  std::string const first = bytesOf({.id = 7}), next = bytesOf({.id = 8});
-  for (unsigned int cut = 0; cut + 1 < first.size(); ++cut) {
-    for (std::string const junk : {"", "\x01", "\x02", "\x80", "x"}) {
-      for (auto const& rest : {std::string(), first.substr(cut + 1)}) {
-        auto const damaged = first.substr(0, cut) + junk + rest;
-        if (damaged == first) continue;
-        tGuarded line;
-        line.receive(damaged + next, cut % 7);
-        EXPECT_EQ(line.delivered, tStrings{next}) << harness::toHex(harness::bytes(damaged));
-      }
-    }
-  }
-}
-
 using tOptions = nk_linkGuard::tOptions;
 using tCounters = nk_linkGuard::tCounters;
 

@@ -5,39 +5,19 @@
 #include <filesystem>
 #include <functional>
 
-#include "nkProtocol/configMessages.h"
 #include "nkProtocol/file.h"
-#include "nkProtocol/scheduleMessages.h"
 #include "panel/failingCalls.h"
 #include "panel/panel.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using harness::contentOf;
+using harness::config;
 using harness::imageContent;
 using harness::optionsFor;
+using harness::schedules;
 using harness::tTestPanel;
 using harness::write;
-
-std::string config(unsigned int updateTime) {
-  nk_messageSetConfigReq request(nk_message::VERSION_3);
-  request.updateTime = updateTime;
-  request.frm_change_ts("f", 1, 0, 2, 3, 10, 4, 0);
-  return contentOf(request);
-}
-
-std::string schedules(unsigned long long uid) {
-  nk_messageSetSchedulesReq request(nk_message::VERSION_2);
-  request.addSchedule_(uid, "s", 1, 2, 3, 4)->addScheduleEntry(uid, "e", 5, 6, false);
-  return contentOf(request);
-}
-
-std::string name(char const* text) {
-  nk_messageStateReq request(nk_message::VERSION_0);
-  request.setTaskNewName(text);
-  return contentOf(request);
-}
 
 std::string heldOf(std::string const& directory) {
   return tTestPanel(optionsFor(directory)).held();
@@ -49,8 +29,8 @@ enum teBefore { BEFORE_NEW, BEFORE_KEPT, BEFORE_TORN };
 void prepare(std::string const& directory, teBefore before) {
   if (before == BEFORE_NEW) return;
   tTestPanel panel(optionsFor(directory));
-  for (auto const& content :
-       {config(1), schedules(1), imageContent({{1, "a.png", "old"}, {2, "b.png", "two"}})})
+  for (auto const& content : {config(1, 1, ""), schedules(1, 1),
+                              imageContent({{1, "a.png", "old"}, {2, "b.png", "two"}})})
     panel.ask(content);
   panel.panel.keep();
   if (before == BEFORE_KEPT) return;
@@ -89,9 +69,9 @@ bool fail(std::string const& request, teBefore before, unsigned int at, int erro
 
 TEST(failures, leaveTheOldOrTheNew) {
   std::string const rows[] = {
-      config(2),
-      schedules(2),
-      name("hall"),
+      config(2, 1, ""),
+      schedules(2, 1),
+      harness::state(1, "hall"),
       imageContent({{1, "a.png", "new"}, {3, "c.png", "three"}}),
       imageContent({{2, "", ""}}, 1),
       imageContent({{4, "/", "x"}}),

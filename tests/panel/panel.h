@@ -5,8 +5,11 @@
 #include "harness/files.h"
 #include "harness/hex.h"
 #include "harness/images.h"
+#include "harness/programs.h"
+#include "nkProtocol/configMessages.h"
+#include "nkProtocol/scheduleMessages.h"
 #include "nkProtocol/stateMessages.h"
-#include "tools/nkdevice/panel.h"
+#include "panel/held.h"
 
 /// For tests that call a panel without a link.
 namespace harness {
@@ -35,20 +38,7 @@ struct tTestPanel {
     }
     return lines;
   }
-  /// What a station can find out of what it set.
-  std::string held() {
-    auto const& settings = panel.settings();
-    std::string all = settings.name().c_str();
-    all.append(" ").append(settings.configChecksum(nk_message::VERSION_3).c_str());
-    for (auto const version : {nk_message::VERSION_0, nk_message::VERSION_3})
-      all.append(" ").append(settings.schedulesChecksum(version).c_str());
-    for (auto const uid : panel.images().uids())
-      all.append(" ")
-          .append(std::to_string(uid))
-          .append("=")
-          .append(panel.images().checksum(uid).c_str());
-    return all;
-  }
+  std::string held() { return heldBy(panel); }
 
   tPanel panel;
 };
@@ -58,6 +48,38 @@ inline tPanel::tOptions optionsFor(std::string const& directory) {
   options.state = directory;
   options.statistics.thermometer = directory + "/thermometer";
   return options;
+}
+
+/// Contents of requests; `part` is the text of each element.
+inline std::string config(unsigned int slots, unsigned int frames, std::string const& name,
+                          std::string const& part = "") {
+  nk_messageSetConfigReq request(nk_message::VERSION_3);
+  tString const text{std::string_view(part)};
+  for (unsigned int i = 0; i < slots; ++i) request.timeSlot_add_ts(text, 1, 2, i);
+  for (unsigned int i = 0; i < frames; ++i)
+    request.frm_change_ts(text, 1, 2, 3, 4, static_cast<unsigned short>(10 + i), 5, 6);
+  request.device_setName(tString(std::string_view(name)));
+  return contentOf(request);
+}
+
+/// The first has the entries.
+inline std::string schedules(unsigned int count, unsigned int entries, std::string const& part = "",
+                             unsigned int firstId = 0) {
+  nk_messageSetSchedulesReq request(nk_message::VERSION_1);
+  tString const text{std::string_view(part)};
+  for (unsigned int i = 0; i < count; ++i) {
+    auto* const one = request.addSchedule_(firstId + i, text, 1, 2, 3, 4);
+    for (unsigned int k = 0; i == 0 && k < entries; ++k)
+      one->addScheduleEntry(0, text, 0, 0, false);
+  }
+  return contentOf(request);
+}
+
+inline std::string state(unsigned char task, std::string const& name) {
+  std::string content{nk_message::STATE_REQ, 0, 3, 0};
+  content += static_cast<char>(task);
+  content += static_cast<char>(name.size());
+  return content + std::string(3, '\0') + name;
 }
 
 }  // namespace harness

@@ -134,19 +134,16 @@ TEST_F(explainProgram, APanelThatDoesNotReadHoldsUpItsOwnStationOnly) {
   auto const carrier = [&](std::unique_ptr<nk_carrier>& place) {
     return [&](int one) { place = std::make_unique<nk_carrier>(io, one, nk_carrier::tLimits{}); };
   };
-  nk_linkUrl url;
-  std::string error;
-  ASSERT_TRUE(nk_linkUrl::parse("unix://" + (dir / "panel"), url, error));
   nk_listener panel(io);
-  ASSERT_FALSE(panel.open(url));
+  ASSERT_FALSE(panel.open(harness::urlOf("unix://" + (dir / "panel"))));
   std::unique_ptr<nk_carrier> panels[2], stations[2];
   panel.start([&](int one) { carrier(panels[panels[0] ? 1 : 0])(one); });
-  tProgram explain(
-      io, words(NK_EXPLAIN " --link " + url.text() + " --listen unix://" + (dir / "station")));
+  tProgram explain(io, words(NK_EXPLAIN " --link unix://" + (dir / "panel --listen unix://") +
+                             (dir / "station")));
   explain.waitFor("listening on ");
-  ASSERT_TRUE(nk_linkUrl::parse("unix://" + (dir / "station"), url, error));
   for (auto const i : {0, 1}) {
-    nk_dialer dialer(io, url, {}, {carrier(stations[i]), {}, {}});
+    nk_dialer dialer(io, harness::urlOf("unix://" + (dir / "station")), {},
+                     {carrier(stations[i]), {}, {}});
     dialer.dial();
     ASSERT_TRUE(harness::runUntil(io, [&] { return stations[i] && panels[i]; }));
     stations[i]->start([] {});

@@ -1,4 +1,5 @@
 #include "harness/images.h"
+#include "harness/programs.h"
 
 #include <gtest/gtest.h>
 

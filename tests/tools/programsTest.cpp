@@ -3,7 +3,6 @@
 #include "harness/link.h"
 #include "harness/programs.h"
 #include "link/dialer.h"
-#include "link/linkedEngine.h"
 #include "link/listener.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkSupport/base64.h"
@@ -123,66 +122,6 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   expectRun(NK_DEVICE " --address 0xFFFFFFFF --link " + station, 2);
 }
 
-// An event with so many sub-events, each with this text.
-std::string eventWith(unsigned int count, std::string const& text) {
-  nk_serializer body;
-  auto const put = [&](auto... number) { body.numbers(nk_serializer::SER_WRITE, number...); };
-  put(1u, 1u, 1u, static_cast<unsigned short>(1), 0u, static_cast<unsigned char>(2), count, 1u, 0u);
-  tString copy{std::string_view(text)};
-  for (unsigned int i = 0; i < count; ++i) body.string(copy, nk_serializer::SER_WRITE);
-  return harness::text(body);
-}
-
-// A panel inside the test, which behaves as no panel should.
-TEST_F(programs, stationReportsPeersThatMisbehave) {
-  auto const events =
-      std::string("\x04\0\x03\0\0\x02\0\0\0", 9) + eventWith(101, "detail") + eventWith(5000, "");
-  struct {
-    std::string reply;  // empty: closes the link instead of answering
-    std::string command;
-    int status;
-    std::string words;
-    bool ends = false;  // the link behind each answer
-  } const rows[] = {
-      {"", "time", 5, "closed the link"},
-      {std::string("\x1d\0\0\0", 4), "time", 5, R"({"content":"HQAAAA==","size":4})"},
-      {std::string("\x08\0\0\0\0\0\0\0\0\0\0", 11), "display", 5, "in version 3"},
-      {events, "events", 0, "  and 1 more\n"},
-      {events, "events", 0, "  5000 sub-events without text\n"},
-      {events, "events --follow --interval 0.01", 5, "the answer was damaged"},
-      {events, "events --follow --interval 0.01", 5, "the answer was damaged", true},
-  };
-  for (auto const& row : rows) {
-    nk_listener listener(io);
-    ASSERT_FALSE(listener.open(harness::urlOf("tcp://127.0.0.1:0")));
-    std::unique_ptr<nk_linkedEngine> panel;
-    nk_linkedEngine::tSetup setup;
-    setup.address = 2;
-    auto reply = row.reply;
-    setup.context = &reply;
-    setup.receive = [](unsigned int, tBlob* content, void* context) {
-      auto& next = *static_cast<std::string*>(context);
-      *content = harness::bytes(next);
-      next.assign(5u << 20, 'x');  // more than nkctl decompresses
-    };
-    unsigned int links = 0;
-    listener.start([&](int one) {
-      ++links;
-      panel = std::make_unique<nk_linkedEngine>(io, one, nk_carrier::tLimits{}, setup);
-      panel->start([&] {
-        if ((row.ends || row.reply.empty()) && panel->carrier().received() != 0)
-          panel->carrier().finishSending();
-      });
-    });
-    EXPECT_EQ(
-        control(words("--link " + listener.url().text() + " --to 2 --verbose " + row.command)),
-        row.status);
-    EXPECT_EQ(output.empty(), row.reply != events) << output;
-    EXPECT_EQ(links, row.ends ? 2u : 1u);
-    EXPECT_NE((output + errors).find(row.words), errors.npos) << output << errors;
-  }
-}
-
 // The peer sends junk all the time and reads late; the end of the program must not cost a byte.
 TEST_F(programs, aRequestWithoutResponseArrivesWhole) {
   nk_listener listener(io);
@@ -294,10 +233,7 @@ TEST_F(programs, panelObeysOnlyWhoMayOrderIt) {
   expect("set-name other", 6);
   expect("--from 16 set-name hall", 0, "hall");
   expect("schedules set " + empty, 0, "");
-  for (auto const* from : {"1", "7"}) {
-    auto const order = "--link " + station + " --to 2 --timeout 0.2 shutdown --from " + from;
-    EXPECT_EQ(control(words(order)), 4) << errors;
-  }
+  for (std::string const from : {"1", "7"}) expect("--timeout 0.2 shutdown --from " + from, 4);
   device->waitFor("new name from station 1 (127.0.0.1:");
   device->waitFor("shutdown from station 7 (127.0.0.1:");
   expect("events", 0, "new name set by station 16");
@@ -319,7 +255,7 @@ TEST_F(programs, panelObeysOnlyWhoMayOrderIt) {
                      {[&](int one) { link = harness::tDescriptor(one); }, {}, {}});
     dialer.dial();
     ASSERT_TRUE(runUntil(io, [&] { return link.get() >= 0; }));
-    ASSERT_EQ(::send(link.get(), out.bytes.data(), out.bytes.size(), 0), ssize_t(out.bytes.size()));
+    harness::give(link, harness::text(out.bytes));
     device->waitFor("shutdown refused");
     device->errors.clear();
   }

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "harness/images.h"
+#include "harness/programs.h"
 #include "nkProtocol/controlMessages.h"
 #include "nkProtocol/displayConfigMessages.h"
 #include "nkProtocol/eventMessages.h"

@@ -2,14 +2,7 @@
 
 #include <algorithm>
 
-#include "harness/link.h"
 #include "harness/programs.h"
-#include "link/linkedEngine.h"
-#include "link/listener.h"
-#include "nkProtocol/configMessages.h"
-#include "nkProtocol/imageMessage.h"
-#include "nkProtocol/scheduleMessages.h"
-#include "nkProtocol/stateMessages.h"
 
 namespace {
 
@@ -115,86 +108,6 @@ TEST_F(sync, readsTheDirectoryStrictly) {
   expect("sync " + (dir / "none"), 2, "none: No such file or directory");
   expect("sync " + site + "/config.json", 2, "Not a directory");
   expect("sync " + site + "/images", 2, "holds neither");
-}
-
-// What becomes of requests in versions that a panel does not know.
-enum class teOthers { ANSWERED, PASSED_OVER, LINK_ENDED };
-
-// A panel that knows messages up to a version only, and ends the link behind each answer.
-class tOldPanel {
- public:
-  tOldPanel(asio::io_context& io, unsigned int version, teOthers others)
-      : m_io(io), m_version(nk_message::teVersion(version)), m_others(others) {
-    EXPECT_FALSE(m_listener.open(harness::urlOf("tcp://127.0.0.1:0")));
-    m_listener.start([this](int one) {
-      nk_linkedEngine::tSetup setup;
-      setup.address = 2;
-      setup.context = this;
-      setup.receive = [](unsigned int, tBlob* content, void* context) {
-        static_cast<tOldPanel*>(context)->handle(*content);
-      };
-      auto& link = *m_links.emplace_back(
-          std::make_unique<nk_linkedEngine>(m_io, one, nk_carrier::tLimits{}, setup));
-      link.start([this, &link] {
-        if (std::exchange(m_ends, false)) link.carrier().finishSending();
-      });
-    });
-  }
-  std::string link() { return m_listener.url().text(); }
-
- private:
-  void handle(tBlob& content) {
-    std::unique_ptr<nk_message> const request(nk_message::getMessage(&content));
-    content.clear();
-    bool const known = request->version() <= m_version;
-    if (auto* const images = dynamic_cast<nk_messageImage*>(request.get()))
-      for (unsigned int i = 0; images->get(i) != nullptr; ++i)
-        m_images.push_back(images->get(i)->id());
-    m_ends = m_others == teOthers::LINK_ENDED;
-    if (!known && m_others != teOthers::ANSWERED) return;
-    nk_serializer answer;
-    auto const confirm = [&](auto response, auto& held) {
-      response.setChecksum(held.checksum(m_version));
-      response.serializeMsg(&answer);
-    };
-    if (request->type() == nk_message::STATE_REQ) {
-      nk_messageStateRsp state(m_version);
-      state.set(1, "", m_config.checksum(m_version), m_schedules.checksum(m_version), 0, 0, "", "",
-                0, "", "", "", m_images);
-      state.serializeMsg(&answer);
-    } else if (auto* const config = dynamic_cast<nk_messageSetConfigReq*>(request.get())) {
-      m_config.setConfigFrom(config);
-      confirm(nk_messageSetConfigRsp(m_version), m_config);
-    } else if (auto* const set = dynamic_cast<nk_messageSetSchedulesReq*>(request.get())) {
-      m_schedules.setSchedulesFrom(set);
-      confirm(nk_messageSetSchedulesRsp(m_version), m_schedules);
-    }
-    m_ends = !answer.empty();
-    content = answer;
-  }
-
-  asio::io_context& m_io;
-  nk_message::teVersion const m_version;
-  teOthers const m_others;  // they are answered in its own version
-  bool m_ends = false;      // its side of the link, after this round
-  nk_messageSetConfigReq m_config{m_version};
-  nk_messageSetSchedulesReq m_schedules{m_version};
-  std::vector<unsigned long long> m_images;
-  nk_listener m_listener{m_io};
-  std::vector<std::unique_ptr<nk_linkedEngine>> m_links;
-};
-
-TEST_F(sync, speaksTheVersionOfThePanel) {
-  for (unsigned int version = 0; version < 3; ++version) {
-    for (auto const others : {teOthers::ANSWERED, teOthers::PASSED_OVER, teOthers::LINK_ENDED}) {
-      tOldPanel panel(io, version, others);
-      station = panel.link();
-      expect("--timeout 0.5 sync " + site, 0, "the panel holds it all now");
-      EXPECT_NE(errors.find("carry no frames: 2 stay behind"), errors.npos) << errors;
-      EXPECT_EQ(errors.find("carry no stop times") != errors.npos, version < 2) << errors;
-      expect("--timeout 0.5 sync " + site, 0, version == 0 ? "not told" : "nothing to send");
-    }
-  }
 }
 
 }  // namespace
