@@ -30,6 +30,11 @@ inline std::string contentOf(nk_message& message) {
 // nkdevice at address 2, and nkctl to talk to it.
 class programs : public testing::Test {
  protected:
+  struct tRow {
+    std::string arguments;
+    int status;
+    std::string words;  // that the program writes
+  };
   void startDevice(std::string const& url, std::string const& options = "") {
     device = std::make_unique<tProgram>(
         io, words(NK_DEVICE " --link " + url + " --address 2 " + options));

@@ -122,12 +122,11 @@ TEST(linkGuard, curesWhatItIsToldTo) {
   auto const answer = [](unsigned int id, unsigned int from) {
     return tFrame{.id = id, .from = from, .type = answering};
   };
-  tFrame const foreign{.id = 4, .from = other, .to = other}, toAll{.id = 4, .to = all};
+  tFrame const foreign{.id = 4, .from = other, .to = other};
   using t = tCounters;
   std::vector<tFrame> const anything{single, single, part(2), last(3), foreign, answer(1, panel)};
   cures("nothing: all pass", none, anything, anything, &t::delivered, 6);
   cures("address: others'", address, {foreign, single}, {single}, &t::foreign, 1);
-  cures("address: for all", address, {toAll}, {toAll}, &t::foreign, 0);
   cures("came twice", once, {single, part(1), single, part(1), part(2)}, {single, part(1), part(2)},
         &t::duplicates, 2);
   cures("came again later", once, {single, part(1), single}, {single, part(1), single},
@@ -136,8 +135,6 @@ TEST(linkGuard, curesWhatItIsToldTo) {
         {single, part(1), part(2), single}, &t::duplicates, 1);
   cures("answers", check, {answer(1, panel), answer(1, other), answer(2, panel), answer(3, other)},
         {answer(1, panel), answer(3, other)}, &t::strangers, 2);
-  cures("requests", check, {{.id = 2}, {.id = 9, .from = other}},
-        {{.id = 2}, {.id = 9, .from = other}}, &t::strangers, 0);
 }
 
 TEST(linkGuard, remembersRequestsUntilTheyAreForgotten) {

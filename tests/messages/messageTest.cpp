@@ -15,21 +15,19 @@ namespace {
 using harness::hex;
 
 TEST(Message, TheFactoryRefusesWhatHasNoClass) {
-  struct {
-    char const *bytes, *printed;
-  } const rows[] = {
+  std::pair<char const*, char const*> const rows[] = {
       {"", ""},
       {"0b 00 00", ""},
       {"00 00 00 00", "!!!!! TODO !!!!!, unhandled message type: 0 (version 0)"},
       {"1b 00 ff ff", "!!!!! TODO !!!!!, unhandled message type: 27 (version 65535)"},
       {"1e 00 00 00", "!!!!! TODO !!!!!, unhandled message type: 30 (version 0)"},
   };
-  for (auto const& row : rows) {
-    tBlob blob = hex(row.bytes);
+  for (auto const& [bytes, printed] : rows) {
+    tBlob blob = hex(bytes);
     testing::internal::CaptureStdout();
     EXPECT_EQ(nk_message::getMessage(&blob), nullptr);
     std::fflush(stdout);
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), row.printed);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), printed);
   }
   EXPECT_EQ(nk_message::getMessage(nullptr), nullptr);
 }

@@ -275,8 +275,7 @@ TEST_F(panelTest, aDamagedChangeCostsNoOther) {
   harness::write(log, bytes);
   start();
   EXPECT_EQ(panel->panel.images().uids(), (std::vector<unsigned long long>{1, 3, 4}));
-  auto const files = fs::directory_iterator(options.state + "/images");
-  EXPECT_EQ(std::distance(files, {}), 4) << "nobody knows what the change named";
+  EXPECT_EQ(images(), 4u) << "nobody knows what the change named";
   EXPECT_EQ(harness::contentOfFile(log + ".bad"), bytes);
   panel->panel.keepChanges();
   restart();

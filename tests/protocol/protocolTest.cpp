@@ -197,6 +197,18 @@ TEST_F(Protocol, MemoryForLargeFramesIsKeptWhileTheyComeAndThenGivenBack) {
   EXPECT_LT(capacityFor(small), 4u << 20);
 }
 
+TEST_F(Protocol, FramesBehindABadOneWaitForNewBytes) {
+  unsigned char bad[] = {1, 0x80, 2}, anything = 0x55;
+  pair.b.engine.pushData(bad, sizeof bad);
+  push(pair.b, {2, 1, true, "good"});
+  for (unsigned int const more : {0u, 0u, 1u}) {
+    pair.b.engine.pushData(more == 0 ? nullptr : &anything, more);
+    EXPECT_TRUE(pair.b.requests.empty());
+    pair.b.poll();
+  }
+  EXPECT_EQ(pair.b.requests.size(), 1u);
+}
+
 TEST_F(Protocol, ReadsUntilTheLinkGivesLessThanItWasAskedFor) {
   using tCounts = std::vector<unsigned int>;  // what is given in reverse order
   auto const receive = [](nk_server*, void* ctx, unsigned char* data, unsigned int length,
@@ -248,6 +260,15 @@ TEST_F(Protocol, CallbacksMayEnqueue) {
     pair.exchange();
     EXPECT_EQ(left, 5 - exchange);
   }
+}
+
+TEST_F(Protocol, ADamagedAnswerFromAnotherAddressCompletesItsRequest) {
+  pair.a.request("?", 2);
+  push(pair.a,
+       {1, 1, true, "no", nk_basicTelegram::TYPE_RESPONSE, nk_basicTelegram::COMPRESSION_HUFF}, 1);
+  pair.a.poll();
+  ASSERT_EQ(pair.a.answers.size(), 1u);
+  EXPECT_EQ(pair.a.answers[0].content, "");
 }
 
 // Files one more part, within the callback, of a telegram whose parts 1 and 2 (the last) came.

@@ -35,9 +35,7 @@ void expectRead(std::string const& source, std::string const& printed) {
 }
 
 TEST(tJson, readsOneObject) {
-  struct {
-    std::string text, printed;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {" \t\r\n{ \"a\" : [ 1 , { } , [ ] ] } \n", R"({"a":[1,{},[]]})"},
       {R"({"a":0,"b":-0,"c":-1,"d":1.5,"e":1e3,"f":-2.5E-3})",
        R"({"a":0,"b":0,"c":-1,"d":1.5,"e":1000.0,"f":-0.0025})"},
@@ -48,7 +46,7 @@ TEST(tJson, readsOneObject) {
        "\xC3\xA4\xE2\x82\xAC\xF0\x9F\x98\x80\"}"},
       {R"({"a\u0000b":"\u0000\u001f"})", R"({"a\u0000b":"\u0000\u001F"})"},
   };
-  for (auto const& row : rows) expectRead(row.text, row.printed);
+  for (auto const& [text, printed] : rows) expectRead(text, printed);
   for (std::string const& same :
        {"{}"s, R"({"a":null,"b":true,"c":false})"s,
         R"({"a":-9223372036854775808,"b":18446744073709551615})"s, "{\"a\":\"\x7F\x80\xFF\xC3\"}"s,

@@ -165,11 +165,7 @@ TEST_F(explainProgram, APanelThatDoesNotReadHoldsUpItsOwnStationOnly) {
 TEST_F(explainProgram, TellsTheOutcomeByItsExitStatus) {
   auto const text = write(dir / "text", "01 81 02"), raw = write(dir / "raw", "\x01\x81\x02");
   auto const wrong = write(dir / "wrong", "hello"), panel = "unix://" + (dir / "none");
-  struct {
-    std::string arguments;
-    int status;
-    std::string words;
-  } const rows[] = {
+  tRow const rows[] = {
       {"--help", 0, "Exit status"},
       {text, 0, "frame  offset 0, size 3  BAD\n  ! wrong encoding"},
       {raw, 0, "frame  offset 0, size 3  BAD\n  ! wrong encoding"},

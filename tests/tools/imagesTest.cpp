@@ -87,11 +87,7 @@ TEST_F(images, areSentByTheStation) {
   write(dir / "empty.png", "");
   write(dir / "text.txt", "abc");
   auto const here = [&](char const* name) { return " " + (dir / name); };
-  struct {
-    std::string command;
-    int status;
-    std::string words;
-  } const rows[] = {
+  tRow const rows[] = {
       {"images missing " + set("both.json", R"("image":"a.png","imageUid":1)"), 2,
        "schedules[0].entries[0] has both imageUid and image"},
       {"images missing " + set("none.json", R"("image":"b.png")"), 2,
@@ -117,9 +113,9 @@ TEST_F(images, areSentByTheStation) {
       {"images", 2, "a command is required: send, missing, remove, uid"},
   };
   for (auto const& row : rows) {
-    expect(row.command, row.status, row.words);
+    expect(row.arguments, row.status, row.words);
     EXPECT_EQ(errors.find("a.png 100 % of") != errors.npos,
-              row.command.find("--progress") != errors.npos)
+              row.arguments.find("--progress") != errors.npos)
         << errors;
   }
 }

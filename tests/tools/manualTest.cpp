@@ -29,9 +29,7 @@ TEST_F(programs, haveManualPagesWithAllThatHelpTells) {
 }
 
 TEST_F(programs, areCompletedByBash) {
-  struct {
-    std::string line, words;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {"nkctl s", "state statistics set-name schedules sync shutdown"},
       {"nkctl --link ''", ""},
       {"nkctl --to 2 config ''", "init set check"},
@@ -43,13 +41,13 @@ TEST_F(programs, areCompletedByBash) {
       {"nkdevice --st", "--state --stations"},
       {"nkexplain --l", "--link --listen"},
   };
-  for (auto const& row : rows) {
-    auto const program = row.line.substr(0, row.line.find(' '));
+  for (auto const& [line, words] : rows) {
+    auto const program = line.substr(0, line.find(' '));
     std::string script = "source " NK_GENERATED "/completions/";
-    script.append(program).append("; COMP_WORDS=(").append(row.line);
+    script.append(program).append("; COMP_WORDS=(").append(line);
     script.append("); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _").append(program);
     EXPECT_EQ(run({NK_BASH, "-c", script + "; echo ${COMPREPLY[*]}"}), 0) << errors;
-    EXPECT_EQ(output, row.words + "\n") << row.line << errors;
+    EXPECT_EQ(output, words + "\n") << line << errors;
   }
 }
 

@@ -24,9 +24,7 @@ TEST(messages, showsContentOfEveryTypeAndNeverPrints) {
 }
 
 TEST(messages, areReadAsStrictlyAsRequests) {
-  struct {
-    std::string content, problem;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {std::string("\x0b\0\x01\0\x05\0\0\0", 8), ""},
       {"", "the answer is empty, or cannot be decompressed"},
       {std::string("\x0b\0\x01", 3), "the answer is cut short"},
@@ -38,12 +36,12 @@ TEST(messages, areReadAsStrictlyAsRequests) {
       {std::string("\x63\0\x01\0", 4),
        "expected TIME for an answer, not a message of the unknown type 99"},
   };
-  for (auto const& row : rows) {
+  for (auto const& [content, expected] : rows) {
     std::string problem;
-    auto const answer = nk_tools::readAnswer(harness::bytes(row.content), nk_message::TIME,
+    auto const answer = nk_tools::readAnswer(harness::bytes(content), nk_message::TIME,
                                              nk_message::VERSION_1, problem);
-    EXPECT_EQ(problem, row.problem);
-    EXPECT_EQ(answer != nullptr, row.problem.empty()) << row.problem;
+    EXPECT_EQ(problem, expected);
+    EXPECT_EQ(answer != nullptr, expected.empty()) << expected;
   }
 }
 

@@ -63,11 +63,8 @@ TEST_F(programs, tellTheOutcomeByTheirExitStatus) {
   auto const unknown = write(dir / "unknown", std::string("\x10\0\0\0", 4));  // TAVO_AUTHORIZE_REQ
   auto const brief = write(dir / "brief", "abc");
   auto const empty = write(dir / "empty", "");
-  struct {
-    std::string arguments;
-    int status;
-    std::string words;  // on standard error, or on standard output if the status is 0
-  } const rows[] = {
+  // The words are on standard error, or on standard output if the status is 0.
+  tRow const rows[] = {
       {"--help", 0, "Exit status"},
       {"time --help", 0, "clock"},
       {"--version", 0, "0."},

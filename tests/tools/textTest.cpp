@@ -41,9 +41,7 @@ TEST(text, ofTheEngineHasIdsWithoutSign) {
 }
 
 TEST(text, keepsWideNumbersOfJson) {
-  struct {
-    std::string json, strict;
-  } const rows[] = {
+  std::pair<std::string, std::string> const rows[] = {
       {R"({"uid":7,"id":8})", R"({"uid":"7","id":8})"},
       {R"({"a":[{"imageUid":18446744073709551615}],"extState":0})",
        R"({"a":[{"imageUid":"18446744073709551615"}],"extState":"0"})"},
@@ -55,7 +53,7 @@ TEST(text, keepsWideNumbersOfJson) {
       {"{\"cut", "{\"cut"},
       {"{\"cut\\", "{\"cut\\"},
   };
-  for (auto const& row : rows) EXPECT_EQ(nk_tools::strictJson(row.json), row.strict);
+  for (auto const& [json, strict] : rows) EXPECT_EQ(nk_tools::strictJson(json), strict);
 }
 
 }  // namespace
