@@ -173,6 +173,7 @@ TEST(linkGuard, holdsLittleWhateverComes) {
       {"parts that fit nothing", parts},
       {"noise", harness::randomBytes(2000000, 1)},
       {"a large frame", bytesOf({.id = 1, .size = 1001})},
+      {"a frame cut off", bytesOf({.id = 1}).substr(0, 20)},
   };
   for (auto const& [what, stream] : rows) {
     tGuarded line(options);
