@@ -240,4 +240,22 @@ TEST(CompressionTest, refusesWhatIsNoEncoding) {
   }
 }
 
+TEST(CompressionTest, survivesEveryDamage) {
+  tLimit const limit(50'000);
+  tRandom random{std::mt19937(3)};
+  for (unsigned int i = 0; i < 24; ++i) {
+    tForm const& form = *forms[i % 2];
+    tBlob encoded = form.encode(harness::bytes(randomContent(random, 1 + i * i * 3)));
+    for (unsigned int at = 0; at < encoded.size(); ++at) {
+      ASSERT_TRUE(form.decode(tBlob(encoded.data(), at)).empty()) << at;
+      for (int const bit : {1, 2, 4, 8, 16, 32, 64, 128, 255}) {
+        encoded.data()[at] = static_cast<unsigned char>(encoded.data()[at] ^ bit);
+        tBlob const content = form.decode(encoded);
+        ASSERT_TRUE(content.size() <= 50'000 && form.decode(form.encode(content)) == content);
+        encoded.data()[at] = static_cast<unsigned char>(encoded.data()[at] ^ bit);
+      }
+    }
+  }
+}
+
 }  // namespace
