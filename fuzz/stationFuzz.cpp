@@ -121,6 +121,7 @@ class tStory {
     auto const ticket = m_core->accept(
         std::move(content), destination, timeouts,
         [this, number](nk_station::tResult&& result) { completed(number, result); }, wantsAnswer);
+    // NOLINTNEXTLINE(bugprone-use-after-move): what is not accepted is not taken
     require(content.size() == (ticket == nk_station::refused ? size : 0),
             "content is taken if accepted");
     if (ticket == nk_station::refused) return false;

@@ -1,10 +1,11 @@
 #include "link/clock.h"
 
+#include <exception>
 #include <utility>
 
 bool nk_clock::keep(nk_timer&) { return false; }
 
-void nk_clock::drop(nk_timer&) {}
+void nk_clock::drop(nk_timer&) noexcept {}
 
 nk_clock::tMoment nk_clock::due(nk_timer const& timer) { return timer.m_due; }
 
@@ -29,11 +30,14 @@ void nk_timer::after(nk_clock::tMoment::duration delay, std::function<void()> ha
   at(m_clock.now() + delay, std::move(handler));
 }
 
-void nk_timer::cancel() {
+void nk_timer::cancel() noexcept {
   if (!m_handler) return;
-  m_handler.reset();
+  m_handler.reset();  // from here on Asio's handler does nothing
   m_clock.drop(*this);
-  m_timer.cancel();
+  try {
+    m_timer.cancel();
+  } catch (std::exception const&) {  // then it waits in vain
+  }
 }
 
 void nk_timer::fire() {

@@ -35,7 +35,7 @@ class nk_clock : public asio::execution_context::service {
   /// do that.
   virtual bool keep(nk_timer& timer);
   /// Called when `timer` is cancelled or destroyed.
-  virtual void drop(nk_timer& timer);
+  virtual void drop(nk_timer& timer) noexcept;
   static tMoment due(nk_timer const& timer);
   static void fire(nk_timer& timer);
 
@@ -63,7 +63,7 @@ class nk_timer {
   void at(tMoment when, std::function<void()> handler);
   void after(nk_clock::tMoment::duration delay, std::function<void()> handler);
   /// After this the handler is not called any more, even if it was due.
-  void cancel();
+  void cancel() noexcept;
 
  private:
   friend class nk_clock;

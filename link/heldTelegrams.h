@@ -29,6 +29,7 @@ class nk_heldTelegrams {
     unsigned int timestamp = 0;
     nk_basicTelegram::teType type{};
     nk_basicTelegram::teCompression compression{};
+    // NOLINTNEXTLINE(modernize-use-nullptr): there is no pointer
     auto operator<=>(tHeader const&) const = default;
   };
   /// What add() did with a part.

@@ -106,6 +106,7 @@ bool nk_linkedEngine::finished() const {
   return m_carrier.error() || (m_carrier.ended() && m_carrier.outgoing() == 0);
 }
 
+// NOLINTBEGIN(misc-no-recursion): the posted handler runs after this call
 void nk_linkedEngine::round() {
   bool const more = pumpSome();
   if (more && !std::exchange(m_roundPosted, true)) {
@@ -117,6 +118,7 @@ void nk_linkedEngine::round() {
   }
   m_onEvent();
 }
+// NOLINTEND(misc-no-recursion)
 
 void nk_linkedEngine::tick() {
   m_tick.after(tickTime, [this] {

@@ -10,7 +10,7 @@ nk_openLinks::nk_openLinks(asio::io_context& io, tLimits limits, nk_linkedEngine
                            tReports reports)
     : m_io(io),
       m_clock(nk_clock::of(io)),
-      m_limits(std::move(limits)),
+      m_limits(limits),
       m_setup(std::move(setup)),
       m_reports(std::move(reports)) {
   m_setup.guard->now = [&clock = m_clock] { return clock.now(); };
@@ -91,8 +91,9 @@ void nk_openLinks::look(tLink& link) {
   auto why = reasonToEnd(link);
   if (!why.empty()) end(link, std::move(why));
   while (m_held > m_limits.held) {
-    auto& most = largest();
-    end(most, "held " + std::to_string(most.held >> 20) + " MiB, the most of all links");
+    auto* const most = largest();
+    if (most == nullptr) return;
+    end(*most, "held " + std::to_string(most->held >> 20) + " MiB, the most of all links");
   }
 }
 
@@ -139,12 +140,12 @@ std::string nk_openLinks::reasonToEnd(tLink const& link) const {
   return "no whole frame in " + std::to_string(seconds) + " s";
 }
 
-nk_openLinks::tLink& nk_openLinks::largest() {
+nk_openLinks::tLink* nk_openLinks::largest() {
   tLink* most = nullptr;
   for (auto* const links : {&m_silent, &m_known})
     for (auto& link : *links)
       if (most == nullptr || link.held > most->held) most = &link;
-  return *most;
+  return most;
 }
 
 // The link is destroyed later, as its own handler may be running.

@@ -108,7 +108,7 @@ class nk_openLinks {
   void countHeld(tLink& link);
   bool isArriving(tLink const& link) const;
   std::string reasonToEnd(tLink const& link) const;
-  tLink& largest();
+  tLink* largest();
   void end(tLink& link, std::string why);
   void sweep();
   bool isQuotaTaken(std::string const& origin) const;

@@ -43,7 +43,7 @@ class tManualClock : public nk_clock {
     m_timers.push_back(&timer);
     return true;
   }
-  void drop(nk_timer& timer) override { std::erase(m_timers, &timer); }
+  void drop(nk_timer& timer) noexcept override { std::erase(m_timers, &timer); }
 
  private:
   bool fireNext() {
