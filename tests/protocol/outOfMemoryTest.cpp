@@ -114,7 +114,7 @@ TEST(OutOfMemory, WhatIsNotAddedLeavesNoTrace) {
     EXPECT_NO_THROW(config.checksum(nk_message::VERSION_3));
     done = allocationsLeft != 0;
     allocationsLeft = none;
-    EXPECT_EQ(telegram.isCorrupt(), added) << "by a part 3 without part 2";
+    EXPECT_EQ(telegram.isCorrupt(), added) << "by a third part without the second";
     EXPECT_EQ(telegram.getCompleteContent()->size(), 3u);
     tFrame frame;
     EXPECT_EQ(config.frm_getById(42, &frame), config.frm_count() == 1);

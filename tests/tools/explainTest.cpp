@@ -113,7 +113,7 @@ TEST(explain, TellsWhyBytesAreBad) {
       {half(1, false) + half(1, false) + half(2, true),
        "frame\nframe\npart: this part was there before: it is passed over\n" + read + "\n"},
       {half(1, false) + half(3, true), "frame\nframe\ntelegram: of 3 parts 1 have not come\n"},
-      {half(0, true), "frame\npart: part 0: numbers begin at 1, it is passed over\n"},
+      {half(0, true), "frame\npart: part number 0: numbers begin at 1, it is passed over\n"},
       {half(2, true) + half(3, false) + half(1, false),
        "frame\nframe\npart: beyond the last part, or a second last part: it is passed over\n" +
            read + "\n"},

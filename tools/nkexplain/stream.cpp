@@ -24,7 +24,7 @@ char const* partFault(nk_heldTelegrams::teFate fate, nk_telegramPart const& part
     case nk_heldTelegrams::FATE_DUPLICATE:
       return "this part was there before: it is passed over";
     case nk_heldTelegrams::FATE_MISFIT:
-      if (part.partId() == 0) return "part 0: numbers begin at 1, it is passed over";
+      if (part.partId() == 0) return "part number 0: numbers begin at 1, it is passed over";
       return "beyond the last part, or a second last part: it is passed over";
     case nk_heldTelegrams::FATE_TOO_LARGE:
       return "its telegram is too large: it is passed over with the parts before it";
