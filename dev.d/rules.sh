@@ -24,10 +24,13 @@ checkRules() {
 
   # Layers point one way, and the message and telegram layers never meet.
   forbid 'support needs nothing above it' \
-    '#include ["<](nkProtocol|messages|protocol|link|tools)/' 'support/*'
+    '#include ["<](nkProtocol|codec|messages|protocol|link|tools)/' 'support/*'
+  forbid 'codec is below messages and telegrams' \
+    '#include ["<](link|tools|messages|protocol|nkProtocol/(?!(serializer|export)\.h))' \
+    'codec/*' 'include/nkProtocol/serializer.h'
   forbid 'the message layer knows no telegrams' \
     '#include ["<](link|tools|protocol|nkProtocol/(nkProtocol|protocol|\w*[tT]elegram\w*)\.h)' \
-    'messages/*' 'include/nkProtocol/*essage*.h' 'include/nkProtocol/serializer.h'
+    'messages/*' 'include/nkProtocol/*essage*.h'
   forbid 'the telegram layer knows no messages' \
     '#include ["<](link|tools|messages|nkProtocol/(nkProtocol|\w*[mM]essage\w*)\.h)' \
     'protocol/*' 'include/nkProtocol/protocol.h' 'include/nkProtocol/*elegram*.h'

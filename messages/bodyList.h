@@ -1,6 +1,6 @@
 #pragma once
 
-#include "messages/withinMemory.h"
+#include "codec/withinMemory.h"
 
 inline bool transfer(nk_serializer& ser, unsigned short& v, nk_serializer::teSerDirection d) {
   return ser.u16(v, d);

@@ -1,7 +1,7 @@
 #include "nkProtocol/checksumResponse.h"
 
+#include "codec/withinMemory.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 
 nk_messageChecksumRsp::nk_messageChecksumRsp(teType type, nk_serializer* ser, teVersion version)
     : nk_message(type, version) {

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
+#include "codec/withinMemory.h"
 #include "messages/bodyList.h"
 #include "messages/frameList.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 

@@ -1,7 +1,7 @@
 #include "nkProtocol/controlMessages.h"
 
+#include "codec/withinMemory.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 #include "nkSupport/tTime.h"
 
 nk_messageTime::nk_messageTime(teVersion version)

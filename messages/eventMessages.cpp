@@ -3,9 +3,9 @@
 #include <cstddef>
 #include <utility>
 
+#include "codec/withinMemory.h"
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 
 nk_messageEventsReq::nk_messageEventsReq(teVersion version) : nk_message(EVENTS_REQ, version) {}
 

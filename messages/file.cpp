@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <iterator>
 
-#include "messages/withinMemory.h"
+#include "codec/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tFile.h"
 

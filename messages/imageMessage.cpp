@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "codec/withinMemory.h"
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 
 nk_messageImage::nk_messageImage(teVersion version) : nk_message(IMAGE, version) {}
 

@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <memory>
 
+#include "codec/withinMemory.h"
 #include "messages/messageTable.h"
-#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tJson.h"
 

@@ -8,9 +8,9 @@
 #include <set>
 #include <utility>
 
+#include "codec/withinMemory.h"
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 #include "nkSupport/SHA1.h"
 #include "nkSupport/tCompression.h"
 #include "nkSupport/tJson.h"

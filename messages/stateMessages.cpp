@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <utility>
 
+#include "codec/withinMemory.h"
 #include "messages/bodyList.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 
 nk_messageStateReq::nk_messageStateReq(teVersion version) : nk_message(STATE_REQ, version) {}
 

@@ -3,8 +3,8 @@
 #include <cmath>
 #include <limits>
 
+#include "codec/withinMemory.h"
 #include "messages/jsonFields.h"
-#include "messages/withinMemory.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include "nkProtocol/serializer.h"
 #include "nkSupport/tString.h"
 
-/// What `step()` gives; false if memory runs out in it, for nothing is thrown out of a message.
+/// Returns what `step()` returns, or false if it throws: no exception leaves the library.
 template <class Step>
 bool withinMemory(Step step) {
   try {
@@ -15,7 +15,7 @@ bool withinMemory(Step step) {
   }
 }
 
-/// The text that `step()` gives; empty if memory runs out in it.
+/// Returns the text that `step()` returns, or an empty one if it throws.
 template <class Step>
 tString textWithinMemory(Step step) {
   try {
@@ -25,7 +25,7 @@ tString textWithinMemory(Step step) {
   }
 }
 
-/// withinMemory for what passes through `ser`, which takes note.
+/// The same, and an exception makes `ser.lackedMemory()` true.
 template <class Step>
 bool withinMemory(nk_serializer& ser, Step step) {
   bool passed = false;

@@ -1,6 +1,6 @@
 #include "nkProtocol/serializer.h"
 
-#include "messages/withinMemory.h"
+#include "codec/withinMemory.h"
 
 bool nk_serializer::readLength(unsigned int& length) {
   // PEER: the length stays consumed when the bytes behind it are missing; callers stop anyway.
