@@ -35,6 +35,8 @@ checkRules() {
     '#include ["<](link|tools|messages|nkProtocol/(nkProtocol|\w*[mM]essage\w*)\.h)' \
     'protocol/*' 'include/nkProtocol/protocol.h' 'include/nkProtocol/*elegram*.h'
   forbid 'link knows no programs' '#include ["<]tools/' 'link/*'
+  forbid 'link and programs use the public headers of messages and telegrams' \
+    '#include ["<](messages|protocol)/' 'link/*' 'tools/*'
 
   # The libraries serve 32-bit and 64-bit programs alike: comments aside, no type in their
   # interfaces may change its size between the two.

@@ -7,11 +7,11 @@
 #include <utility>
 #include <vector>
 
+#include "codec/frameLayout.h"
 #include "fuzz.h"
 #include "harness/hex.h"
 #include "link/linkGuard.h"
 #include "nkSupport/base128.h"
-#include "protocol/frame.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "codec/frameLayout.h"
 #include "nkSupport/base128.h"
-#include "protocol/frame.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <asio/post.hpp>
 
-#include "protocol/frame.h"
+#include "codec/frameLayout.h"
 
 namespace {
 

@@ -2,15 +2,14 @@
 
 #include <cstring>
 
+#include "codec/frameLayout.h"
 #include "nkSupport/base128.h"
 #include "nkSupport/crc.h"
-#include "protocol/frame.h"
 
 namespace {
 
 // The body of a frame without payload.
 constexpr unsigned int bareSize = frameHeaderSize + frameCrcSize;
-constexpr unsigned int payloadLengthSize = 4;
 
 }  // namespace
 
@@ -45,7 +44,7 @@ bool nk_sentHeaders::readHeader() {
       !base128::decode(body, m_encoded.data(), m_count)) {
     return false;
   }
-  std::memset(body + frameHeaderSize - payloadLengthSize, 0, payloadLengthSize);
+  std::memset(body + frameHeader::payloadSize.offset, 0, frameHeader::payloadSize.size);
   body[frameHeaderSize] = crc_crc8init(body, frameHeaderSize);
   constexpr unsigned int size = base128::encodedSize(bareSize);
   m_frame.clear();

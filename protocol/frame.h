@@ -1,15 +1,9 @@
 #pragma once
 
+#include "codec/frameLayout.h"
 #include "nkProtocol/serializer.h"
 #include "nkProtocol/telegramPart.h"
 #include "nkSupport/tBlob.h"
-
-/// The bytes that bound a frame; its base-128 body holds neither.
-constexpr unsigned char frameStart = 0x01;
-constexpr unsigned char frameEnd = 0x02;
-/// A frame's decoded body: the header with the payload's length at its end, the payload, the CRC.
-constexpr unsigned int frameHeaderSize = 25;
-constexpr unsigned int frameCrcSize = 1;
 
 /// Writes frames one behind the other into a buffer that keeps its memory. Not synchronised.
 class nk_frameWriter {

@@ -1,13 +1,8 @@
 #include "nkProtocol/telegramPart.h"
 
+#include "codec/frameLayout.h"
 #include "nkProtocol/serializer.h"
 #include "protocol/frame.h"
-
-namespace {
-constexpr unsigned char typeMask = 0x03;
-constexpr unsigned char partInfoMask = 0x0C;
-constexpr unsigned char compressionMask = 0x30;
-}  // namespace
 
 nk_telegramPart::nk_telegramPart() = default;
 
@@ -45,7 +40,7 @@ tBlob* nk_telegramPart::isSinglePartTelegram() {
   return &m_payload;
 }
 
-// The header in either direction, up to the payload; the flags stand for three fields.
+// The header in either direction, in the order of frameHeader, but for the payload's size.
 bool nk_telegramPart::header(nk_serializer& ser, nk_serializer::teSerDirection d,
                              unsigned char& flags) {
   return ser.u32(m_source, d) && ser.u32(m_destination, d) && ser.u32(m_id, d) &&
@@ -53,8 +48,9 @@ bool nk_telegramPart::header(nk_serializer& ser, nk_serializer::teSerDirection d
 }
 
 unsigned char nk_telegramPart::flags() const {
-  return static_cast<unsigned char>((m_type & typeMask) | (m_partInfo & partInfoMask) |
-                                    (m_compression & compressionMask));
+  return static_cast<unsigned char>((m_type & frameFlags::type) |
+                                    (m_partInfo & frameFlags::partInfo) |
+                                    (m_compression & frameFlags::compression));
 }
 
 bool nk_telegramPart::serialize(tBlob* out) {
@@ -74,9 +70,9 @@ bool nk_telegramPart::readBody(nk_serializer& body) {
     m_payload.clear();
     return false;
   }
-  m_type = teType(flagBits & typeMask);
-  m_partInfo = tePartInfo(flagBits & partInfoMask);
-  m_compression = teCompression(flagBits & compressionMask);
+  m_type = teType(flagBits & frameFlags::type);
+  m_partInfo = tePartInfo(flagBits & frameFlags::partInfo);
+  m_compression = teCompression(flagBits & frameFlags::compression);
   // The body's memory becomes the payload's: no copy.
   tBlob& bytes = body;
   bytes.slice(frameHeaderSize);

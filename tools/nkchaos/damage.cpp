@@ -2,10 +2,11 @@
 
 #include <utility>
 
+#include "codec/frameLayout.h"
+
 namespace {
 
 constexpr unsigned int longestFrame = 64u << 10;
-constexpr char frameEnd = '\x02';
 
 // Source: Sebastiano Vigna's public-domain splitmix64. Neighbouring numbers give unrelated ones.
 unsigned long long mixed(unsigned long long x) {

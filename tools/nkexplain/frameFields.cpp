@@ -2,19 +2,19 @@
 
 #include <algorithm>
 
+#include "codec/frameLayout.h"
 #include "nkProtocol/telegramPart.h"
 #include "nkSupport/base128.h"
 #include "nkSupport/crc.h"
-#include "protocol/frame.h"
 #include "tools/common/moment.h"
 
 namespace {
 
 using nk_explain::tField;
 
-unsigned int readU32(tBlob const& bytes, unsigned int offset) {
+unsigned int read(tBlob const& body, nk_frameField const& at) {
   unsigned int value = 0;
-  std::memcpy(&value, bytes.data() + offset, sizeof value);
+  std::memcpy(&value, body.data() + at.offset, at.size);
   return value;
 }
 
@@ -23,12 +23,18 @@ std::string addressText(unsigned int address) {
   return address == nk_basicTelegram::addressNone ? "no address" : "";
 }
 
+std::string noText(unsigned int) { return {}; }
+
+std::string timeText(unsigned int seconds) { return momentText(seconds) + " UTC"; }
+
 std::string flagsText(unsigned int flags) {
   char const* const types[] = {"request that wants a response", "request that wants no response",
                                "request that wants a response", "response"};
-  bool const last = (flags & 0x0C) == nk_telegramPart::PARTINFO_LAST_PART;
-  return std::string(types[flags & 3]) + (last ? ", last part, " : ", not the last part, ") +
-         nk_explain::compressionText(nk_basicTelegram::teCompression(flags & 0x30));
+  bool const last = (flags & frameFlags::partInfo) == nk_telegramPart::PARTINFO_LAST_PART;
+  return std::string(types[flags & frameFlags::type]) +
+         (last ? ", last part, " : ", not the last part, ") +
+         nk_explain::compressionText(
+             nk_basicTelegram::teCompression(flags & frameFlags::compression));
 }
 
 // Why `encoded` is no base-128, as the decoder of the library found.
@@ -73,13 +79,13 @@ class tFrame {
     m_fields.back().wireSize = size;
   }
   // A field of the decoded body, whose bits begin in one encoded byte and end in another.
-  void field(unsigned int offset, unsigned int size, char const* name, nk_explain::tValue value,
+  void field(nk_frameField const& at, char const* name, nk_explain::tValue value,
              std::string meaning = {}) {
-    if (size == 0) return;
-    m_fields.push_back(
-        nk_explain::makeField(m_body, offset, size, name, std::move(value), std::move(meaning)));
-    auto const first = 8ULL * offset / 7;
-    auto const last = (8ULL * (offset + size) - 1) / 7;
+    if (at.size == 0) return;
+    m_fields.push_back(nk_explain::makeField(m_body, at.offset, at.size, name, std::move(value),
+                                             std::move(meaning)));
+    auto const first = 8ULL * at.offset / 7;
+    auto const last = (8ULL * at.end() - 1) / 7;
     m_fields.back().wireOffset = m_wireOffset + 1 + first;
     m_fields.back().wireSize = static_cast<unsigned int>(last - first + 1);
   }
@@ -99,9 +105,9 @@ class tFrame {
     if (bodySize >= frameHeaderSize) {
       lengthFault = payload();
     } else {
-      field(listed, bodySize - listed, "(not read)", "");
-      lengthFault =
-          "too short: " + std::to_string(bodySize) + " bytes decoded, and a header has 25";
+      field({listed, bodySize - listed}, "(not read)", "");
+      lengthFault = "too short: " + std::to_string(bodySize) + " bytes decoded, and a header has " +
+                    std::to_string(frameHeaderSize);
     }
     if (auto fault = crcFault(); !fault.empty()) return fault;
     return lengthFault;
@@ -110,32 +116,37 @@ class tFrame {
   // Returns how many bytes it listed.
   unsigned int header(unsigned int size) {
     struct {
-      unsigned int offset;
+      nk_frameField at;
       char const* name;
-    } const words[] = {{0, "source"}, {4, "destination"}, {8, "id"}, {12, "part"}, {16, "time"}};
-    for (auto const& [offset, name] : words) {
-      if (size < offset + 4) return offset;
-      unsigned int const value = readU32(m_body, offset);
-      field(offset, 4, name, 0ULL + value, offset < 8 ? addressText(value) : "");
-      if (offset == 16) m_fields.back().meaning = momentText(value) + " UTC";
+      std::string (*meaning)(unsigned int value);
+    } const rows[] = {{frameHeader::source, "source", addressText},
+                      {frameHeader::destination, "destination", addressText},
+                      {frameHeader::telegramId, "id", noText},
+                      {frameHeader::partId, "part", noText},
+                      {frameHeader::timestamp, "time", timeText},
+                      {frameHeader::flags, "flags", flagsText}};
+    for (auto const& [at, name, meaning] : rows) {
+      if (size < at.end()) return at.offset;
+      unsigned int const value = read(m_body, at);
+      field(at, name, 0ULL + value, meaning(value));
     }
-    if (size < 21) return 20;
-    field(20, 1, "flags", 0ULL + m_body.data()[20], flagsText(m_body.data()[20]));
-    return 21;
+    return frameHeader::flags.end();
   }
 
   std::string payload() {
-    unsigned int const said = readU32(m_body, 21);
+    unsigned int const said = read(m_body, frameHeader::payloadSize);
     unsigned int const behind = m_body.size() - frameHeaderSize;
-    field(21, 4, "payload size", 0ULL + said);
+    field(frameHeader::payloadSize, "payload size", 0ULL + said);
     unsigned int const size = std::min(said, behind > frameCrcSize ? behind - frameCrcSize : 0);
-    if (size != 0) field(25, size, "payload", std::to_string(size) + " bytes");
+    field({frameHeaderSize, size}, "payload", std::to_string(size) + " bytes");
     unsigned int const rest = behind - size;
-    if (rest > frameCrcSize) field(25 + size, rest - frameCrcSize, "(beyond the payload)", "");
+    if (rest > frameCrcSize)
+      field({frameHeaderSize + size, rest - frameCrcSize}, "(beyond the payload)", "");
     if (rest != 0) {
       unsigned char const should = crc_crc8init(m_body.data(), m_body.size() - frameCrcSize);
       unsigned char const is = m_body.data()[m_body.size() - 1];
-      field(m_body.size() - 1, 1, "crc", 0ULL + is, is == should ? "right" : "wrong");
+      field({m_body.size() - frameCrcSize, frameCrcSize}, "crc", 0ULL + is,
+            is == should ? "right" : "wrong");
       if (said == behind) m_fields.back().meaning += ", and counted as payload too";
     }
     if (said > behind)

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "protocol/frame.h"
+#include "codec/frameLayout.h"
 #include "tools/common/messages.h"
 #include "tools/nkexplain/bodies.h"
 #include "tools/nkexplain/frameFields.h"
