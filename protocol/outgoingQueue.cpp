@@ -35,7 +35,9 @@ nk_outgoingQueue::tUnsent::tUnsent(tNew const& from)
 
 void nk_outgoingQueue::push(tNew const& telegram) {
   m_unsent.emplace_back(telegram);
-  if (m_unsent.back().telegram.waitForResponse()) addWaiting();
+  nk_telegram& added = m_unsent.back().telegram;
+  if (m_partSize != 0) added.m_partSize = m_partSize;
+  if (added.waitForResponse()) addWaiting();
 }
 
 // Notes that the telegram at the end waits for its response.

@@ -25,6 +25,9 @@ class nk_outgoingQueue {
     bool allowCompression = true;
     long long timeout_s = 0;  ///< counts only for a request with a callback
   };
+  /// Sets the largest payload, in bytes, of the parts of telegrams pushed afterwards; 0 stands for
+  /// nk_telegram::s_u32MaxPayloadSize.
+  void setPartSize(unsigned int bytes) { m_partSize = bytes; }
   /// Appends a telegram. Throws std::bad_alloc, with the queue as it was, if memory runs out.
   void push(tNew const& telegram);
   /// The first telegram that is not sent yet, owned by the queue; null if there is none.
@@ -69,5 +72,6 @@ class nk_outgoingQueue {
   std::list<tUnsent> m_unsent;
   tWaitingById m_waiting;
   unsigned long long m_count = 0;
+  unsigned int m_partSize = 0;
   long long m_earliestTimeout;  // no sent request times out before the clock has passed this
 };

@@ -83,6 +83,11 @@ nk_protocol::~nk_protocol() {
   m_outgoing.reset();
 }
 
+void nk_protocol::setPayloadSize(unsigned int bytes) {
+  tLockGuard guard(m_outgoingLock);
+  m_outgoing->setPartSize(bytes);
+}
+
 void nk_protocol::setMaxPayloadSize(unsigned int bytes) { nk_telegram::setMaxPayloadSize(bytes); }
 
 void nk_protocol::logProt(char const* format, ...) {

@@ -20,11 +20,11 @@ class nk_frameWriter;
 /// requests, answers and time-outs. It does no input or output of its own and starts no thread.
 ///
 /// Threads: poll(), recvData(), pushData() and all callbacks but `logOutput` run on one thread, the
-/// polling thread; enqueue_TS() and respond_TS() may be called from any. Two re-entrant locks, one
-/// for incoming telegrams and one for the outgoing queue, are never held together. The send
-/// function and the response callbacks run with the outgoing lock held, so other threads'
-/// enqueue_TS() waits for them; the receive callback runs without any lock. No callback may delete
-/// the engine.
+/// polling thread; enqueue_TS(), respond_TS() and setPayloadSize() may be called from any. Two
+/// re-entrant locks, one for incoming telegrams and one for the outgoing queue, are never held
+/// together. The send function and the response callbacks run with the outgoing lock held, so other
+/// threads' enqueue_TS() waits for them; the receive callback runs without any lock. No callback
+/// may delete the engine.
 class NK_API nk_protocol : public tLog {
  public:
   /// Called for each complete request, broadcasts included. `content` is empty if the request could
@@ -79,7 +79,12 @@ class NK_API nk_protocol : public tLog {
   /// for programs that call it.
   void eraseDeletedTelegrams_TS();
 
-  /// nk_telegram::setMaxPayloadSize.
+  /// Sets the largest payload of one part, in bytes, for all telegrams that this engine builds
+  /// afterwards, requests and responses. What is queued already keeps its size. 0, as at the start,
+  /// stands for the size of the process. Any thread, also in callbacks that may call enqueue_TS();
+  /// takes the outgoing lock.
+  void setPayloadSize(unsigned int bytes);
+  /// nk_telegram::setMaxPayloadSize, for all engines without a size of their own.
   static void setMaxPayloadSize(unsigned int bytes);
   /// Hands a printf-style message to the hook of the engine constructed last, if it has one; for
   /// the layers above, the engine itself uses log().

@@ -45,8 +45,9 @@ class NK_API nk_telegram : public nk_basicTelegram {
  public:
   /// Largest payload of one part in bytes; 1 MiB until changed.
   static unsigned int s_u32MaxPayloadSize;
-  /// Sets s_u32MaxPayloadSize for all telegrams built afterwards in this process. To be called at
-  /// start-up: it takes no lock. 0 is refused and changes nothing.
+  /// Sets s_u32MaxPayloadSize for all telegrams built afterwards in this process, but for those of
+  /// engines with a size of their own (nk_protocol::setPayloadSize). To be called at start-up: it
+  /// takes no lock. 0 is refused and changes nothing.
   static void setMaxPayloadSize(unsigned int bytes);
 
   /// An outgoing telegram. It is a response if `isResponse`, otherwise a request, which wants a
@@ -112,6 +113,7 @@ class NK_API nk_telegram : public nk_basicTelegram {
   static bool sortTelegrams(nk_telegramPart*& a, nk_telegramPart*& b);
 
  private:
+  friend class nk_outgoingQueue;
   friend class nk_protocol;
   bool send(nk_server* server, void* ctx, nk_transferFunction sendFn, nk_frameWriter& writer);
   template <class Use>

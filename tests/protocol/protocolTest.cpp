@@ -88,6 +88,30 @@ TEST_F(Protocol, ARequestInPartsIsPutTogether) {
                                      "src: 1; dest: 2)"});
 }
 
+TEST_F(Protocol, AnEngineMayHaveAPayloadSizeOfItsOwn) {
+  auto const payloadSizes = [](tBlob stream) {
+    std::vector<unsigned int> sizes;
+    for (nk_telegramPart part; part.streamContainsTelegram(&stream);)
+      sizes.push_back(part.payload()->size());
+    return sizes;
+  };
+  using tSizes = std::vector<unsigned int>;
+  tPair other;
+  nk_protocol::setMaxPayloadSize(4);
+  pair.b.engine.setPayloadSize(3);
+  pair.b.reply = "7 bytes";
+  for (unsigned int const own : {2u, 0u}) {  // what is queued keeps its size
+    pair.a.engine.setPayloadSize(own);
+    pair.a.request("7 bytes", 2);
+  }
+  other.a.tell("7 bytes", 2);
+  pair.a.poll(), other.a.poll();
+  EXPECT_EQ(payloadSizes(pair.toB.bytes), (tSizes{2, 2, 2, 1, 4, 3}));
+  EXPECT_EQ(payloadSizes(other.toB.bytes), (tSizes{4, 3}));
+  pair.b.poll(), pair.b.poll();
+  EXPECT_EQ(payloadSizes(pair.toA.bytes), (tSizes{3, 3, 1, 3, 3, 1}));
+}
+
 TEST_F(Protocol, TimesOutOnceAfterTheRequestsTimeOrTheDefault) {
   // Clocks of 32 bits end in 2038 and 2106.
   for (long long const start : {1700000000LL, 0x7FFFFFFELL, 0xFFFFFFFELL, 0x100001000LL}) {
