@@ -6,8 +6,8 @@
 #include <asio/post.hpp>
 #include <utility>
 
-nk_openLinks::nk_openLinks(asio::io_context& io, tLimits limits, nk_linkedEngine::tSetup setup,
-                           tReports reports)
+nk_openLinks::nk_openLinks(asio::io_context& io, tLimits const& limits,
+                           nk_linkedEngine::tSetup setup, tReports reports)
     : m_io(io),
       m_clock(nk_clock::of(io)),
       m_limits(limits),

@@ -81,7 +81,7 @@ class nk_openLinks {
   };
 
   /// `io` is borrowed. `setup` has a guard; its context is found in tLink.
-  nk_openLinks(asio::io_context& io, tLimits limits, nk_linkedEngine::tSetup setup,
+  nk_openLinks(asio::io_context& io, tLimits const& limits, nk_linkedEngine::tSetup setup,
                tReports reports);
   nk_openLinks(nk_openLinks const&) = delete;
   nk_openLinks& operator=(nk_openLinks const&) = delete;

@@ -57,6 +57,7 @@ class nk_partList {
     unsigned int number = 0;
     unsigned int destination = 0;
     unsigned int source = 0;
+    // NOLINTNEXTLINE(modernize-use-nullptr): there is no pointer
     auto operator<=>(tKey const&) const = default;
   };
   static tKey keyOf(nk_telegramPart const& part);

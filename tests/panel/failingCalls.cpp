@@ -84,11 +84,11 @@ void failingCalls::losePower() {
 #define NK_OPEN(own, name)                                                     \
   NK_INSTEAD(int, own, name, char const* path, int flags, unsigned int mode) { \
     if (fails("open")) return -1;                                              \
-    return noteOpen(real(&own, #name)(path, flags, mode), path);               \
+    return noteOpen(real(&(own), #name)(path, flags, mode), path);             \
   }
-#define NK_TRUNCATE(own, name, tSize)                              \
-  NK_INSTEAD(int, own, name, char const* path, tSize size) {       \
-    return fails("truncate") ? -1 : real(&own, #name)(path, size); \
+#define NK_TRUNCATE(own, name, tSize)                                \
+  NK_INSTEAD(int, own, name, char const* path, tSize size) {         \
+    return fails("truncate") ? -1 : real(&(own), #name)(path, size); \
   }
 
 NK_OPEN(open32, open)

@@ -49,7 +49,7 @@ bool fail(std::string const& request, teBefore before, unsigned int at, int erro
   panel.ask(request);
   if (before != BEFORE_TORN) panel.panel.keepChanges();
   failingCalls::disarm();
-  auto const failed = failingCalls::failed();
+  auto const& failed = failingCalls::failed();
   auto const now = panel.held();
   EXPECT_EQ(failingCalls::hastyRenames(), 0u);
   fs::copy(state, copy, fs::copy_options::recursive);

@@ -13,7 +13,6 @@
 namespace {
 
 using harness::programs;
-using harness::words;
 
 struct tFakePanel {
   // Puts the answer in the place of the request; true if the link ends behind it.
@@ -114,7 +113,7 @@ struct tOldPanel {
       schedules.setSchedulesFrom(plan);
       confirm(nk_messageSetSchedulesRsp(version), schedules);
     }
-    content = answer;
+    content = static_cast<tBlob const&>(answer);
     return !answer.empty();
   }
 

@@ -30,6 +30,7 @@ TEST_F(programs, printOneObjectPerRunForScripts) {
   std::string const site = NK_SITE, config = site + "/config.json", set = site + "/schedules.json",
                     image = site + "/images/welcome.png";
   auto const unknown = write(dir / "unknown", std::string("\x10\0\0\0", 4));
+  // NOLINTNEXTLINE(misc-misleading-bidirectional): the source has escapes only
   std::string const name = "caf\xe9\xc2\x9b\xe2\x80\xae\xee\xbe\x80",
                     named = " 636166e9c29be280aeeebe80", hall = " 6d61696e2068616c6c";
   struct {

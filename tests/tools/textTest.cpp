@@ -14,6 +14,7 @@ TEST(text, goesOutAsWellFormedUtf8) {
       {"\x1b[2J\x7f", "?[2J?", "\x1b[2J\\u007f"},  // JSON has escaped C0 before
       {"\xc2\x9b\x9b", "??", "\\u009b\\uef9b"},
       {"\xe2\x80\x8e\xe2\x80\x8f\xd8\x9c", "???", "\\u200e\\u200f\\u061c"},
+      // NOLINTNEXTLINE(misc-misleading-bidirectional): the source has escapes only
       {"\xe2\x80\xaa\xe2\x80\xae\xe2\x81\xa6\xe2\x81\xa9", "????", "\\u202a\\u202e\\u2066\\u2069"},
       {"\xe2\x80\xa8\xe2\x80\xa9\xef\xbb\xbf", "???", "\\u2028\\u2029\\ufeff"},
       {"\xe2\x80\xa7\xe2\x80\xaf\xe2\x81\xaa", "‧\xe2\x80\xaf\xe2\x81\xaa",

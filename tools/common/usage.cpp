@@ -34,8 +34,10 @@ std::string joined(tNames const& names) {
 
 // The last command that was given, or `app` itself.
 CLI::App const& lastCommand(CLI::App const& app) {
-  auto const given = app.get_subcommands();
-  return given.empty() ? app : lastCommand(*given.back());
+  auto const* last = &app;
+  for (auto given = app.get_subcommands(); !given.empty(); given = last->get_subcommands())
+    last = given.back();
+  return *last;
 }
 
 tNames commandsOf(CLI::App const& app) {
@@ -86,7 +88,7 @@ std::string nk_tools::usageProblem(CLI::App const& app, CLI::ParseError const& e
   auto const& at = lastCommand(app);
   auto words = app.remaining(true);
   std::erase(words, "--");
-  std::string const what = error.what();
+  std::string what = error.what();
   auto const kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
   auto const option = what.substr(0, what.find(':'));
   if (!words.empty() &&

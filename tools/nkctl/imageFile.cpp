@@ -28,13 +28,14 @@ constexpr unsigned int largestImage = (64u << 20) - 1024;
 
 char lower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; }
 
+bool isLetter(char inAnyCase, char lowerCase) { return lower(inAnyCase) == lowerCase; }
+
 // The kind of content that the ending of the name says, in whatever case; null if none.
 char const* mimeTypeOf(std::string_view name) {
   for (auto const& kind : kinds) {
     if (name.size() < kind.ending.size()) continue;
     auto const ending = name.substr(name.size() - kind.ending.size());
-    if (std::equal(ending.begin(), ending.end(), kind.ending.begin(),
-                   [](char a, char b) { return lower(a) == b; }))
+    if (std::equal(ending.begin(), ending.end(), kind.ending.begin(), isLetter))
       return kind.mimeType;
   }
   return nullptr;

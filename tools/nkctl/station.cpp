@@ -75,6 +75,7 @@ nk_tools::teExit tStation::ask(tBlob& content, tBlob& answer) {
 nk_tools::teExit tStation::askFirst(std::vector<tBlob>& contents, tBlob& answer) {
   if (auto const status = ready()) return status;
   std::vector<std::future<tResult>> calls;
+  calls.reserve(contents.size());
   for (auto& content : contents)
     calls.push_back(m_link->ask(std::move(content), m_options.to, limits()));
   tResult first;

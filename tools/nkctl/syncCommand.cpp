@@ -122,7 +122,7 @@ class tSync {
     auto const request = [](unsigned int version) {
       nk_serializer content;
       nk_messageStateReq(nk_message::teVersion(version)).serializeMsg(&content);
-      return tBlob(content);
+      return tBlob(static_cast<tBlob&&>(content));
     };
     auto newest = request(newestVersion);
     auto const status = m_station.ask(newest, answer);

@@ -12,7 +12,7 @@ std::string carriesNone(nk_message::teVersion version, char const* what, unsigne
 
 tString carriedChecksum(nk_messageSetConfigReq& config, nk_message::teVersion version,
                         tString const& panel) {
-  auto const whole = config.checksum(version);
+  auto whole = config.checksum(version);
   if (version >= nk_message::VERSION_3 || whole == panel) return whole;
   nk_messageSetConfigReq bare(version);
   bare.setConfigFrom(&config);

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <cstdio>
+#include <optional>
 #include <string_view>
 
 #include "nkSupport/SHA1.h"
@@ -25,6 +27,36 @@ tString checksum(tBlob const& content) {
   SHA1 sha1;
   sha1.Input(content.data(), content.size());
   return sha1.Result();
+}
+
+std::string_view bytesFrom(tBlob const& file, unsigned int from) {
+  return {reinterpret_cast<char const*>(file.data()) + from, file.size() - from};
+}
+
+// The first line of a record.
+struct tHead {
+  std::string_view sum, form;
+  unsigned int size = 0;  // of the bytes behind it
+};
+
+// Takes the first word off `text`, with the blank behind it.
+std::string_view takeWord(std::string_view& text) {
+  auto const size = std::min(text.find(' '), text.size());
+  auto const word = text.substr(0, size);
+  text.remove_prefix(std::min(size + 1, text.size()));
+  return word;
+}
+
+// Nothing if `line` gives no size. The other words may be damaged.
+std::optional<tHead> headIn(std::string_view line) {
+  tHead head;
+  head.sum = takeWord(line);
+  auto const digits = takeWord(line);
+  head.form = line;
+  auto const* const end = digits.data() + digits.size();
+  auto const read = std::from_chars(digits.data(), end, head.size);
+  if (read.ec != std::errc() || read.ptr != end) return {};
+  return head;
 }
 
 }  // namespace
@@ -160,30 +192,27 @@ bool tJournal::pack(tBlob const& content, tBlob& record) {
 // The record at `from`. Its size is 0 at the end of the file, and if it does not tell where it
 // ends.
 tJournal::tRecord tJournal::unpack(tBlob const& file, unsigned int from) {
-  std::string_view const rest(reinterpret_cast<char const*>(file.data()) + from,
-                              file.size() - from);
-  std::string const head(rest.substr(0, rest.substr(0, longestHead).find('\n') + 1));
+  auto const rest = bytesFrom(file, from);
+  auto const end = rest.substr(0, longestHead).find('\n');
   tRecord record;
-  unsigned int size = 0;
-  char sum[41] = "", form[6] = "";
-  if (std::sscanf(head.c_str(), "%40s %u %5s", sum, &size, form) != 3) return record;
-  auto const first = static_cast<unsigned int>(head.size());
-  if (size >= rest.size() - first || rest[first + size] != '\n') return record;
-  record.size = first + size + 1;
-  record.content = tBlob(rest.data() + first, size);
-  record.intact = checksum(record.content) == sum;
-  if (record.intact && std::string_view(form) == "rle")
+  if (end == rest.npos) return record;
+  auto const head = headIn(rest.substr(0, end));
+  auto const first = static_cast<unsigned int>(end) + 1;
+  if (!head || head->form.empty()) return record;
+  if (head->size >= rest.size() - first || rest[first + head->size] != '\n') return record;
+  record.size = first + head->size + 1;
+  record.content = tBlob(rest.data() + first, head->size);
+  record.intact = checksum(record.content).view() == head->sum;
+  if (record.intact && head->form == "rle")
     record.content = tCompression::decodeRLE(record.content);
   return record;
 }
 
 // True if the file ends within the record at `from`, as after a crash in the middle of an append.
 bool tJournal::isTorn(tBlob const& file, unsigned int from) {
-  std::string_view const rest(reinterpret_cast<char const*>(file.data()) + from,
-                              file.size() - from);
+  auto const rest = bytesFrom(file, from);
   auto const end = rest.substr(0, longestHead).find('\n');
   if (end == rest.npos) return rest.size() < longestHead;
-  unsigned int size = 0;
-  return std::sscanf(std::string(rest.substr(0, end)).c_str(), "%*40s %u", &size) == 1 &&
-         size >= rest.size() - (end + 1);
+  auto const head = headIn(rest.substr(0, end));
+  return head && head->size >= rest.size() - (end + 1);
 }

@@ -121,7 +121,8 @@ void addList(CLI::App& app, std::string const& name, std::string const& type,
              std::function<bool(std::string const&)> const& add) {
   auto const store = [=](std::vector<std::string> const& values) {
     for (auto const& each : values)
-      if (!add(each)) throw CLI::ValidationError(name, "\"" + each + "\" is " + wrong);
+      if (!add(each))
+        throw CLI::ValidationError(name, std::string("\"").append(each).append("\" is ") + wrong);
   };
   app.add_option_function<std::vector<std::string>>(name, store, help)
       ->type_name(type)
